@@ -1,0 +1,15 @@
+# Options that every target of ours takes by linking travik_warnings.
+add_library(travik_warnings INTERFACE)
+target_compile_definitions(travik_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+if(MSVC)
+    target_compile_options(travik_warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus)
+else()
+    # No path of the building machine may reach a product.
+    target_compile_options(travik_warnings INTERFACE
+        -ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build
+        $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Werror>
+        # ComPtr and the COM headers of MinGW use multi-character pragmas that GCC does not know.
+        $<$<COMPILE_LANGUAGE:C,CXX>:-Wno-unknown-pragmas>)
+    # The programs need no DLL but the system's.
+    add_link_options(-static -static-libgcc -static-libstdc++ $<$<CONFIG:Release>:-s>)
+endif()
