@@ -1,0 +1,167 @@
+#include "log/log_text.h"
+
+#include <windows.h>
+
+#include <time.h>
+
+#include <algorithm>
+#include <cwchar>
+
+namespace Travik {
+namespace {
+
+using Codecvt = std::codecvt<wchar_t, char, std::mbstate_t>;
+
+constexpr bool isHighSurrogate(wchar_t unit)
+{
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+constexpr bool isLowSurrogate(wchar_t unit)
+{
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+std::wstring padded(std::uint32_t value, std::size_t digits)
+{
+    const std::wstring text = hexadecimal(value);
+    std::wstring upper = std::wstring(digits - std::min(digits, text.size()), L'0') + text;
+    for (wchar_t& digit : upper)
+        digit = digit >= L'a' ? static_cast<wchar_t>(digit - L'a' + L'A') : digit;
+    return upper;
+}
+
+std::wstring escaped(std::wstring_view character)
+{
+    if (character.size() == 1)
+        return L"\\u" + padded(character[0], 4);
+    return L"\\U" + padded(0x10000u + ((character[0] - 0xD800u) << 10) + (character[1] - 0xDC00u), 8);
+}
+
+/// Copies the text character by character (a surrogate pair is one), escaping those that are not writable.
+template <class Writable>
+std::wstring escapeUnless(std::wstring_view text, Writable writable)
+{
+    std::wstring result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        const bool pair = i + 1 < text.size() && isHighSurrogate(text[i]) && isLowSurrogate(text[i + 1]);
+        const std::wstring_view character = text.substr(i, pair ? 2 : 1);
+        if (text[i] < 0x80 || writable(character))
+            result += character;
+        else
+            result += escaped(character);
+        i += character.size();
+    }
+    return result;
+}
+
+#ifndef _MSC_VER
+/// The user's ANSI code page: MinGW's runtime has no locale but the classic one.
+class AnsiCodecvt final : public Codecvt
+{
+protected:
+    result do_out(std::mbstate_t&, const wchar_t* from, const wchar_t* fromEnd, const wchar_t*& fromNext, char* to,
+                  char* toEnd, char*& toNext) const override
+    {
+        fromNext = from;
+        toNext = to;
+        while (fromNext != fromEnd) {
+            const bool pair = fromNext + 1 != fromEnd && isHighSurrogate(*fromNext) && isLowSurrogate(fromNext[1]);
+            const int units = pair ? 2 : 1;
+            char bytes[8];
+            const int count = encode(fromNext, units, bytes, sizeof bytes);
+            if (count == 0)
+                return error;
+            if (toEnd - toNext < count)
+                return partial;
+            toNext = std::copy_n(bytes, count, toNext);
+            fromNext += units;
+        }
+        return ok;
+    }
+
+    result do_unshift(std::mbstate_t&, char* to, char*, char*& toNext) const override
+    {
+        toNext = to;
+        return noconv;
+    }
+
+    int do_encoding() const noexcept override { return 0; }
+    bool do_always_noconv() const noexcept override { return false; }
+    int do_max_length() const noexcept override { return 8; }
+
+private:
+    /// Number of bytes, 0 for a character that the code page lacks.
+    static int encode(const wchar_t* units, int unitCount, char* bytes, int size)
+    {
+        if (GetACP() == CP_UTF8)
+            return WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, units, unitCount, bytes, size, nullptr, nullptr);
+        BOOL replaced = FALSE;
+        const int count =
+            WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, units, unitCount, bytes, size, nullptr, &replaced);
+        return replaced ? 0 : count;
+    }
+};
+#endif
+
+} // namespace
+
+std::wstring hexadecimal(std::uint32_t value)
+{
+    std::wstring digits;
+    do {
+        digits.insert(digits.begin(), L"0123456789abcdef"[value % 16]);
+        value /= 16;
+    } while (value != 0);
+    return digits;
+}
+
+std::wstring timeStamp()
+{
+    wchar_t buffer[256] = {};
+    const __time64_t now = _time64(nullptr);
+    _wctime64_s(buffer, std::size(buffer), &now);
+    std::wstring text = buffer;
+    std::erase(text, L'\n');
+    return text;
+}
+
+std::wstring escapeForLocale(std::wstring_view text, const std::locale& locale)
+{
+    const auto& codecvt = std::use_facet<Codecvt>(locale);
+    return escapeUnless(text, [&codecvt](std::wstring_view character) {
+        std::mbstate_t state = {};
+        char bytes[16];
+        const wchar_t* fromNext = nullptr;
+        char* toNext = nullptr;
+        const wchar_t* const end = character.data() + character.size();
+        return codecvt.out(state, character.data(), end, fromNext, bytes, std::end(bytes), toNext) == Codecvt::ok &&
+               fromNext == end;
+    });
+}
+
+std::wstring escapeForConsole(std::wstring_view text)
+{
+    return escapeUnless(text, [](std::wstring_view character) { return character[0] <= 0xFF; });
+}
+
+std::wstring logPathFor(const std::wstring& program, const std::wstring& suffix)
+{
+    const auto separator = static_cast<std::uint32_t>(program.find_last_of(L"\\/"));
+    const std::wstring folder = program.substr(0, separator);
+    const std::wstring file = program.substr(separator);
+    // The log keeps the extension of the program in its name; front ends look for it there.
+    [[maybe_unused]] const std::wstring withoutExtension = file.substr(0, file.rfind(L'.'));
+    return folder + L"\\vmsdk" + file + L"_" + suffix;
+}
+
+std::locale userTextLocale()
+{
+#ifdef _MSC_VER
+    return std::locale(std::locale(""), std::locale::classic(), std::locale::numeric);
+#else
+    return std::locale(std::locale::classic(), new AnsiCodecvt);
+#endif
+}
+
+} // namespace Travik

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <locale>
+#include <string>
+#include <string_view>
+
+namespace Travik {
+
+/// Lower-case digits without prefix or leading zeros.
+std::wstring hexadecimal(std::uint32_t value);
+
+/// Text and numbers as records show them: text as it is, numbers in plain decimal whatever the locale.
+inline const std::wstring& recordText(const std::wstring& text)
+{
+    return text;
+}
+std::wstring recordText(std::integral auto value)
+{
+    return std::to_wstring(value);
+}
+
+/// The arguments of a record, joined by " | ".
+template <class First, class... Rest>
+std::wstring joinArguments(const First& first, const Rest&... rest)
+{
+    std::wstring text = recordText(first);
+    ((text += L" | ", text += recordText(rest)), ...);
+    return text;
+}
+inline std::wstring joinArguments()
+{
+    return {};
+}
+
+/// The current local time as _wctime64_s writes it, 24 characters without the newline.
+std::wstring timeStamp();
+
+/// The text with every character that the locale's codecvt cannot write replaced by \uXXXX, or \UXXXXXXXX beyond the
+/// basic plane: one such character would silence a stream for good.
+std::wstring escapeForLocale(std::wstring_view text, const std::locale& locale);
+
+/// The same for the console, which writes all characters up to U+00FF.
+std::wstring escapeForConsole(std::wstring_view text);
+
+/// Where initLogger puts the log of that suffix for a program: folder\vmsdk\program_suffix. Throws std::out_of_range
+/// for a program path without any separator.
+std::wstring logPathFor(const std::wstring& program, const std::wstring& suffix);
+
+/// The user's locale for text, the classic one for numbers.
+std::locale userTextLocale();
+
+} // namespace Travik
