@@ -1,0 +1,63 @@
+# What dev and scripts/setup share: one line and one log per step. To be sourced.
+set -euo pipefail
+
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+logs=$repo/build/logs
+cache=${TRAVIK_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/travik-sdk}
+prefix=$cache/mingw
+
+fail()
+{
+    printf 'dev: %s\n' "$*" >&2
+    exit 1
+}
+
+# step LOG TITLE REMEDY COMMAND...: runs the command quietly and prints its time. A failure shows the end of the log and
+# the remedy, and ends the script.
+step()
+{
+    local log=$logs/$1.log title=$2 remedy=$3 start=$SECONDS code=0
+    shift 3
+    mkdir -p "$logs"
+    # The subshell stands outside any condition, or set -e would be off in it. File 9 holds the lock of the caller, which
+    # must not live on in programs that stay (a Wine server).
+    set +e
+    (set -e; "$@") >"$log" 2>&1 </dev/null 9>&-
+    code=$?
+    set -e
+    if [ $code != 0 ]; then
+        tail -n 30 "$log" | sed 's/^/    /' >&2
+        fail "$title failed after $((SECONDS - start)) s: $remedy (whole log: ${log#"$repo"/})"
+    fi
+    printf '[%3ds] %s\n' $((SECONDS - start)) "$title"
+}
+
+# Everything that needs the administrator.
+as_root()
+{
+    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# install_packages NAME...: only what is missing, so that a ready machine needs neither root nor network.
+install_packages()
+{
+    local missing=()
+    for package in "$@"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+    done
+    [ ${#missing[@]} = 0 ] && return
+    if [ "$(id -u)" != 0 ] && ! command -v sudo >/dev/null; then
+        fail "packages are missing (${missing[*]}) and there is neither root nor sudo: install them as root, then run again"
+    fi
+    step packages "packages (${#missing[@]} missing)" "check the network and apt's sources, then run again" \
+        apt_install "${missing[@]}"
+}
+
+apt_install()
+{
+    local install=(env DEBIAN_FRONTEND=noninteractive apt-get -y -q install --no-install-recommends "$@")
+    # Package lists may be absent or old; a mirror may fail once.
+    as_root "${install[@]}" && return
+    as_root apt-get -q update || { sleep 5; as_root apt-get -q update; }
+    as_root "${install[@]}"
+}

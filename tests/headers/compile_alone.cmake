@@ -1,0 +1,16 @@
+# cmake -Dcompiler=... -Doptions=... -Dinclude=... -Dchecks=STANDARD:SOURCE;... -P compile_alone.cmake
+if(NOT checks)
+    message(FATAL_ERROR "nothing to check")
+endif()
+foreach(check IN LISTS checks)
+    string(REGEX MATCH "^([0-9]+):(.*)$" matched "${check}")
+    execute_process(COMMAND ${compiler} -std=c++${CMAKE_MATCH_1} ${options} -fsyntax-only -I${include} ${CMAKE_MATCH_2}
+                    RESULT_VARIABLE code)
+    message(STATUS "C++${CMAKE_MATCH_1} ${CMAKE_MATCH_2}: ${code}")
+    if(NOT code EQUAL 0)
+        set(failed TRUE)
+    endif()
+endforeach()
+if(failed)
+    message(FATAL_ERROR "some public headers do not compile alone")
+endif()

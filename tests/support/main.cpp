@@ -1,0 +1,18 @@
+#include <exception>
+#include <iostream>
+
+#include <gmock/gmock.h>
+
+#include "scratch.h"
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleMock(&argc, argv);
+    try {
+        TravikTest::makeScratchFolder();
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return 2;
+    }
+    return RUN_ALL_TESTS();
+}
