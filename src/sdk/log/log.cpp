@@ -5,15 +5,11 @@
 #include <iostream>
 #include <mutex>
 
-#ifdef _MSC_VER
-#include <share.h>
-#endif
-
 #include "log/log_text.h"
 
 namespace Travik {
 
-std::wofstream logStream;
+LogFileStream logStream;
 std::wstring currentLogPath;
 
 namespace {
@@ -45,19 +41,13 @@ std::wostream& destination()
     return std::wcout;
 }
 
-std::wstring escapeForDestination(const std::wstring& text)
+/// The file escapes for itself, the console does not.
+void writeText(std::wostream& stream, const std::wstring& text)
 {
-    return logStream.is_open() ? escapeForLocale(text, logStream.getloc()) : escapeForConsole(text);
-}
-
-/// Other programs may read and write the file meanwhile.
-void openShared(const std::wstring& path, std::ios_base::openmode mode)
-{
-#ifdef _MSC_VER
-    logStream.open(path.c_str(), mode, _SH_DENYNO);
-#else
-    logStream.open(path.c_str(), mode); // denies nothing, like every file that libstdc++ opens
-#endif
+    if (&stream == &logStream)
+        stream << text << std::flush;
+    else
+        stream << escapeForConsole(text) << std::flush;
 }
 
 void endLogFile()
@@ -72,8 +62,11 @@ std::wostream& LogRecord::logRecord(std::uint32_t level, std::int32_t line, cons
 {
     std::wostream& stream = destination();
     stream << L'\n' << std::flush;
-    stream << L'[' << timeStamp() << L"][" << levelText(level) << L"] (" << functionName << L") <"
-           << std::to_wstring(line) << L"> # " << std::flush;
+    std::wstring header; // as one text: each insertion into a stream has its price
+    header.reserve(128);
+    ((((header += L'[') += timeStamp()) += L"][") += levelText(level)) += L"] (";
+    (((header += functionName) += L") <") += std::to_wstring(line)) += L"> # ";
+    stream << header << std::flush;
     return stream;
 }
 
@@ -81,7 +74,7 @@ void writeRecord(std::uint32_t level, std::int32_t line, const std::wstring& fun
 {
     const std::lock_guard guard(writerGuard);
     destination().clear(); // a full disk or a closed pipe costs the records it swallowed, not all later ones
-    LogRecord(level).logRecord(level, line, functionName) << escapeForDestination(text) << std::flush;
+    writeText(LogRecord(level).logRecord(level, line, functionName), text);
 }
 
 void reopenLogFile(std::wstring path)
@@ -90,7 +83,7 @@ void reopenLogFile(std::wstring path)
     if (logStream.is_open() && !samePath)
         endLogFile();
     if (!logStream.is_open()) {
-        openShared(path, std::ios_base::out | std::ios_base::app);
+        logStream.open(path, std::ios_base::app);
         currentLogPath = std::move(path);
     }
 }
@@ -105,9 +98,9 @@ void initLogger(std::wstring suffix)
             return;
         endLogFile();
     }
-    openShared(path, std::ios_base::out | std::ios_base::trunc);
+    logStream.open(path, std::ios_base::trunc);
     logStream.imbue(userTextLocale());
-    destination() << L'\n' << L'[' << timeStamp() << L"] initLogger " << escapeForDestination(suffix) << std::flush;
+    writeText(destination(), L"\n[" + timeStamp() + L"] initLogger " + suffix);
     logStream.close();
     reopenLogFile(path);
 }

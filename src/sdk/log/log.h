@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
 #include <ostream>
 #include <source_location>
 #include <string>
+
+#include "log/log_stream.h"
 
 namespace Travik {
 
@@ -32,13 +33,13 @@ enum : std::uint32_t
 }
 
 /// The log file; closed until setLogPath or initLogger names one. While it is closed the log goes to std::wcout.
-extern std::wofstream logStream;
+extern LogFileStream logStream;
 
 /// The path that reopenLogFile last opened logStream on, also when that failed.
 extern std::wstring currentLogPath;
 
-/// Starts one record; the caller appends its text to the returned stream and flushes it. Takes no lock and escapes
-/// nothing: the library's own records go through writeRecord.
+/// Starts one record; the caller appends its text to the returned stream and flushes it. Takes no lock: the
+/// library's own records go through writeRecord.
 class LogRecord
 {
 public:

@@ -37,22 +37,32 @@ std::wstring escaped(std::wstring_view character)
     return L"\\U" + padded(0x10000u + ((character[0] - 0xD800u) << 10) + (character[1] - 0xDC00u), 8);
 }
 
-/// Copies the text character by character (a surrogate pair is one), escaping those that are not writable.
-template <class Writable>
-std::wstring escapeUnless(std::wstring_view text, Writable writable)
+/// The text character by character; a surrogate pair is one.
+template <class Visit>
+void forEachCharacter(std::wstring_view text, Visit visit)
 {
-    std::wstring result;
-    result.reserve(text.size());
     for (std::size_t i = 0; i < text.size();) {
         const bool pair = i + 1 < text.size() && isHighSurrogate(text[i]) && isLowSurrogate(text[i + 1]);
-        const std::wstring_view character = text.substr(i, pair ? 2 : 1);
-        if (text[i] < 0x80 || writable(character))
-            result += character;
-        else
-            result += escaped(character);
-        i += character.size();
+        const std::size_t units = pair ? 2 : 1;
+        visit(text.substr(i, units));
+        i += units;
     }
-    return result;
+}
+
+/// Whether the codecvt could convert the character.
+bool appendConverted(std::string& bytes, std::wstring_view character, const Codecvt& codecvt)
+{
+    std::mbstate_t state = {};
+    char converted[16];
+    const wchar_t* fromNext = nullptr;
+    char* toNext = nullptr;
+    const wchar_t* const end = character.data() + character.size();
+    const bool done =
+        codecvt.out(state, character.data(), end, fromNext, converted, std::end(converted), toNext) == Codecvt::ok &&
+        fromNext == end;
+    if (done)
+        bytes.append(converted, toNext);
+    return done;
 }
 
 #ifndef _MSC_VER
@@ -126,23 +136,31 @@ std::wstring timeStamp()
     return text;
 }
 
-std::wstring escapeForLocale(std::wstring_view text, const std::locale& locale)
+void appendEncoded(std::string& bytes, std::wstring_view text, const std::locale& locale)
 {
     const auto& codecvt = std::use_facet<Codecvt>(locale);
-    return escapeUnless(text, [&codecvt](std::wstring_view character) {
-        std::mbstate_t state = {};
-        char bytes[16];
-        const wchar_t* fromNext = nullptr;
-        char* toNext = nullptr;
-        const wchar_t* const end = character.data() + character.size();
-        return codecvt.out(state, character.data(), end, fromNext, bytes, std::end(bytes), toNext) == Codecvt::ok &&
-               fromNext == end;
+    forEachCharacter(text, [&](std::wstring_view character) {
+        if (character[0] == L'\n') {
+            bytes += "\r\n";
+        } else if (character[0] < 0x80) {
+            bytes += static_cast<char>(character[0]);
+        } else if (!appendConverted(bytes, character, codecvt)) {
+            for (const wchar_t unit : escaped(character))
+                bytes += static_cast<char>(unit);
+        }
     });
 }
 
 std::wstring escapeForConsole(std::wstring_view text)
 {
-    return escapeUnless(text, [](std::wstring_view character) { return character[0] <= 0xFF; });
+    std::wstring result;
+    forEachCharacter(text, [&result](std::wstring_view character) {
+        if (character[0] <= 0xFF)
+            result += character;
+        else
+            result += escaped(character);
+    });
+    return result;
 }
 
 std::wstring logPathFor(const std::wstring& program, const std::wstring& suffix)

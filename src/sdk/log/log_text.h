@@ -37,11 +37,12 @@ inline std::wstring joinArguments()
 /// The current local time as _wctime64_s writes it, 24 characters without the newline.
 std::wstring timeStamp();
 
-/// The text with every character that the locale's codecvt cannot write replaced by \uXXXX, or \UXXXXXXXX beyond the
-/// basic plane: one such character would silence a stream for good.
-std::wstring escapeForLocale(std::wstring_view text, const std::locale& locale);
+/// Appends the text as the locale's codecvt converts it, line ends as CR LF. A character that it cannot convert becomes
+/// \uXXXX, or \UXXXXXXXX beyond the basic plane.
+void appendEncoded(std::string& bytes, std::wstring_view text, const std::locale& locale);
 
-/// The same for the console, which writes all characters up to U+00FF.
+/// The text with the same escapes for the console, which writes all characters up to U+00FF and falls silent for good
+/// at any other.
 std::wstring escapeForConsole(std::wstring_view text);
 
 /// Where initLogger puts the log of that suffix for a program: folder\vmsdk\program_suffix. Throws std::out_of_range
