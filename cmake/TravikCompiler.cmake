@@ -10,6 +10,6 @@ else()
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Werror>
         # ComPtr and the COM headers of MinGW use multi-character pragmas that GCC does not know.
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wno-unknown-pragmas>)
-    # The programs need no DLL but the system's.
-    add_link_options(-static -static-libgcc -static-libstdc++ $<$<CONFIG:Release>:-s>)
+    # The programs need no DLL but the system's; linked twice they are the same.
+    add_link_options(-static -static-libgcc -static-libstdc++ $<$<CONFIG:Release>:-s> -Wl,--no-insert-timestamp)
 endif()

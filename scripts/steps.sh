@@ -26,7 +26,7 @@ step()
     code=$?
     set -e
     if [ $code != 0 ]; then
-        tail -n 30 "$log" | sed 's/^/    /' >&2
+        tail -n 15 "$log" | sed 's/^/    /' >&2
         fail "$title failed after $((SECONDS - start)) s: $remedy (whole log: ${log#"$repo"/})"
     fi
     printf '[%3ds] %s\n' $((SECONDS - start)) "$title"
@@ -55,9 +55,11 @@ install_packages()
 
 apt_install()
 {
-    local install=(env DEBIAN_FRONTEND=noninteractive apt-get -y -q install --no-install-recommends "$@")
+    local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -y -q -o DPkg::Lock::Timeout=300)
+    local install=("${apt[@]}" install --no-install-recommends "$@")
+    as_root dpkg --configure -a # an interrupted installation
     # Package lists may be absent or old; a mirror may fail once.
     as_root "${install[@]}" && return
-    as_root apt-get -q update || { sleep 5; as_root apt-get -q update; }
+    as_root "${apt[@]}" update || { sleep 5; as_root "${apt[@]}" update; }
     as_root "${install[@]}"
 }

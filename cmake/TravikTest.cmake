@@ -1,0 +1,31 @@
+# How tests are declared, in tests/ and beside the parts that they test.
+find_package(GTest REQUIRED)
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+enable_testing()
+
+# The folder of one test for its files, as the test sees it: under Wine the machine's root is drive Z:.
+function(travik_windows_path out path)
+    if(NOT CMAKE_HOST_WIN32)
+        set(path "Z:${path}")
+    endif()
+    string(REPLACE "/" "\\" path "${path}")
+    set(${out} "${path}" PARENT_SCOPE)
+endfunction()
+
+# travik_add_test(NAME name SOURCES ... LIBS ... [LABELS ...] [TIMEOUT seconds]): one executable and one CTest entry, as
+# starting a program under Wine is dear. It finds in its environment TRAVIK_TEST_SCRATCH, a folder of its own, and
+# TRAVIK_TEST_BIN, the folder with the products. The label long keeps it out of the usual run.
+function(travik_add_test)
+    cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS")
+    if(NOT DEFINED arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_executable(${arg_NAME} ${arg_SOURCES})
+    target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBS} travik_test_support travik_warnings)
+    set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/tests)
+    add_test(NAME ${arg_NAME} COMMAND ${arg_NAME})
+    travik_windows_path(scratch ${CMAKE_BINARY_DIR}/scratch/${arg_NAME})
+    travik_windows_path(bin ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
+        ENVIRONMENT "TRAVIK_TEST_SCRATCH=${scratch};TRAVIK_TEST_BIN=${bin}")
+endfunction()

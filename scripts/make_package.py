@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+"""make_package.py REPOSITORY BUILD OUTPUT POCO-NOTICES: the zip of what was built; see scripts/package."""
+import hashlib
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import time
+import zipfile
+
+# What stands inside the programs, and the file that carries its licence.
+NOTICES = [
+    ("POCO (Foundation, XML), with double-conversion, PCRE, zlib and expat", None),
+    ("zlib", "libz-mingw-w64-dev"),
+    ("CLI11", "libcli11-dev"),
+    ("JSON for Modern C++", "nlohmann-json3-dev"),
+    ("MinGW-w64 runtime and winpthreads", "mingw-w64-x86-64-dev"),
+    ("GCC runtime (libgcc, libstdc++)", "gcc-mingw-w64-base"),
+]
+
+
+def fail(text):
+    sys.exit(f"package: {text}")
+
+
+def cached(build, *names):
+    """Values of CMakeCache.txt."""
+    text = (build / "CMakeCache.txt").read_text(encoding="utf-8")
+    found = dict(re.findall(r"^(\w+):\w+=(.*)$", text, re.M))
+    return [found[name] for name in names]
+
+
+def git(repository, *arguments):
+    command = ["git", "-C", repository, *arguments]
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip()
+
+
+def origin(repository):
+    """(what the package is made of, its time); the time of all files inside."""
+    if "SOURCE_DATE_EPOCH" in os.environ:
+        return "sources without history", int(os.environ["SOURCE_DATE_EPOCH"])
+    try:
+        commit, when = git(repository, "log", "-1", "--format=%H %ct").split()
+        changed = git(repository, "status", "--porcelain")
+    except (OSError, subprocess.CalledProcessError, ValueError):
+        fail("no commit here to take the time from: set SOURCE_DATE_EPOCH")
+    return f"commit {commit}" + (", with changes that are not committed" if changed else ""), int(when)
+
+
+def third_party(poco):
+    parts = ["The programs of this package contain the following libraries, under these terms.\n"]
+    for title, package in NOTICES:
+        source = pathlib.Path("/usr/share/doc", package, "copyright") if package else poco
+        if not source.is_file():
+            fail(f"{source} is missing: install {package}")
+        rule = "=" * 100
+        parts.append(f"{rule}\n{title}\n{rule}\n\n{source.read_text(encoding='utf-8', errors='replace')}")
+    return "\n".join(parts)
+
+
+def check_paths(stage, paths):
+    """No file may tell where it was built."""
+    forms = paths | {path.replace("/", "\\") for path in paths}
+    needles = [form.encode(code) for form in forms for code in ("utf-8", "utf-16-le")]
+    for file in files(stage):
+        content = file.read_bytes()
+        for needle in needles:
+            if needle in content:
+                fail(f"{file.relative_to(stage)} holds the path {needle.decode(errors='replace')}")
+
+
+def files(folder):
+    """All files of a folder, in the order of their names inside it."""
+    found = (file for file in folder.rglob("*") if file.is_file())
+    return sorted(found, key=lambda file: file.relative_to(folder).as_posix())
+
+
+def digest(file):
+    return hashlib.sha256(file.read_bytes()).hexdigest()
+
+
+def write_zip(stage, target, when):
+    moment = time.gmtime(max(when, 315532800))[:6]  # a zip knows no time before 1980
+    part = target.with_suffix(".part")
+    with zipfile.ZipFile(part, "w", zipfile.ZIP_DEFLATED, compresslevel=9) as archive:
+        for file in files(stage):
+            entry = zipfile.ZipInfo(file.relative_to(stage).as_posix(), moment)
+            entry.compress_type = zipfile.ZIP_DEFLATED
+            entry.create_system = 3
+            mode = 0o755 if file.suffix in (".exe", ".dll") else 0o644
+            entry.external_attr = (0o100000 | mode) << 16
+            archive.writestr(entry, file.read_bytes())
+    part.replace(target)
+
+
+def main():
+    repository, build, output, poco = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
+    version, identity, prefix = cached(build, "CMAKE_PROJECT_VERSION", "TRAVIK_VBOX_IDENTITY", "CMAKE_BUILD_TYPE")
+    if prefix != "Release":
+        fail(f"{build} is a {prefix} build")
+    name = f"TravikSDK-{version}-{identity}-mingw64"
+    made_of, when = origin(repository)
+
+    output.mkdir(parents=True, exist_ok=True)
+    stage = output / f"stage-{identity}"
+    shutil.rmtree(stage, ignore_errors=True)
+    subprocess.run(["cmake", "--install", build, "--prefix", stage / name], check=True, stdout=subprocess.DEVNULL)
+    root = stage / name
+    (root / "THIRD-PARTY.txt").write_text(third_party(poco), encoding="utf-8", newline="\n")
+    (root / "PACKAGE.txt").write_text(f"TravikSDK {version}, identity {identity}, MinGW-w64 GCC, x86-64\n{made_of}\n",
+                                      encoding="utf-8", newline="\n")
+    check_paths(root, {str(repository), str(build), str(pathlib.Path.home() / ".cache"), str(poco.parent.parent)})
+    sums = "".join(f"{digest(file)}  {file.relative_to(root).as_posix()}\n" for file in files(root))
+    (root / "SHA256SUMS").write_text(sums, encoding="utf-8", newline="\n")
+
+    target = output / f"{name}.zip"
+    write_zip(stage, target, when)
+    shutil.rmtree(stage)
+    (output / f"{name}.zip.sha256").write_text(f"{digest(target)}  {target.name}\n", encoding="utf-8", newline="\n")
+    print(f"{target}\n{made_of}\nSHA-256 {digest(target)}")
+
+
+if __name__ == "__main__":
+    main()
