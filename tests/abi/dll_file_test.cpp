@@ -1,5 +1,8 @@
 #include <windows.h>
 
+#include <winver.h>
+
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
