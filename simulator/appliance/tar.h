@@ -1,0 +1,35 @@
+#pragma once
+
+#include "byte_source.h"
+
+#include <string>
+
+namespace VBoxSim {
+
+/// A regular file in an archive.
+struct TarMember
+{
+    std::string name; ///< as stored, without a leading "./"
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+};
+
+/// The table of contents of an uncompressed tar archive: ustar with its prefix field, GNU long names, large sizes in
+/// base 256, pax names and sizes. Links, folders and devices are passed over.
+class TarArchive
+{
+public:
+    /// Reads all headers. Fault::BadArchive when the archive is damaged, cut off, or names a file twice.
+    explicit TarArchive(std::shared_ptr<const ByteSource> source);
+
+    const std::vector<TarMember>& members() const { return members_; }
+    /// Null when there is no such member.
+    const TarMember* find(const std::string& name) const;
+    std::shared_ptr<ByteSource> open(const TarMember& member) const;
+
+private:
+    std::shared_ptr<const ByteSource> source_;
+    std::vector<TarMember> members_;
+};
+
+} // namespace VBoxSim

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "vboxsim_control.h"
+
+#include <windows.h>
+
+#include <wrl/client.h>
+
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+
+namespace VBoxSim {
+
+/// A control call that failed, with the result in its text.
+class ControlError : public std::runtime_error
+{
+public:
+    ControlError(const std::string& what, HRESULT result);
+};
+
+/// The controls of the running server; COM starts one when there is none.
+class ControlClient
+{
+public:
+    ControlClient();
+    ~ControlClient();
+    ControlClient(const ControlClient&) = delete;
+    ControlClient& operator=(const ControlClient&) = delete;
+
+    /// Calls a method that takes no text.
+    template <class... Arguments>
+    void call(HRESULT (STDMETHODCALLTYPE IVBoxSimControl::*method)(Arguments...),
+              std::type_identity_t<Arguments>... arguments)
+    {
+        check((control_.Get()->*method)(arguments...));
+    }
+    /// Calls a method that gives a text, and returns that as UTF-8.
+    std::string text(HRESULT (STDMETHODCALLTYPE IVBoxSimControl::*method)(BSTR*));
+    /// The listing of references and their number.
+    std::string references(unsigned long& count);
+
+    static bool serverRuns();
+
+private:
+    static void check(HRESULT result);
+
+    Microsoft::WRL::ComPtr<IVBoxSimControl> control_;
+};
+
+/// A UTF-8 text as an argument of a COM call.
+class TextArgument
+{
+public:
+    explicit TextArgument(const std::string& utf8);
+    ~TextArgument() { SysFreeString(text_); }
+    TextArgument(const TextArgument&) = delete;
+    TextArgument& operator=(const TextArgument&) = delete;
+    operator BSTR() const { return text_; }
+
+private:
+    BSTR text_;
+};
+
+} // namespace VBoxSim

@@ -1,0 +1,220 @@
+// vboxsim: registers, runs and controls the stand-in VirtualBox.
+#include "cli/control_client.h"
+#include "cli/registration.h"
+
+#include <CLI/CLI.hpp>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace VBoxSim {
+namespace {
+
+std::string toUtf8(const wchar_t* text)
+{
+    std::string utf8(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr)),
+                     '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr);
+    utf8.pop_back();
+    return utf8;
+}
+
+std::wstring toWide(const std::string& utf8)
+{
+    const TextArgument text(utf8);
+    return std::wstring(text, SysStringLen(text));
+}
+
+/// What the command line gave; each verb uses its part.
+struct Arguments
+{
+    bool force = false;
+    std::string machine;
+    bool fatal = false;
+    std::string errorId = "HostMemoryLow";
+    std::string message;
+    std::string call;
+    std::string result;
+    unsigned times = 0;
+    unsigned after = 0;
+    bool null = false;
+    unsigned milliseconds = 0;
+    std::string file;
+};
+
+/// Runs the server until it is stopped.
+void serve()
+{
+    std::wstring path(32768, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    std::wstring command = L"\"" + path.substr(0, path.find_last_of(L'\\') + 1) + L"vboxsim-svc.exe\" --stay";
+    STARTUPINFOW start{};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process))
+        throw ControlError("vboxsim-svc.exe cannot be started", HRESULT_FROM_WIN32(GetLastError()));
+    std::printf("vboxsim serves as process %lu; 'vboxsim stop' ends it\n", process.dwProcessId);
+    std::fflush(stdout);
+    WaitForSingleObject(process.hProcess, INFINITE);
+    DWORD code = 0;
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    if (code != 0)
+        throw ControlError("the server ended", static_cast<HRESULT>(code));
+}
+
+void status()
+{
+    if (ControlClient::serverRuns())
+        std::puts(ControlClient().text(&IVBoxSimControl::Status).c_str());
+    else
+        std::puts("no server runs");
+}
+
+void fail(const Arguments& given)
+{
+    LONG result = 0;
+    if (!given.null)
+        result = static_cast<LONG>(std::stoul(given.result, nullptr, 0));
+    ControlClient().call(&IVBoxSimControl::Fail, TextArgument(given.call), result, given.times, given.after,
+                         given.null);
+}
+
+void references()
+{
+    if (!ControlClient::serverRuns()) {
+        std::puts("0 references (no server runs)");
+        return;
+    }
+    unsigned long count = 0;
+    const std::string listing = ControlClient().references(count);
+    std::printf("%lu references\n%s", count, listing.c_str());
+}
+
+void loadScenario(const std::string& file)
+{
+    std::ifstream in(toWide(file).c_str(), std::ios::binary);
+    if (!in)
+        throw std::runtime_error("the scenario file cannot be read");
+    const std::string json(std::istreambuf_iterator<char>(in), {});
+    ControlClient().call(&IVBoxSimControl::LoadScenario, TextArgument(json));
+}
+
+void defineVerbs(CLI::App& app, Arguments& given)
+{
+    const auto verb = [&app](const char* name, const char* help) { return app.add_subcommand(name, help); };
+    const auto plain = [&verb](const char* name, const char* help, auto action) { verb(name, help)->callback(action); };
+
+    CLI::App* enroll = verb("register", "make COM start the stand-in where VirtualBox is asked for");
+    enroll->add_flag("--force", given.force, "also when another VirtualBox is registered; unregister brings it back");
+    enroll->callback([&] {
+        registerStandIn(given.force);
+        std::puts("vboxsim is registered");
+    });
+    plain("unregister", "undo register, and bring back what it replaced", [] {
+        unregisterStandIn();
+        std::puts("vboxsim is no longer registered");
+    });
+    plain("serve", "run the server until it is stopped", serve);
+    plain("status", "show what the server is doing", status);
+    plain("stop", "end the server", [] {
+        if (ControlClient::serverRuns())
+            ControlClient().call(&IVBoxSimControl::Stop);
+    });
+    plain("reset", "end machines and sessions, drop faults, read the world again",
+          [] { ControlClient().call(&IVBoxSimControl::Reset); });
+    plain("references", "show what clients hold", references);
+
+    const auto machineVerb = [&](const char* name, const char* help) {
+        CLI::App* made = verb(name, help);
+        made->add_option("machine", given.machine, "name or UUID")->required();
+        return made;
+    };
+    machineVerb("pause", "pause a running machine as the host would")->callback([&] {
+        ControlClient().call(&IVBoxSimControl::Pause, TextArgument(given.machine));
+    });
+    machineVerb("crash-vm", "end a running machine's process: Aborted")->callback([&] {
+        ControlClient().call(&IVBoxSimControl::CrashVM, TextArgument(given.machine));
+    });
+    CLI::App* error = machineVerb("runtime-error", "raise a runtime error in a running machine");
+    error->add_flag("--fatal", given.fatal, "pause the machine first");
+    error->add_option("--id", given.errorId, "such as HostMemoryLow")->capture_default_str();
+    error->add_option("--message", given.message, "text for people");
+    error->callback([&] {
+        ControlClient().call(&IVBoxSimControl::RaiseRuntimeError, TextArgument(given.machine), given.fatal,
+                             TextArgument(given.errorId), TextArgument(given.message));
+    });
+
+    const auto callVerb = [&](const char* name, const char* help) {
+        CLI::App* made = verb(name, help);
+        made->add_option("call", given.call, "such as IMachine::get_Name")->required();
+        return made;
+    };
+    CLI::App* failing = callVerb("fail", "make a call fail");
+    failing->add_option("result", given.result, "result code, such as 0x80004005");
+    failing->add_option("--times", given.times, "so many times (0: until reset)");
+    failing->add_option("--after", given.after, "after so many calls");
+    failing->add_flag("--null", given.null, "succeed instead, and hand out nothing");
+    failing->callback([&] {
+        if (given.result.empty() != given.null)
+            throw CLI::ValidationError("fail", "give either a result code or --null");
+        fail(given);
+    });
+    CLI::App* slow = callVerb("delay", "make a call take longer (0: not any more)");
+    slow->add_option("milliseconds", given.milliseconds)->required();
+    slow->callback(
+        [&] { ControlClient().call(&IVBoxSimControl::Delay, TextArgument(given.call), given.milliseconds); });
+    callVerb("die-in", "end the server inside the next such call")->callback([&] {
+        ControlClient().call(&IVBoxSimControl::DieIn, TextArgument(given.call));
+    });
+    CLI::App* hold = verb("hold-lock", "how long a machine stays locked after its power-off");
+    hold->add_option("milliseconds", given.milliseconds)->required();
+    hold->callback([&] { ControlClient().call(&IVBoxSimControl::HoldLock, given.milliseconds); });
+
+    CLI::App* trace = verb("trace", "the record of calls");
+    trace->require_subcommand(1);
+    trace->add_subcommand("on", "start it anew")->callback([] { ControlClient().call(&IVBoxSimControl::Trace, TRUE); });
+    trace->add_subcommand("off", "stop it")->callback([] { ControlClient().call(&IVBoxSimControl::Trace, FALSE); });
+    trace->add_subcommand("show", "print it")->callback([] {
+        std::fputs(ControlClient().text(&IVBoxSimControl::GetTrace).c_str(), stdout);
+    });
+    CLI::App* scenario = verb("scenario", "set times, launch failures and faults from a file");
+    scenario->add_option("file", given.file, "JSON")->required();
+    scenario->callback([&] { loadScenario(given.file); });
+}
+
+int run(int count, wchar_t** arguments)
+{
+    SetConsoleOutputCP(CP_UTF8);
+    CLI::App app("vboxsim, a stand-in VirtualBox behind COM", "vboxsim");
+    app.require_subcommand(1);
+    Arguments given;
+    defineVerbs(app, given);
+    std::vector<std::string> words;
+    for (int i = count - 1; i > 0; --i) // CLI11 takes them from the end
+        words.push_back(toUtf8(arguments[i]));
+    try {
+        app.parse(words);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "vboxsim: %s\n", e.what());
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace
+} // namespace VBoxSim
+
+int wmain(int count, wchar_t** arguments)
+{
+    return VBoxSim::run(count, arguments);
+}

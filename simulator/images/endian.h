@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace VBoxSim {
+
+/// Unsigned number from little-endian bytes.
+template <typename Number>
+Number loadLittle(const std::uint8_t* bytes)
+{
+    Number number = 0;
+    for (std::size_t i = sizeof(Number); i-- > 0;)
+        number = static_cast<Number>(number << 8 | bytes[i]);
+    return number;
+}
+
+/// Unsigned number to little-endian bytes.
+template <typename Number>
+void storeLittle(std::uint8_t* bytes, Number number)
+{
+    for (std::size_t i = 0; i < sizeof(Number); ++i)
+        bytes[i] = static_cast<std::uint8_t>(number >> 8 * i);
+}
+
+} // namespace VBoxSim

@@ -1,0 +1,339 @@
+#include "image.h"
+
+#include "safe_name.h"
+#include "vdi.h"
+#include "vmdk.h"
+
+#include <Poco/UUIDGenerator.h>
+
+#include <array>
+#include <cwctype>
+
+namespace VBoxSim {
+
+namespace {
+
+constexpr std::uint64_t sectorSize = 512;
+constexpr std::size_t copyPiece = std::size_t(4) << 20;
+
+/// A file that is open for writing too.
+class OpenFileSource : public ByteSource
+{
+public:
+    explicit OpenFileSource(const File& file) : file_(file) {}
+    std::uint64_t size() const override { return file_.size(); }
+    void readAt(std::uint64_t offset, void* buffer, std::size_t length) const override
+    {
+        file_.readAt(offset, buffer, length);
+    }
+
+private:
+    const File& file_;
+};
+
+class RawReader : public ImageReader
+{
+public:
+    RawReader(std::shared_ptr<ByteSource> source, bool optical) : source_(std::move(source))
+    {
+        info_.variant = ImageVariant::Fixed;
+        info_.logicalSize = source_->size();
+        info_.physicalSize = source_->size();
+        info_.optical = optical;
+    }
+    ImageRun runAt(std::uint64_t offset) override { return {info_.logicalSize - offset, false}; }
+
+protected:
+    void readChecked(std::uint64_t offset, std::uint8_t* buffer, std::size_t length) override
+    {
+        source_->readAt(offset, buffer, length);
+    }
+
+private:
+    std::shared_ptr<ByteSource> source_;
+};
+
+std::wstring lowerSuffix(const std::wstring& name)
+{
+    std::wstring suffix = std::filesystem::path(name).extension().wstring();
+    std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](wchar_t c) { return std::towlower(c); });
+    return suffix;
+}
+
+bool hasIsoVolume(const ByteSource& source)
+{
+    constexpr std::uint64_t place = 0x8001;
+    std::array<char, 5> identifier;
+    if (source.size() < place + identifier.size())
+        return false;
+    source.readAt(place, identifier.data(), identifier.size());
+    return std::string(identifier.data(), identifier.size()) == "CD001";
+}
+
+/// A raw image has no header; its suffix, or the volume on it, must tell that it is one.
+std::unique_ptr<ImageReader> openRaw(std::shared_ptr<ByteSource> source, const std::wstring& name)
+{
+    static const std::array<std::wstring, 8> suffixes = {L".img", L".raw", L".dd",  L".ima",
+                                                         L".flp", L".vfd", L".iso", L".cdr"};
+    const std::wstring suffix = lowerSuffix(name);
+    const bool optical = suffix == L".iso" || suffix == L".cdr" || hasIsoVolume(*source);
+    if (source->size() == 0 || (!optical && std::find(suffixes.begin(), suffixes.end(), suffix) == suffixes.end()))
+        throw StorageError(Fault::Unrecognised, L"The format of '" + name + L"' is not recognised");
+    if (source->size() % sectorSize != 0)
+        throw StorageError(Fault::Damaged, L"The size of the raw image '" + name + L"' is no multiple of 512");
+    if (source->size() > maxImageSize)
+        throw StorageError(Fault::Unsupported, L"The disk in '" + name + L"' is too large");
+    return std::make_unique<RawReader>(std::move(source), optical);
+}
+
+std::unique_ptr<ImageReader> openAny(std::shared_ptr<ByteSource> source, const std::wstring& name,
+                                     const ExtentOpener& openExtent, std::shared_ptr<ImageReader> parent, Check check)
+{
+    if (isVdi(*source))
+        return std::make_unique<VdiReader>(std::move(source), name, std::move(parent), check);
+    if (isVmdk(*source))
+        return std::make_unique<VmdkReader>(std::move(source), name, openExtent, std::move(parent), check);
+    return openRaw(std::move(source), name);
+}
+
+std::unique_ptr<ImageReader> openFile(const std::filesystem::path& file, std::shared_ptr<ImageReader> parent,
+                                      Check check)
+{
+    const ExtentOpener beside = [&](const std::string& name) {
+        return std::make_shared<FileSource>(file.parent_path() / fromUtf8(name));
+    };
+    return openAny(std::make_shared<FileSource>(file), file.wstring(), beside, std::move(parent), check);
+}
+
+/// Counts bytes and asks the callback whether to go on.
+class Progress
+{
+public:
+    Progress(const ProgressCallback& callback, std::uint64_t total) : callback_(callback), total_(total) { advance(0); }
+
+    void advance(std::uint64_t bytes)
+    {
+        done_ += bytes;
+        if (callback_ && !callback_(done_, total_))
+            throw StorageError(Fault::Canceled, L"The work on the image was canceled");
+    }
+
+private:
+    const ProgressCallback& callback_;
+    std::uint64_t total_;
+    std::uint64_t done_ = 0;
+};
+
+bool isZero(const std::uint8_t* data, std::size_t length)
+{
+    return length == 0 || (data[0] == 0 && std::memcmp(data, data + 1, length - 1) == 0);
+}
+
+/// Hands out a disk block by block, passing over what is not stored.
+class BlockWalk
+{
+public:
+    explicit BlockWalk(ImageReader& source) : source_(source), size_(source.info().logicalSize) {}
+
+    /// The number of whole blocks that are not stored from `block` on.
+    std::uint64_t zeroBlocks(std::uint64_t block)
+    {
+        const std::uint64_t start = block * VdiWriter::blockSize;
+        const ImageRun run = runAt(start);
+        if (!run.zero)
+            return 0;
+        // The last block may be shorter.
+        return start + run.length == size_ ? (run.length + VdiWriter::blockSize - 1) / VdiWriter::blockSize
+                                           : run.length / VdiWriter::blockSize;
+    }
+
+    /// Fills a buffer of blockSize; behind the end of the disk is zero.
+    void read(std::uint64_t block, std::uint8_t* buffer)
+    {
+        const std::uint64_t start = block * VdiWriter::blockSize;
+        const std::uint64_t end = std::min(start + VdiWriter::blockSize, size_);
+        source_.read(start, buffer, static_cast<std::size_t>(end - start));
+        std::memset(buffer + (end - start), 0, static_cast<std::size_t>(start + VdiWriter::blockSize - end));
+    }
+
+private:
+    /// Keeps the last run, so that a long one is looked up once.
+    ImageRun runAt(std::uint64_t offset)
+    {
+        if (offset < runStart_ || offset >= runStart_ + run_.length) {
+            run_ = source_.runAt(offset);
+            runStart_ = offset;
+        }
+        return {runStart_ + run_.length - offset, run_.zero};
+    }
+
+    ImageReader& source_;
+    std::uint64_t size_;
+    ImageRun run_;
+    std::uint64_t runStart_ = 0;
+};
+
+Poco::UUID orRandom(const Poco::UUID& uuid)
+{
+    return uuid.isNull() ? Poco::UUIDGenerator::defaultGenerator().createRandom() : uuid;
+}
+
+void copyBytes(const ByteSource& source, File& target, Progress& progress)
+{
+    std::vector<std::uint8_t> buffer(copyPiece);
+    for (std::uint64_t offset = 0; offset < source.size();) {
+        const auto piece = static_cast<std::size_t>(std::min<std::uint64_t>(copyPiece, source.size() - offset));
+        source.readAt(offset, buffer.data(), piece);
+        target.writeAt(offset, buffer.data(), piece);
+        offset += piece;
+        progress.advance(piece);
+    }
+}
+
+/// The name of an extent's copy: the part that comes from the descriptor's own name is changed.
+std::string copiedExtentName(const std::string& extent, const std::filesystem::path& source,
+                             const std::filesystem::path& target, std::size_t number)
+{
+    const std::string oldStem = toUtf8(source.stem().wstring());
+    const std::string newStem = toUtf8(target.stem().wstring());
+    if (extent.rfind(oldStem, 0) == 0 && extent != oldStem)
+        return newStem + extent.substr(oldStem.size());
+    return newStem + "-f" + std::to_string(number + 1) + ".vmdk";
+}
+
+/// Copies a VMDK whose descriptor and data are different files.
+void cloneVmdkFiles(const FileSource& source, const std::filesystem::path& from, const std::filesystem::path& target,
+                    const Poco::UUID& uuid, std::uint64_t total, const ProgressCallback& callback)
+{
+    Progress progress(callback, total);
+    CreatedFiles created;
+    VmdkDescriptor descriptor = readVmdkDescriptor(source, from.wstring());
+    NewFile file(target);
+    for (std::size_t i = 0; i < descriptor.extents().size(); ++i) {
+        const VmdkExtent extent = descriptor.extents()[i];
+        if (extent.type == VmdkExtentType::Zero)
+            continue;
+        const std::string name = copiedExtentName(extent.file, from, target, i);
+        NewFile copy(target.parent_path() / fromUtf8(name));
+        copyBytes(FileSource(from.parent_path() / fromUtf8(extent.file)), copy.file(), progress);
+        copy.commit();
+        created.add(target.parent_path() / fromUtf8(name));
+        descriptor.setExtentFile(i, name);
+    }
+    descriptor.setValue("ddb.uuid.image", uuid.toString());
+    const std::string text = descriptor.text();
+    file.file().writeAt(0, text.data(), text.size());
+    progress.advance(source.size());
+    file.commit();
+    created.commit();
+}
+
+} // namespace
+
+const wchar_t* formatName(ImageFormat format)
+{
+    switch (format) {
+    case ImageFormat::Vdi:
+        return L"VDI";
+    case ImageFormat::Vmdk:
+        return L"VMDK";
+    case ImageFormat::Raw:
+        break;
+    }
+    return L"RAW";
+}
+
+void ImageReader::read(std::uint64_t offset, void* buffer, std::size_t length)
+{
+    if (offset > info_.logicalSize || length > info_.logicalSize - offset)
+        throw StorageError(Fault::InvalidArgument, L"The disk ends before the place to be read");
+    readChecked(offset, static_cast<std::uint8_t*>(buffer), length);
+}
+
+ImageInfo probeImage(const std::filesystem::path& file)
+{
+    return openFile(file, nullptr, Check::Header)->info();
+}
+
+std::unique_ptr<ImageReader> openImage(const std::filesystem::path& file, std::shared_ptr<ImageReader> parent)
+{
+    return openFile(file, std::move(parent), Check::Everything);
+}
+
+std::unique_ptr<ImageReader> openImage(std::shared_ptr<ByteSource> source, const std::wstring& name,
+                                       const ExtentOpener& openExtent, std::shared_ptr<ImageReader> parent)
+{
+    return openAny(std::move(source), name, openExtent, std::move(parent), Check::Everything);
+}
+
+void createVdi(const std::filesystem::path& target, std::uint64_t logicalSize, const VdiIdentity& identity)
+{
+    VdiWriter(target, logicalSize, identity).commit();
+}
+
+void convertToVdi(ImageReader& source, const std::filesystem::path& target, const Poco::UUID& uuid,
+                  const ProgressCallback& callback)
+{
+    const std::uint64_t size = source.info().logicalSize;
+    Progress progress(callback, size);
+    VdiWriter writer(target, size, {uuid, {}, {}});
+    BlockWalk walk(source);
+    std::vector<std::uint8_t> buffer(static_cast<std::size_t>(VdiWriter::blockSize));
+    for (std::uint64_t block = 0; block < writer.blockCount();) {
+        std::uint64_t blocks = walk.zeroBlocks(block);
+        if (blocks == 0) {
+            walk.read(block, buffer.data());
+            if (!isZero(buffer.data(), buffer.size()))
+                writer.writeBlock(block, buffer.data());
+            blocks = 1;
+        }
+        progress.advance(std::min(blocks * VdiWriter::blockSize, size - block * VdiWriter::blockSize));
+        block += blocks;
+    }
+    writer.commit();
+}
+
+void cloneImage(const std::filesystem::path& source, const std::filesystem::path& target, const Poco::UUID& uuid,
+                const ProgressCallback& progress)
+{
+    const ImageInfo info = probeImage(source);
+    const FileSource bytes(source);
+    if (isOneFile(bytes))
+        cloneImage(bytes, source.wstring(), target, uuid, progress);
+    else
+        cloneVmdkFiles(bytes, source, target, orRandom(uuid), info.physicalSize, progress);
+}
+
+void cloneImage(const ByteSource& source, const std::wstring& name, const std::filesystem::path& target,
+                const Poco::UUID& uuid, const ProgressCallback& callback)
+{
+    Progress progress(callback, source.size());
+    NewFile file(target);
+    copyBytes(source, file.file(), progress);
+    if (isVdi(source))
+        setVdiUuid(file.file(), orRandom(uuid), nullptr);
+    else if (isVmdk(source))
+        setVmdkUuid(file.file(), source, name, orRandom(uuid), nullptr);
+    file.commit();
+}
+
+bool isOneFile(const ByteSource& source)
+{
+    return isMonolithicSparse(source) || !isVmdk(source);
+}
+
+void setImageUuid(const std::filesystem::path& file, const Poco::UUID& uuid, const Poco::UUID* parentUuid)
+{
+    const ImageFormat format = probeImage(file).format;
+    if (format == ImageFormat::Raw)
+        throw StorageError(Fault::Unsupported, L"The raw image '" + file.wstring() + L"' has no place for a UUID");
+    if (format == ImageFormat::Vdi) {
+        File update = File::openForUpdate(file);
+        setVdiUuid(update, uuid, parentUuid);
+        return;
+    }
+    File update = File::openForUpdate(file);
+    setVmdkUuid(update, OpenFileSource(update), file.wstring(), uuid, parentUuid);
+}
+
+} // namespace VBoxSim

@@ -1,0 +1,90 @@
+#include "model/global_settings.h"
+
+#include "model/failure.h"
+#include "model/files.h"
+#include "model/xml.h"
+
+namespace VBoxSim {
+
+namespace {
+
+constexpr const char* emptyFile = R"(<?xml version="1.0"?>
+<VirtualBox xmlns="http://www.virtualbox.org/" version="1.12-windows"><Global/></VirtualBox>)";
+
+constexpr const char* movesToAttribute = "vboxsimMovesTo";
+
+/// Finds a settings file whose rename was interrupted: still in its place, in the renamed folder, or there with its new
+/// name.
+std::wstring whereverItIs(const std::wstring& from, const std::wstring& to)
+{
+    for (const std::wstring& place : {from, to, Files::join(Files::folderOf(to), Files::nameOf(from))})
+        if (Files::exists(place))
+            return place;
+    return from;
+}
+
+Xml::Element* globalElement(Xml::DocumentPtr& document)
+{
+    Xml::Element* root = document->documentElement();
+    Xml::Element* global = root && root->nodeName() == "VirtualBox" ? Xml::child(root, "Global") : nullptr;
+    if (!global)
+        throw Failure(Result::xmlError, L"VirtualBox.xml has no <Global>");
+    return global;
+}
+
+} // namespace
+
+GlobalSettings loadGlobalSettings(const std::wstring& file)
+{
+    GlobalSettings settings;
+    if (!Files::exists(file))
+        return settings;
+    settings.source = Files::read(file);
+    Xml::DocumentPtr document = Xml::parseUntrusted(settings.source);
+    Xml::Element* global = globalElement(document);
+    const std::wstring home = Files::folderOf(file);
+
+    for (const Xml::Element* entry : Xml::children(Xml::child(global, "MachineRegistry"), "MachineEntry")) {
+        const auto id = parseUuid(Xml::get(entry, "uuid"));
+        if (!id)
+            throw Failure(Result::xmlError, L"A <MachineEntry> has no valid UUID");
+        GlobalSettings::Machine machine{*id, Files::resolve(home, Xml::get(entry, "src"))};
+        const std::wstring movesTo = Xml::get(entry, movesToAttribute);
+        if (!movesTo.empty())
+            machine.file = whereverItIs(machine.file, Files::resolve(home, movesTo));
+        settings.machines.push_back(machine);
+    }
+    for (const Xml::Element* item : Xml::children(Xml::child(global, "ExtraData"), "ExtraDataItem"))
+        settings.extraData[Xml::get(item, "name")] = Xml::get(item, "value");
+    const std::wstring folder = Xml::get(Xml::child(global, "SystemProperties"), "defaultMachineFolder");
+    if (!folder.empty())
+        settings.defaultMachineFolder = Files::resolve(home, folder);
+    return settings;
+}
+
+void saveGlobalSettings(GlobalSettings& settings, const std::wstring& file)
+{
+    Xml::DocumentPtr document = Xml::parse(settings.source.empty() ? emptyFile : settings.source);
+    Xml::Element* global = globalElement(document);
+    const std::wstring home = Files::folderOf(file);
+    Xml::match(
+        Xml::demand(global, "ExtraData"), "ExtraDataItem", "name", settings.extraData,
+        [](const auto& entry) { return entry.first; },
+        [](Xml::Element* element, const auto& entry) { Xml::set(element, "value", entry.second); });
+    Xml::match(
+        Xml::demand(global, "MachineRegistry"), "MachineEntry", "uuid", settings.machines,
+        [](const GlobalSettings::Machine& machine) { return braced(machine.id); },
+        [&](Xml::Element* element, const GlobalSettings::Machine& machine) {
+            Xml::set(element, "src", Files::relativeTo(home, machine.file));
+            Xml::setUnless(element, movesToAttribute, L"",
+                           machine.movesTo.empty() ? L"" : Files::relativeTo(home, machine.movesTo));
+        });
+    Xml::setUnless(Xml::demand(global, "SystemProperties"), "defaultMachineFolder", L"",
+                   settings.defaultMachineFolder.empty() ? L""
+                                                         : Files::relativeTo(home, settings.defaultMachineFolder));
+    const std::string text = Xml::write(document);
+    Files::writeAtomically(file, text, file + L"-prev");
+    settings.source = text;
+}
+
+} // namespace VBoxSim

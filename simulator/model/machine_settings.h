@@ -1,0 +1,145 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace VBoxSim {
+
+struct NatRule
+{
+    std::wstring name;
+    std::uint32_t protocol = 0; ///< 0 UDP, 1 TCP
+    std::wstring hostIp;
+    std::uint16_t hostPort = 0;
+    std::wstring guestIp;
+    std::uint16_t guestPort = 0;
+};
+
+struct NetworkAdapterSettings
+{
+    std::uint32_t slot = 0;
+    bool enabled = false;
+    bool cableConnected = true;
+    std::uint32_t type = 2;       ///< NetworkAdapterType
+    std::uint32_t attachment = 0; ///< NetworkAttachmentType
+    std::wstring mac;
+    std::vector<NatRule> rules;
+};
+
+struct AttachmentSettings
+{
+    std::uint32_t type = 3; ///< DeviceType
+    std::int32_t port = 0;
+    std::int32_t device = 0;
+    bool nonRotational = false;
+    bool discard = false;
+    std::wstring medium; ///< UUID; empty for an empty drive
+};
+
+struct StorageControllerSettings
+{
+    std::wstring name;
+    std::uint32_t bus = 0;  ///< StorageBus
+    std::uint32_t type = 0; ///< StorageControllerType
+    std::uint32_t portCount = 1;
+    std::uint32_t instance = 0;
+    bool useHostIoCache = false;
+    bool bootable = true;
+    std::vector<AttachmentSettings> attachments;
+};
+
+struct SharedFolderSettings
+{
+    std::wstring name;
+    std::wstring hostPath;
+    bool writable = false;
+    bool autoMount = false;
+    std::wstring autoMountPoint;
+};
+
+struct GuestPropertySettings
+{
+    std::wstring value;
+    std::int64_t timestamp = 0; ///< nanoseconds since 1970
+    std::wstring flags;
+};
+
+/// One medium of a machine's media registry.
+struct MediumRecord
+{
+    std::wstring id;
+    std::wstring location; ///< full path
+    std::wstring format;
+    std::wstring type = L"Normal";
+    std::uint32_t deviceType = 3;
+    std::wstring parent; ///< UUID; empty for a base image
+};
+
+struct AudioSettings
+{
+    bool enabled = false;
+    bool enabledIn = true;
+    bool enabledOut = true;
+    std::uint32_t controller = 0; ///< AudioControllerType
+    std::uint32_t codec = 2;      ///< AudioCodecType
+    std::uint32_t driver = 0;     ///< AudioDriverType
+};
+
+/// What a machine's settings file says. A plain value: a session's own copy is a copy of it.
+struct MachineSettings
+{
+    std::wstring id;
+    std::wstring name;
+    std::wstring osType = L"Other";
+    std::wstring description;
+    std::vector<std::wstring> groups{L"/"};
+    std::wstring snapshotFolder = L"Snapshots";
+    std::wstring hardwareId;          ///< empty: the machine's own
+    std::int64_t lastStateChange = 0; ///< milliseconds since 1970
+    bool aborted = false;
+    std::wstring stateFile;
+    std::wstring currentSnapshot;
+    std::uint32_t snapshotCount = 0;
+    /// Media attached in snapshots, which keep them busy.
+    std::vector<std::wstring> snapshotMedia;
+
+    std::uint32_t cpuCount = 1;
+    std::uint32_t memoryMegabytes = 128;
+    std::uint32_t chipset = 1;  ///< ChipsetType
+    std::uint32_t paravirt = 1; ///< ParavirtProvider
+    AudioSettings audio;
+    std::vector<NetworkAdapterSettings> adapters; ///< always as many as the chipset has
+    std::vector<StorageControllerSettings> controllers;
+    std::vector<SharedFolderSettings> sharedFolders;
+    std::map<std::wstring, GuestPropertySettings> guestProperties;
+    std::map<std::wstring, std::wstring> extraData;
+    std::vector<MediumRecord> media;
+
+    /// The text of the file it was read from; what this structure does not know survives in it.
+    std::string source;
+};
+
+/// Throws Failure: fileError for a file that cannot be read, xmlError for one that makes no sense.
+MachineSettings loadMachineSettings(const std::wstring& file);
+
+/// The same from the text of a settings file that would lie at that path.
+MachineSettings parseMachineSettings(std::string text, const std::wstring& file);
+
+/// The text of the settings file as it will lie at that path. `settings.source` is what it is made from.
+std::string renderMachineSettings(const MachineSettings& settings, const std::wstring& file);
+
+/// The settings of a machine made now: adapters present, nothing attached.
+MachineSettings newMachineSettings(const std::wstring& name, const std::wstring& osType);
+
+/// A new MAC address with VirtualBox's prefix.
+std::wstring newMacAddress();
+
+/// How many network adapters a chipset has.
+std::uint32_t adapterCount(std::uint32_t chipset);
+
+/// Gives the machine as many adapters as its chipset has.
+void fitAdapters(MachineSettings& settings);
+
+} // namespace VBoxSim

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace VBoxSim::Time {
+
+/// Since 1970, UTC.
+std::int64_t nowMilliseconds();
+std::int64_t nowNanoseconds();
+
+/// "YYYY-MM-DDThh:mm:ssZ" as settings files write it.
+std::wstring toIso(std::int64_t milliseconds);
+/// 0 for a text that is no such time.
+std::int64_t fromIso(std::wstring_view text);
+
+} // namespace VBoxSim::Time

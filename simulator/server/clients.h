@@ -1,0 +1,93 @@
+#pragma once
+
+#include <windows.h>
+
+#include <unknwn.h>
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace VBoxSim {
+
+bool underWine();
+
+/// What the census knows of an object: who got it and whether a client holds it now.
+class Counted
+{
+public:
+    /// The process whose call made the object; 0 for objects made without one.
+    DWORD client() const noexcept { return client_; }
+
+protected:
+    Counted();
+    ~Counted();
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+    /// COM tells the first and the last reference from outside the process.
+    void connected(bool now);
+
+    virtual IUnknown* identity() = 0;
+    virtual const wchar_t* typeName() const = 0;
+    /// Controls and session services are no part of what a client must give back.
+    virtual bool isOwn() const { return false; }
+
+private:
+    friend class Clients;
+    DWORD client_;
+    bool connected_ = false;
+};
+
+/// The client processes and the objects they hold. Takes no other lock of the server while it holds its own.
+class Clients
+{
+public:
+    static Clients& instance();
+
+    /// Called at the start of every call: remembers the calling process and watches it from now on.
+    static void noteCaller();
+    /// When the last call came (GetTickCount64).
+    static ULONGLONG lastCall() noexcept;
+    /// Makes this thread work for a client: what it hands out counts as that client's.
+    static void actFor(DWORD process);
+    /// The process that makes the call of this thread; 0 outside of calls.
+    static DWORD caller() noexcept;
+
+    /// Called on a thread of its own when a client process has ended, before its references are dropped.
+    void onGone(std::function<void(DWORD process)> handler) { gone_ = std::move(handler); }
+
+    struct Reference
+    {
+        DWORD client;
+        std::wstring type;
+    };
+    /// What clients hold now, the stand-in's own interfaces aside.
+    std::vector<Reference> references() const;
+    /// Whether anybody holds anything at all.
+    bool anyConnection() const;
+    std::vector<DWORD> processes() const;
+
+private:
+    friend class Counted;
+    struct Watch
+    {
+        HANDLE process = nullptr;
+        HANDLE wait = nullptr;
+    };
+
+    void watch(DWORD process);
+    void ended(DWORD process);
+    void dropReferences(DWORD process);
+    static void CALLBACK processEnded(void* context, BOOLEAN timedOut);
+
+    mutable std::mutex mutex_;
+    std::map<DWORD, Watch> watched_;
+    std::set<Counted*> objects_;
+    std::function<void(DWORD)> gone_;
+};
+
+} // namespace VBoxSim

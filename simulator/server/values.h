@@ -1,0 +1,154 @@
+#pragma once
+
+#include "model/failure.h"
+
+#include <windows.h>
+
+#include <oleauto.h>
+#include <wrl/client.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <new>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace VBoxSim {
+
+using Microsoft::WRL::ComPtr;
+
+/// The text of an argument. VirtualBox reads its arguments as C strings: what follows an embedded zero is not seen.
+inline std::wstring textOf(BSTR text)
+{
+    return text ? std::wstring(text) : std::wstring();
+}
+
+/// A place for a result must be given.
+template <class Out>
+void require(Out* out)
+{
+    if (!out)
+        throw Failure(Result::pointer, L"A place for the result is missing");
+}
+
+// store: writes one result into the place that the caller gave.
+
+inline void store(BSTR* out, std::wstring_view text)
+{
+    *out = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+    if (!*out)
+        throw std::bad_alloc();
+}
+
+inline void store(BOOL* out, bool value)
+{
+    *out = value ? TRUE : FALSE;
+}
+
+template <class Number, class Value>
+requires std::is_arithmetic_v<Number> && std::is_arithmetic_v<Value> &&
+    (!std::is_same_v<Value, bool>)void store(Number* out, Value value)
+{
+    *out = static_cast<Number>(value);
+}
+
+template <class Interface, class Object>
+void store(Interface** out, ComPtr<Object> object)
+{
+    *out = object.Detach();
+}
+
+template <class Interface>
+void store(Interface** out, std::nullptr_t)
+{
+    *out = nullptr;
+}
+
+/// An array of interface pointers, with the identifier that its elements need on the way to the client.
+template <class Interface>
+struct Interfaces : std::vector<ComPtr<Interface>>
+{};
+
+template <class Interface>
+void store(SAFEARRAY** out, const Interfaces<Interface>& objects)
+{
+    IID id = __uuidof(Interface);
+    SAFEARRAY* array = SafeArrayCreateVectorEx(VT_DISPATCH, 0, static_cast<ULONG>(objects.size()), &id);
+    if (!array)
+        throw std::bad_alloc();
+    auto** data = static_cast<Interface**>(array->pvData);
+    for (std::size_t i = 0; i < objects.size(); ++i)
+        objects[i].CopyTo(&data[i]);
+    *out = array;
+}
+
+inline void store(SAFEARRAY** out, const std::vector<std::wstring>& texts)
+{
+    SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(texts.size()));
+    if (!array)
+        throw std::bad_alloc();
+    auto* data = static_cast<BSTR*>(array->pvData);
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        store(&data[i], texts[i]);
+    *out = array;
+}
+
+template <class Number>
+void storeNumbers(SAFEARRAY** out, VARTYPE type, const std::vector<Number>& numbers)
+{
+    SAFEARRAY* array = SafeArrayCreateVector(type, 0, static_cast<ULONG>(numbers.size()));
+    if (!array)
+        throw std::bad_alloc();
+    std::copy(numbers.begin(), numbers.end(), static_cast<Number*>(array->pvData));
+    *out = array;
+}
+
+inline void store(SAFEARRAY** out, const std::vector<LONG>& numbers)
+{
+    storeNumbers(out, VT_I4, numbers);
+}
+
+inline void store(SAFEARRAY** out, const std::vector<LONG64>& numbers)
+{
+    storeNumbers(out, VT_I8, numbers);
+}
+
+// Reading array arguments: an absent array, another element type or more than one dimension act as an empty one.
+
+template <class Element, class Use>
+void forEachElement(SAFEARRAY* array, std::initializer_list<VARTYPE> types, Use&& use)
+{
+    VARTYPE type = VT_EMPTY;
+    if (!array || SafeArrayGetDim(array) != 1 || FAILED(SafeArrayGetVartype(array, &type)))
+        return;
+    if (std::find(types.begin(), types.end(), type) == types.end() || !array->pvData)
+        return;
+    const auto* data = static_cast<const Element*>(array->pvData);
+    for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)
+        use(data[i]);
+}
+
+inline std::vector<std::wstring> textsOf(SAFEARRAY* array)
+{
+    std::vector<std::wstring> texts;
+    forEachElement<BSTR>(array, {VT_BSTR}, [&](BSTR text) { texts.push_back(textOf(text)); });
+    return texts;
+}
+
+inline std::vector<LONG> numbersOf(SAFEARRAY* array)
+{
+    std::vector<LONG> numbers;
+    forEachElement<LONG>(array, {VT_I4, VT_UI4, VT_INT, VT_UINT}, [&](LONG number) { numbers.push_back(number); });
+    return numbers;
+}
+
+inline std::vector<IUnknown*> objectsOf(SAFEARRAY* array)
+{
+    std::vector<IUnknown*> objects;
+    forEachElement<IUnknown*>(array, {VT_DISPATCH, VT_UNKNOWN}, [&](IUnknown* object) { objects.push_back(object); });
+    return objects;
+}
+
+} // namespace VBoxSim

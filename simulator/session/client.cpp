@@ -1,0 +1,76 @@
+#include "session/client.h"
+
+#include "session/session.h"
+
+#include <objbase.h>
+
+namespace VBoxSim {
+
+Client::Client()
+{
+    ++liveObjects;
+}
+
+Client::~Client()
+{
+    --liveObjects;
+}
+
+HRESULT Client::QueryInterface(REFIID id, void** out)
+{
+    if (!out)
+        return E_POINTER;
+    *out = nullptr;
+    if (id != IID_IUnknown && id != IID_IDispatch && id != IID_IVirtualBoxClient)
+        return E_NOINTERFACE;
+    *out = static_cast<IVirtualBoxClient*>(this);
+    AddRef();
+    return S_OK;
+}
+
+ULONG Client::AddRef()
+{
+    return ++references_;
+}
+
+ULONG Client::Release()
+{
+    const ULONG left = --references_;
+    if (left == 0)
+        delete this;
+    return left;
+}
+
+HRESULT Client::get_VirtualBox(IVirtualBox** virtualBox)
+{
+    if (!virtualBox)
+        return E_POINTER;
+    return CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_IVirtualBox,
+                            reinterpret_cast<void**>(virtualBox));
+}
+
+HRESULT Client::get_Session(ISession** session)
+{
+    if (!session)
+        return E_POINTER;
+    *session = new Session;
+    (*session)->AddRef();
+    return S_OK;
+}
+
+HRESULT Client::CheckMachineError(IMachine* machine)
+{
+    if (!machine)
+        return E_INVALIDARG;
+    BOOL accessible = FALSE;
+    const HRESULT result = machine->get_Accessible(&accessible);
+    if (FAILED(result) || accessible)
+        return result;
+    Microsoft::WRL::ComPtr<IVirtualBoxErrorInfo> error;
+    LONG code = E_FAIL;
+    if (SUCCEEDED(machine->get_AccessError(&error)) && error)
+        error->get_ResultCode(&code);
+    return FAILED(code) ? code : E_FAIL;
+}
+
+} // namespace VBoxSim

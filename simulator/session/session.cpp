@@ -1,0 +1,239 @@
+#include "session/session.h"
+
+#include <objbase.h>
+#include <oleauto.h>
+#include <winternl.h>
+
+#include <memory>
+
+using Microsoft::WRL::ComPtr;
+
+namespace VBoxSim {
+
+std::atomic<long> liveObjects{0};
+
+namespace {
+
+/// Names the apartment of the calling thread: 0 for the multithreaded one.
+DWORD currentApartment()
+{
+    APTTYPE type = APTTYPE_CURRENT;
+    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
+    const bool multithreaded = SUCCEEDED(CoGetApartmentType(&type, &qualifier)) && type == APTTYPE_MTA;
+    return multithreaded ? 0 : GetCurrentThreadId();
+}
+
+bool serverIsGone(HRESULT result)
+{
+    return result == HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE) || result == HRESULT_FROM_WIN32(RPC_S_CALL_FAILED) ||
+           result == RPC_E_DISCONNECTED;
+}
+
+/// COM's threads are dead by then, and a call would never return.
+bool processIsEnding()
+{
+    using Query = BOOLEAN(NTAPI*)();
+    static const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
+    return query && query();
+}
+
+/// The identifier as an argument.
+class IdArgument
+{
+public:
+    explicit IdArgument(const std::wstring& id) : text_(SysAllocStringLen(id.data(), static_cast<UINT>(id.size()))) {}
+    ~IdArgument() { SysFreeString(text_); }
+    IdArgument(const IdArgument&) = delete;
+    IdArgument& operator=(const IdArgument&) = delete;
+    BSTR get() const { return text_; }
+
+private:
+    BSTR text_;
+};
+
+} // namespace
+
+Session::Session()
+{
+    ++liveObjects;
+    CoCreateGuid(&id_);
+    wchar_t text[40];
+    StringFromGUID2(id_, text, 40);
+    idText_ = text;
+}
+
+Session::~Session()
+{
+    if (known_ && !processIsEnding())
+        ask([](ISimSessions* service, BSTR id) { return service->Close(id); });
+    --liveObjects;
+}
+
+HRESULT Session::QueryInterface(REFIID id, void** out)
+{
+    if (!out)
+        return E_POINTER;
+    *out = nullptr;
+    if (id == IID_IUnknown || id == IID_IDispatch || id == IID_ISession)
+        *out = static_cast<ISession*>(this);
+    else if (id == IID_IMarshal)
+        *out = static_cast<IMarshal*>(this);
+    if (!*out)
+        return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+ULONG Session::AddRef()
+{
+    return ++references_;
+}
+
+ULONG Session::Release()
+{
+    const ULONG left = --references_;
+    if (left == 0)
+        delete this;
+    return left;
+}
+
+HRESULT Session::findService(ComPtr<ISimSessions>& service)
+{
+    const DWORD apartment = currentApartment();
+    {
+        const std::lock_guard guard(mutex_);
+        if (service_ && serviceApartment_ == apartment)
+            service = service_;
+    }
+    if (service)
+        return S_OK;
+    const HRESULT result = CoCreateInstance(sessionsClass, nullptr, CLSCTX_LOCAL_SERVER, IID_ISimSessions,
+                                            reinterpret_cast<void**>(service.GetAddressOf()));
+    if (SUCCEEDED(result)) {
+        const std::lock_guard guard(mutex_);
+        if (!service_) {
+            service_ = service;
+            serviceApartment_ = apartment;
+        }
+    }
+    return result;
+}
+
+template <class Question>
+HRESULT Session::ask(Question&& question)
+{
+    ComPtr<ISimSessions> service;
+    HRESULT result = findService(service);
+    if (FAILED(result))
+        return result;
+    const IdArgument id(idText_);
+    if (!id.get())
+        return E_OUTOFMEMORY;
+    result = question(service.Get(), id.get());
+    if (serverIsGone(result)) {
+        // A restarted server is found anew; it does not know the session, which then reads as unlocked.
+        const std::lock_guard guard(mutex_);
+        service_.Reset();
+    }
+    return result;
+}
+
+HRESULT Session::get_State(ULONG* state)
+{
+    return ask([&](ISimSessions* service, BSTR id) { return service->GetState(id, state); });
+}
+
+HRESULT Session::get_Type(ULONG* type)
+{
+    return ask([&](ISimSessions* service, BSTR id) { return service->GetType(id, type); });
+}
+
+HRESULT Session::get_Name(BSTR* name)
+{
+    return ask([&](ISimSessions* service, BSTR id) { return service->GetName(id, name); });
+}
+
+HRESULT Session::put_Name(BSTR name)
+{
+    known_ = true;
+    return ask([&](ISimSessions* service, BSTR id) { return service->SetName(id, name); });
+}
+
+HRESULT Session::get_Machine(IMachine** machine)
+{
+    return ask([&](ISimSessions* service, BSTR id) { return service->GetMachine(id, machine); });
+}
+
+HRESULT Session::get_Console(IConsole** console)
+{
+    return ask([&](ISimSessions* service, BSTR id) { return service->GetConsole(id, console); });
+}
+
+HRESULT Session::UnlockMachine()
+{
+    return ask([&](ISimSessions* service, BSTR id) { return service->Unlock(id); });
+}
+
+HRESULT Session::freeThreaded(ComPtr<IMarshal>& marshaler)
+{
+    const std::lock_guard guard(mutex_);
+    if (!freeThreadedMarshaler_) {
+        const HRESULT result = CoCreateFreeThreadedMarshaler(nullptr, &freeThreadedMarshaler_);
+        if (FAILED(result))
+            return result;
+    }
+    return freeThreadedMarshaler_.As(&marshaler);
+}
+
+HRESULT Session::GetUnmarshalClass(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
+                                   CLSID* unmarshaler)
+{
+    if (context != MSHCTX_INPROC) {
+        *unmarshaler = sessionReferenceClass;
+        return S_OK;
+    }
+    ComPtr<IMarshal> inner;
+    const HRESULT result = freeThreaded(inner);
+    return FAILED(result) ? result : inner->GetUnmarshalClass(id, object, context, reserved, flags, unmarshaler);
+}
+
+HRESULT Session::GetMarshalSizeMax(REFIID id, void* object, DWORD context, void* reserved, DWORD flags, DWORD* size)
+{
+    if (context != MSHCTX_INPROC) {
+        *size = sizeof(SessionPacket);
+        return S_OK;
+    }
+    ComPtr<IMarshal> inner;
+    const HRESULT result = freeThreaded(inner);
+    return FAILED(result) ? result : inner->GetMarshalSizeMax(id, object, context, reserved, flags, size);
+}
+
+HRESULT Session::MarshalInterface(IStream* stream, REFIID id, void* object, DWORD context, void* reserved, DWORD flags)
+{
+    if (context != MSHCTX_INPROC) {
+        known_ = true;
+        const SessionPacket packet{id_, GetCurrentProcessId()};
+        return stream->Write(&packet, sizeof packet, nullptr);
+    }
+    ComPtr<IMarshal> inner;
+    const HRESULT result = freeThreaded(inner);
+    return FAILED(result) ? result : inner->MarshalInterface(stream, id, object, context, reserved, flags);
+}
+
+HRESULT Session::UnmarshalInterface(IStream*, REFIID, void**)
+{
+    return E_NOTIMPL; // done by the server's class, or by the free-threaded marshaler
+}
+
+HRESULT Session::ReleaseMarshalData(IStream*)
+{
+    return S_OK;
+}
+
+HRESULT Session::DisconnectObject(DWORD)
+{
+    return S_OK;
+}
+
+} // namespace VBoxSim

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "identity.h"
+#include "vboxsim_control.h"
+#include "virtualbox_defaults.h"
+
+#include <windows.h>
+
+#include <wrl/client.h>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+namespace VBoxSim {
+
+/// How many objects of this library live; it stays loaded as long.
+extern std::atomic<long> liveObjects;
+
+/// VirtualBox's session object, in the client's process. It keeps nothing but its identifier: the server knows what the
+/// session has locked, and is asked each time. When it is passed to the server, only the identifier crosses, so that
+/// the server never needs to call back into the client.
+class Session : public Defaults<ISession>, public IMarshal
+{
+public:
+    Session();
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+
+    HRESULT STDMETHODCALLTYPE get_State(ULONG* state) override;
+    HRESULT STDMETHODCALLTYPE get_Type(ULONG* type) override;
+    HRESULT STDMETHODCALLTYPE get_Name(BSTR* name) override;
+    HRESULT STDMETHODCALLTYPE put_Name(BSTR name) override;
+    HRESULT STDMETHODCALLTYPE get_Machine(IMachine** machine) override;
+    HRESULT STDMETHODCALLTYPE get_Console(IConsole** console) override;
+    HRESULT STDMETHODCALLTYPE UnlockMachine() override;
+
+    HRESULT STDMETHODCALLTYPE GetUnmarshalClass(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
+                                                CLSID* unmarshaler) override;
+    HRESULT STDMETHODCALLTYPE GetMarshalSizeMax(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
+                                                DWORD* size) override;
+    HRESULT STDMETHODCALLTYPE MarshalInterface(IStream* stream, REFIID id, void* object, DWORD context, void* reserved,
+                                               DWORD flags) override;
+    HRESULT STDMETHODCALLTYPE UnmarshalInterface(IStream* stream, REFIID id, void** object) override;
+    HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream* stream) override;
+    HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD reserved) override;
+
+private:
+    virtual ~Session();
+
+    /// Asks the server; `question` gets its service and the session's identifier.
+    template <class Question>
+    HRESULT ask(Question&& question);
+    HRESULT findService(Microsoft::WRL::ComPtr<ISimSessions>& service);
+    /// The marshaler for other apartments of this process, where the object itself is used.
+    HRESULT freeThreaded(Microsoft::WRL::ComPtr<IMarshal>& marshaler);
+
+    std::atomic<ULONG> references_{0};
+    GUID id_;
+    std::wstring idText_;
+    std::atomic<bool> known_{false}; ///< the server may know the session
+
+    std::mutex mutex_; ///< guards what follows
+    Microsoft::WRL::ComPtr<ISimSessions> service_;
+    DWORD serviceApartment_ = 0;
+    Microsoft::WRL::ComPtr<IUnknown> freeThreadedMarshaler_;
+};
+
+} // namespace VBoxSim
