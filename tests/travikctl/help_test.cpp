@@ -1,0 +1,103 @@
+// The help, wrong command lines, and what works without VirtualBox.
+
+#include <set>
+
+#include "ctl_test.h"
+
+namespace {
+
+/// The verbs that a help names, "nat" and the like without their own verbs.
+std::set<std::string> verbsIn(const std::string& help)
+{
+    std::set<std::string> verbs;
+    std::istringstream lines(help.substr(help.find("Subcommands:")));
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line) && line.rfind("  ", 0) == 0) {
+        if (line[2] != ' ')
+            verbs.insert(line.substr(2, line.find(' ', 2) - 2));
+    }
+    return verbs;
+}
+
+} // namespace
+
+TEST(TravikctlHelp, namesEveryVerb)
+{
+    const Outcome run = travikctl({L"--help"});
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_EQ(
+        verbsIn(run.out),
+        (std::set<std::string>{"list",  "show",  "name", "create", "register", "clone",  "delete", "import", "set",
+                               "get",   "start", "stop", "resume", "state",    "watch",  "nat",    "share",  "prop",
+                               "audio", "host",  "disk", "folder", "convert",  "doctor", "tour"}));
+    EXPECT_THAT(run.out, HasSubstr("Exit codes: 0 done"));
+}
+
+TEST(TravikctlHelp, namesTheVerbsOfGroups)
+{
+    EXPECT_EQ(verbsIn(travikctl({L"nat", L"--help"}).out), (std::set<std::string>{"add", "remove", "list"}));
+    EXPECT_EQ(verbsIn(travikctl({L"share", L"--help"}).out), (std::set<std::string>{"add", "remove"}));
+    EXPECT_EQ(verbsIn(travikctl({L"prop", L"--help"}).out), (std::set<std::string>{"get", "set", "delete"}));
+    EXPECT_EQ(verbsIn(travikctl({L"audio", L"--help"}).out), (std::set<std::string>{"on", "off"}));
+    EXPECT_EQ(verbsIn(travikctl({L"folder", L"--help"}).out), (std::set<std::string>{"get", "set"}));
+    EXPECT_EQ(
+        verbsIn(travikctl({L"disk", L"--help"}).out),
+        (std::set<std::string>{"open", "info", "attach", "detach", "close", "delete", "rename", "ports", "current"}));
+}
+
+TEST(TravikctlHelp, tellsTheVersion)
+{
+    const Outcome run = travikctl({L"--version"});
+    EXPECT_TRUE(succeeded(run));
+    EXPECT_THAT(run.out, StartsWith("travikctl 1."));
+}
+
+TEST(TravikctlUsage, refusesWrongCommandLinesWithCode2)
+{
+    const std::vector<std::vector<std::wstring>> wrong{
+        {},
+        {L"frobnicate"},
+        {L"show"},
+        {L"nat"},
+        {L"nat", L"add", L"m", L"r", L"--host-port", L"0", L"--guest-port", L"1"},
+        {L"nat", L"add", L"m", L"r", L"--host-port", L"65536", L"--guest-port", L"1"},
+        {L"nat", L"add", L"m", L"r", L"--host-port", L"1", L"--guest-port", L"1", L"--protocol", L"sctp"},
+        {L"set", L"m", L"--cpus", L"two"},
+        {L"set", L"m", L"--paravirt", L"xen"},
+        {L"set", L"m", L"--extra", L"novalue"},
+        {L"delete", L"m"},
+        {L"get", L"m", L"memory"},
+        {L"convert", L"unknown", L"1"},
+        {L"--timeout", L"-1", L"list"},
+    };
+    for (const auto& arguments : wrong) {
+        const Outcome run = travikctl(arguments);
+        EXPECT_TRUE(failed(run, 2, {"--help"})) << testing::PrintToString(arguments);
+    }
+}
+
+TEST(TravikctlUsage, isJsonToo)
+{
+    EXPECT_TRUE(failedAsJson(travikctlJson({L"show"}), 2, "", "", ""));
+}
+
+TEST(TravikctlConvert, knowsBothNumberings)
+{
+    const auto converted = [](const wchar_t* kind, const wchar_t* value) {
+        const Outcome run = travikctlJson({L"convert", kind, value});
+        EXPECT_TRUE(succeeded(run));
+        return run.json()["converted"];
+    };
+    EXPECT_EQ(converted(L"machine-state", L"17"), (json{{"toVBox", 18}, {"toSdk", 16}}));
+    EXPECT_EQ(converted(L"event-type", L"2"), (json{{"toVBox", 57}, {"toSdk", 0}}));
+    EXPECT_EQ(converted(L"event-type", L"46"), (json{{"toVBox", 0}, {"toSdk", 1}}));
+    EXPECT_EQ(converted(L"result", L"7"), (json{{"toVBox", "0x80bb0007"}, {"toSdk", 31}}));
+    EXPECT_EQ(converted(L"result", L"0x80BB0001"), (json{{"toVBox", "0x00000000"}, {"toSdk", 1}}));
+    EXPECT_EQ(converted(L"paravirt", L"6"), (json{{"toVBox", 6}, {"toSdk", 6}}));
+    EXPECT_EQ(converted(L"switch", L"5"), (json{{"toVBox", 0}, {"toSdk", 0}}));
+    EXPECT_EQ(converted(L"flag-a", L"5"), (json{{"toVBox", 0}, {"toSdk", 1}}));
+    EXPECT_EQ(converted(L"kind-a", L"5"), (json{{"toVBox", 5}, {"toSdk", 5}}));
+    EXPECT_EQ(converted(L"kind-b", L"6"), (json{{"toVBox", 0}, {"toSdk", 0}}));
+    EXPECT_EQ(converted(L"kind-c", L"3"), (json{{"toVBox", 3}, {"toSdk", 3}}));
+}

@@ -1,0 +1,162 @@
+// nat, share, prop, audio, host, folder.
+
+#include "ctl_test.h"
+
+using namespace TravikTest;
+
+using TravikctlParts = TravikctlTest;
+
+namespace {
+
+std::vector<std::wstring> natAdd(const std::wstring& name, const std::wstring& hostPort,
+                                 const std::vector<std::wstring>& more = {})
+{
+    std::vector<std::wstring> arguments{L"nat",         L"add",   L"Player",       name,
+                                        L"--host-port", hostPort, L"--guest-port", L"22"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+} // namespace
+
+TEST_F(TravikctlParts, natRulesComeAndGo)
+{
+    const Outcome added = travikctl(natAdd(L"ssh", L"2222", {L"--host-address", L"127.0.0.1"}));
+    ASSERT_TRUE(succeeded(added));
+    EXPECT_EQ(added.out, "Forwards host port 2222 to guest port 22.\n");
+    EXPECT_EQ(travikctlJson(natAdd(L"udp", L"53", {L"--protocol", L"UDP", L"--guest-address", L"10.0.2.15"})).json(),
+              (json{{"added", "udp"}}));
+    ASSERT_TRUE(succeeded(travikctl(natAdd(L"~last", L"65535"))));
+
+    const Outcome listed = travikctlJson({L"nat", L"list", player()});
+    ASSERT_TRUE(succeeded(listed));
+    EXPECT_EQ(listed.json()["rules"], (json{{{"name", "ssh"},
+                                             {"protocol", "tcp"},
+                                             {"hostAddress", "127.0.0.1"},
+                                             {"hostPort", "2222"},
+                                             {"guestAddress", ""},
+                                             {"guestPort", "22"}},
+                                            {{"name", "udp"},
+                                             {"protocol", "udp"},
+                                             {"hostAddress", ""},
+                                             {"hostPort", "53"},
+                                             {"guestAddress", "10.0.2.15"},
+                                             {"guestPort", "22"}}}));
+    EXPECT_THAT(listed.json()["notes"][0].get<std::string>(), HasSubstr("never hands over the last rule"));
+
+    EXPECT_EQ(travikctl({L"nat", L"remove", player(), L"ssh"}).out, "Removed ssh.\n");
+    EXPECT_EQ(travikctlJson({L"nat", L"remove", player(), L"~last"}).json(), (json{{"removed", "~last"}}));
+    EXPECT_THAT(settingsOf(player()), HasSubstr("name=\"udp\""));
+    EXPECT_THAT(settingsOf(player()), Not(HasSubstr("name=\"ssh\"")));
+}
+
+TEST_F(TravikctlParts, natListSaysThatTheLastRuleIsMissing)
+{
+    ASSERT_TRUE(succeeded(travikctl(natAdd(L"only", L"2222"))));
+    const Outcome run = travikctl({L"nat", L"list", player()});
+    EXPECT_TRUE(succeeded(run));
+    EXPECT_THAT(run.out,
+                StartsWith("name  protocol  hostAddress  hostPort  guestAddress  guestPort\nnote: The interface "
+                           "never hands over the last rule"));
+    EXPECT_THAT(run.out, HasSubstr("nat add MACHINE ~last"));
+}
+
+TEST_F(TravikctlParts, natRefusesWhatClashes)
+{
+    ASSERT_TRUE(succeeded(travikctl(natAdd(L"ssh", L"2222"))));
+    expectRefused(natAdd(L"ssh", L"2223"), 1, "addRedirect", "AddRedirectFail", "E_INVALIDARG");
+    expectRefused({L"nat", L"remove", player(), L"none"}, 3, "removeRedirect", "RemoveRedirectFail", "E_INVALIDARG");
+    expectRefused({L"nat", L"list", player(), L"--adapter", L"99"}, 1, "getNetworkAdapter", "GetNetworkAdapterFail",
+                  "E_INVALIDARG");
+}
+
+TEST_F(TravikctlParts, natWorksOnARunningMachine)
+{
+    ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
+    EXPECT_TRUE(succeeded(travikctl(natAdd(L"late", L"2222"))));
+    EXPECT_TRUE(succeeded(travikctl({L"nat", L"remove", player(), L"late"})));
+}
+
+TEST_F(TravikctlParts, shares)
+{
+    const std::wstring path = folder().wstring();
+    const Outcome added = travikctl({L"share", L"add", player(), L"docs", path, L"--writable", L"--automount"});
+    ASSERT_TRUE(succeeded(added));
+    EXPECT_EQ(added.out, "Shared " + utf8(path) + " as docs.\n");
+    EXPECT_THAT(settingsOf(player()), HasSubstr("name=\"docs\""));
+    expectRefused({L"share", L"add", player(), L"docs", path}, 1, "machineCreateSharedFolder",
+                  "MachineCreateSharedFolderFail", "VBOX_E_OBJECT_IN_USE");
+    EXPECT_EQ(travikctlJson({L"share", L"remove", player(), L"docs"}).json(), (json{{"removed", "docs"}}));
+    EXPECT_THAT(settingsOf(player()), Not(HasSubstr("name=\"docs\"")));
+    expectRefused({L"share", L"remove", player(), L"docs"}, 3, "machineRemoveSharedFolder",
+                  "MachineRemoveSharedFolderFail", "VBOX_E_OBJECT_NOT_FOUND");
+}
+
+TEST_F(TravikctlParts, transientSharesLiveInTheRunningMachine)
+{
+    const std::wstring path = folder().wstring();
+    EXPECT_TRUE(failed(travikctl({L"share", L"add", L"--transient", player(), L"t", path}), 1, {"does not run"}));
+    ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
+    const Outcome added = travikctlJson({L"share", L"add", L"--transient", player(), L"t", path});
+    ASSERT_TRUE(succeeded(added));
+    EXPECT_EQ(added.json()["added"], (json{{"name", "t"}, {"path", utf8(path)}, {"transient", true}}));
+    expectRefused({L"share", L"add", L"--transient", player(), L"t", path}, 1, "consoleCreateSharedFolder",
+                  "ConsoleCreateSharedFolderFail", "VBOX_E_FILE_ERROR");
+    EXPECT_EQ(travikctl({L"share", L"remove", L"--transient", player(), L"t"}).out, "Removed t.\n");
+    expectRefused({L"share", L"remove", L"--transient", player(), L"t"}, 3, "consoleRemoveSharedFolder",
+                  "ConsoleRemoveSharedFolderFail", "VBOX_E_FILE_ERROR");
+    EXPECT_THAT(settingsOf(player()), Not(HasSubstr("SharedFolder name")));
+}
+
+TEST_F(TravikctlParts, properties)
+{
+    const Outcome set = travikctl({L"prop", L"set", player(), L"/a/b", L"Wert 🎮", L"--flags", L"RDONLYGUEST"});
+    ASSERT_TRUE(succeeded(set));
+    EXPECT_EQ(set.out, "Set /a/b.\n");
+    const json property = travikctlJson({L"prop", L"get", player(), L"/a/b"}).json()["property"];
+    EXPECT_EQ(property["value"], "Wert 🎮");
+    EXPECT_EQ(property["flags"], "RDONLYGUEST");
+    EXPECT_GT(property["timestamp"].get<std::int64_t>(), 1'600'000'000'000'000'000);
+    EXPECT_THAT(travikctl({L"prop", L"get", player(), L"/a/b"}).out, HasSubstr("value:     Wert 🎮\n"));
+    EXPECT_EQ(travikctlJson({L"prop", L"delete", player(), L"/a/b"}).json(), (json{{"deleted", "/a/b"}}));
+    EXPECT_TRUE(failed(travikctl({L"prop", L"get", player(), L"/a/b"}), 3, {"the machine has no property /a/b"}));
+    expectRefused({L"prop", L"set", player(), L"/a", L"x", L"--flags", L"NONSENSE"}, 1, "setGuestProperty",
+                  "SetGuestPropertyFail", "E_INVALIDARG");
+    expectRefused({L"prop", L"delete", L"none", L"/a"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
+}
+
+TEST_F(TravikctlParts, audio)
+{
+    const Outcome on = travikctl({L"audio", L"on", player()});
+    ASSERT_TRUE(succeeded(on));
+    EXPECT_EQ(on.out, "Audio of Player is on.\n");
+    const std::string settings = settingsOf(player());
+    const std::size_t adapter = settings.find("<AudioAdapter");
+    EXPECT_THAT(settings.substr(adapter, settings.find('>', adapter) - adapter), HasSubstr("enabled=\"true\""));
+    EXPECT_EQ(travikctlJson({L"audio", L"off", player()}).json(), (json{{"machine", "Player"}, {"audio", false}}));
+    expectRefused({L"audio", L"on", L"none"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
+}
+
+TEST_F(TravikctlParts, hostFeatures)
+{
+    const Outcome run = travikctlJson({L"host"});
+    ASSERT_TRUE(succeeded(run));
+    const json features = run.json()["host"];
+    EXPECT_EQ(features.size(), 6u);
+    EXPECT_EQ(features["64 bit"], true);
+    EXPECT_THAT(travikctl({L"host"}).out, HasSubstr("64 bit:                  yes\n"));
+    vboxsim({L"fail", L"IHost::GetProcessorFeature", L"0x80004005", L"--times", L"2"});
+    expectRefused({L"host"}, 1, "hostGetProcessorFeature", "HostGetProcessorFeatureFail", "E_FAIL");
+}
+
+TEST_F(TravikctlParts, machineFolder)
+{
+    EXPECT_EQ(travikctl({L"folder", L"get"}).out, utf8(world().machineFolder().wstring()) + "\n");
+    const std::wstring other = folder().wstring();
+    const Outcome set = travikctl({L"folder", L"set", other});
+    ASSERT_TRUE(succeeded(set));
+    EXPECT_EQ(set.out, "New machines go to " + utf8(other) + ".\n");
+    EXPECT_EQ(travikctlJson({L"folder", L"get"}).json(), (json{{"folder", utf8(other)}}));
+    expectRefused({L"folder", L"set", (folder() / L"none").wstring()}, 3, "setDefaultMachineFolder",
+                  "CheckFileExistsFail", "");
+}

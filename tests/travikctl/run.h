@@ -1,0 +1,51 @@
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+/// What a program left behind.
+struct Outcome
+{
+    int exitCode = -1; ///< -1: it did not end in time and was killed
+    std::string out;
+    std::string err;
+
+    /// The output as JSON; a discarded value when it is none.
+    nlohmann::json json() const { return nlohmann::json::parse(out, nullptr, false); }
+    /// The fields of a failure printed as JSON.
+    nlohmann::json error() const { return json().value("error", nlohmann::json::object()); }
+    /// All of it, for a test's message.
+    std::string all() const { return "exit code " + std::to_string(exitCode) + "\n" + out + err; }
+};
+
+/// A program with its output in files of the scratch folder.
+class Program
+{
+public:
+    Program(const std::filesystem::path& program, const std::vector<std::wstring>& arguments, DWORD flags = 0);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    DWORD id() const { return id_; }
+    /// What it has written so far.
+    std::string outSoFar() const;
+    Outcome wait(std::chrono::milliseconds limit = std::chrono::seconds(60));
+
+private:
+    std::filesystem::path outFile_, errFile_;
+    HANDLE process_ = nullptr;
+    DWORD id_ = 0;
+};
+
+Outcome runProgram(const std::filesystem::path& program, const std::vector<std::wstring>& arguments);
+Outcome travikctl(const std::vector<std::wstring>& arguments);
+/// The same with --json in front.
+Outcome travikctlJson(std::vector<std::wstring> arguments);
+/// The stand-in's control program; a failure is the test's.
+void vboxsim(const std::vector<std::wstring>& arguments);

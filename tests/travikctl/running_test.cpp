@@ -1,0 +1,147 @@
+// start, stop, resume, state, watch, and who holds the lock meanwhile.
+
+#include "ctl_test.h"
+
+using namespace TravikTest;
+
+class TravikctlRunning : public TravikctlTest
+{
+protected:
+    void start()
+    {
+        ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
+        ASSERT_EQ(stateOf(player()), "running");
+    }
+    /// Waits until a watching program has registered its listener.
+    static void awaitWatching(const Program& program)
+    {
+        ASSERT_TRUE(soon([&] { return program.outSoFar().find("watching") != std::string::npos; }));
+    }
+    static std::filesystem::path ctl() { return productFolder() / L"travikctl.exe"; }
+};
+
+TEST_F(TravikctlRunning, startAndStop)
+{
+    const Outcome started = travikctl({L"start", player(), L"--type", L"headless", L"--env", L"A=1", L"--env", L"B"});
+    ASSERT_TRUE(succeeded(started));
+    EXPECT_EQ(started.out, "Started Player.\n");
+    EXPECT_EQ(stateOf(player()), "running");
+    EXPECT_EQ(travikctl({L"state", player(), L"--console"}).out, "running\n");
+    EXPECT_EQ(travikctlJson({L"state", player()}).json(),
+              (json{{"state", "running"}, {"machineState", 5}, {"sdkState", 5}}));
+    const Outcome stopped = travikctl({L"stop", player()});
+    ASSERT_TRUE(succeeded(stopped));
+    EXPECT_EQ(stopped.out, "Stopped Player.\n");
+    EXPECT_EQ(stateOf(player()), "powered off");
+    EXPECT_EQ(travikctlJson({L"start", player()}).json(), (json{{"started", "Player"}}))
+        << "also while the lock lingers";
+    EXPECT_EQ(travikctlJson({L"stop", player()}).json(), (json{{"stopped", "Player"}}));
+}
+
+TEST_F(TravikctlRunning, aRunningMachineIsNotStartedAgain)
+{
+    start();
+    expectRefused({L"--wait-lock", L"0", L"start", player()}, 5, "launchVMProcess", "LaunchVMProcessFail",
+                  "VBOX_E_INVALID_OBJECT_STATE");
+    expectRefused({L"--wait-lock", L"0", L"set", player(), L"--cpus", L"1"}, 5, "lockMachine", "LockMachineFail",
+                  "VBOX_E_INVALID_OBJECT_STATE");
+    EXPECT_EQ(travikctl({L"--wait-lock", L"0", L"delete", player(), L"--yes"}).exitCode, 5);
+    EXPECT_EQ(stateOf(player()), "running");
+}
+
+TEST_F(TravikctlRunning, startTellsTheMachinesOwnFailure)
+{
+    expectRefused({L"start", player(), L"--type", L"nonsense"}, 1, "launchVMProcess", "LaunchVMProcessFail",
+                  "E_INVALIDARG");
+}
+
+TEST_F(TravikctlRunning, whatNeedsARunningMachineSaysSo)
+{
+    for (const wchar_t* verb : {L"stop", L"resume", L"watch"}) {
+        EXPECT_TRUE(failed(travikctl({verb, player()}), 1, {"the machine Player does not run", "Start it first."}));
+        EXPECT_TRUE(failedAsJson(travikctlJson({verb, player()}), 1, "", "", ""));
+    }
+    EXPECT_TRUE(failed(travikctl({L"state", L"--console", player()}), 1, {"does not run"}));
+    expectRefused({L"state", L"none"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
+}
+
+TEST_F(TravikctlRunning, resumeLetsAPausedMachineRunOn)
+{
+    start();
+    expectRefused({L"resume", player()}, 1, "consoleResume", "ConsoleResumeFail", "VBOX_E_INVALID_VM_STATE");
+    vboxsim({L"pause", player()});
+    EXPECT_EQ(stateOf(player()), "paused");
+    const Outcome run = travikctl({L"resume", player()});
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_EQ(run.out, "Resumed Player.\n");
+    EXPECT_EQ(stateOf(player()), "running");
+}
+
+TEST_F(TravikctlRunning, watchPrintsStatesAndErrorsUntilTheMachineIsOff)
+{
+    start();
+    Program watcher(ctl(), {L"watch", player()});
+    awaitWatching(watcher);
+    vboxsim({L"pause", player()});
+    ASSERT_TRUE(succeeded(travikctl({L"resume", player()})));
+    vboxsim({L"runtime-error", player(), L"--id", L"HostMemoryLow", L"--message", L"Nicht genug 内存"});
+    ASSERT_TRUE(succeeded(travikctl({L"stop", player()})));
+    const Outcome run = watcher.wait();
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_EQ(run.out, "watching: running\nstate: paused\nstate: running\nerror HostMemoryLow: Nicht genug 内存\n"
+                       "state: stopping\nstate: powered off\n");
+}
+
+TEST_F(TravikctlRunning, watchIsOneJsonObjectPerLine)
+{
+    start();
+    Program watcher(ctl(), {L"--json", L"watch", player(), L"--count", L"2"});
+    awaitWatching(watcher);
+    vboxsim({L"runtime-error", player(), L"--id", L"DrvVD_DISKFULL", L"--message", L"full", L"--fatal"});
+    const Outcome run = watcher.wait();
+    ASSERT_TRUE(succeeded(run));
+    std::vector<json> lines;
+    std::istringstream stream(run.out);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(json::parse(line, nullptr, false));
+    ASSERT_EQ(lines.size(), 3u) << run.out;
+    EXPECT_EQ(lines[0], (json{{"event", "watching"}, {"state", "running"}}));
+    EXPECT_EQ(lines[1], (json{{"type", 46}, {"event", "state changed"}, {"state", "paused"}}));
+    EXPECT_EQ(
+        lines[2],
+        (json{
+            {"type", 57}, {"event", "runtime error"}, {"fatal", true}, {"id", "DrvVD_DISKFULL"}, {"message", "full"}}));
+}
+
+TEST_F(TravikctlRunning, watchEndsAfterItsTime)
+{
+    start();
+    const auto before = std::chrono::steady_clock::now();
+    const Outcome run = travikctl({L"watch", player(), L"--for", L"0.5"});
+    EXPECT_TRUE(succeeded(run));
+    EXPECT_EQ(run.out, "watching: running\n");
+    EXPECT_GE(std::chrono::steady_clock::now() - before, milliseconds(500));
+    EXPECT_TRUE(succeeded(travikctl({L"stop", player()}))) << "watching keeps nobody out";
+}
+
+TEST_F(TravikctlRunning, watchAllSeesOtherEvents)
+{
+    start();
+    Program watcher(ctl(), {L"watch", player(), L"--all"});
+    awaitWatching(watcher);
+    ASSERT_TRUE(succeeded(travikctl({L"share", L"add", L"--transient", player(), L"x", folder().wstring()})));
+    ASSERT_TRUE(succeeded(travikctl({L"stop", player()})));
+    EXPECT_THAT(watcher.wait().out, HasSubstr("shared folder changed\n"));
+}
+
+TEST_F(TravikctlRunning, watchTellsTheMachinesCrash)
+{
+    start();
+    Program watcher(ctl(), {L"watch", player()});
+    awaitWatching(watcher);
+    vboxsim({L"crash-vm", player()});
+    const Outcome run = watcher.wait();
+    EXPECT_TRUE(succeeded(run));
+    EXPECT_THAT(run.out, testing::EndsWith("aborted\n"));
+    EXPECT_EQ(stateOf(player()), "aborted");
+}

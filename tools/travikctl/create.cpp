@@ -1,0 +1,191 @@
+// Machines that come and go: name, create, register, clone, delete, import.
+
+#include <set>
+
+#include "names.h"
+#include "settings.h"
+#include "verbs.h"
+
+using namespace Travik;
+
+namespace {
+
+Json identity(Context& context, VBoxHandle machine)
+{
+    return {{"name", context.text(&VBoxInstanceImpl::getVmName, machine)},
+            {"uuid", context.text(&VBoxInstanceImpl::getVmUUID, machine)}};
+}
+
+void freeName(Context& context, const std::string& prefix)
+{
+    const std::wstring name = context.ask<std::wstring>(&VBoxInstanceImpl::createVmName, fromUtf8(prefix));
+    context.out.fields(
+        "free", {{"name", toUtf8(name)}, {"file", context.text(&VBoxInstanceImpl::composeMachineFilename, name)}});
+}
+
+void fileOf(Context& context, const std::string& name)
+{
+    context.out.value("file", context.text(&VBoxInstanceImpl::composeMachineFilename, fromUtf8(name)));
+}
+
+void create(Context& context, const std::string& name, const std::string& file, const Settings& settings)
+{
+    const std::wstring path = file.empty() ? std::wstring() : fullPath(file);
+    const auto machine = context.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, path, fromUtf8(name));
+    apply(context, machine, settings);
+    context.check(context.vbox.saveSettings(machine));
+    context.check(context.vbox.registerMachine(machine));
+    context.out.done("Created " + name + ".", {{"created", identity(context, machine)}});
+}
+
+void registerFile(Context& context, const std::string& file)
+{
+    const auto machine = context.ask<ScopedMachine>(&VBoxInstanceImpl::openMachine, fullPath(file));
+    context.check(context.vbox.registerMachine(machine));
+    const Json facts = identity(context, machine);
+    context.out.done("Registered " + plain(facts["name"]) + ".", {{"registered", facts}});
+}
+
+void clone(Context& context, const std::string& source, const std::string& name)
+{
+    const ScopedMachine original = context.machine(source);
+    const auto copy = context.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, std::wstring(), fromUtf8(name));
+    context.check(context.vbox.cloneToMachine(original, copy));
+    context.check(context.vbox.registerMachine(copy));
+    context.out.done("Cloned " + source + " to " + name + ".", {{"cloned", identity(context, copy)}});
+}
+
+void remove(Context& context, const std::string& which)
+{
+    const ScopedMachine machine = context.machine(which);
+    // Of an inaccessible machine only the UUID can be read, and it can be removed all the same.
+    const std::string uuid = context.text(&VBoxInstanceImpl::getVmUUID, machine);
+    retryWhileLocked(
+        context.vbox, Deadline(context.lockWait), [&] { return context.vbox.deleteMachine(machine); },
+        context.onWait());
+    context.out.done("Deleted " + which + " with its disks.", {{"deleted", {{"machine", which}, {"uuid", uuid}}}});
+}
+
+std::set<std::wstring> knownUuids(Context& context)
+{
+    std::set<std::wstring> uuids;
+    for (const MachineEntry& entry : listMachines(context.vbox))
+        uuids.insert(entry.uuid);
+    return uuids;
+}
+
+void import(Context& context, const std::string& file)
+{
+    const std::set<std::wstring> before = knownUuids(context);
+    context.check(context.vbox.importOva(fullPath(file)));
+    // The library hands no machine out: what is new in the list came from the appliance.
+    Json machines = Json::array();
+    for (const MachineEntry& entry : listMachines(context.vbox)) {
+        if (before.count(entry.uuid) == 0)
+            machines.push_back({{"name", toUtf8(entry.name)}, {"uuid", toUtf8(entry.uuid)}});
+    }
+    context.out.table("imported", {"name", "uuid"}, machines);
+}
+
+void importName(Context& context, const std::string& file)
+{
+    context.out.value("name", context.text(&VBoxInstanceImpl::getImportOvaVmName, fullPath(file)));
+}
+
+void addNameVerb(Verbs& verbs)
+{
+    struct Options
+    {
+        std::string prefix, fileOf;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App& verb = verbs.add("name", "A free machine name: PREFIX_1 to PREFIX_99", [options](Context& context) {
+        options->fileOf.empty() ? freeName(context, options->prefix) : fileOf(context, options->fileOf);
+    });
+    CLI::Option* prefix = verb.add_option("PREFIX", options->prefix, "Beginning of the name")->type_name("");
+    verb.add_option("--file", options->fileOf, "Only tell where the settings file of a machine of this name would be")
+        ->type_name("NAME")
+        ->excludes(prefix);
+}
+
+void addCreateVerb(Verbs& verbs)
+{
+    struct Options
+    {
+        std::string name, file;
+        Settings settings;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App& verb = verbs.add("create", "Create a machine and register it", [options](Context& context) {
+        create(context, options->name, options->file, options->settings);
+    });
+    addArgument(verb, "NAME", options->name, "Name of the new machine");
+    verb.add_option("--file", options->file, "Settings file in place of the usual one")->type_name("FILE");
+    addSettings(verb, options->settings);
+}
+
+void addRegisterVerb(Verbs& verbs)
+{
+    auto file = std::make_shared<std::string>();
+    CLI::App& verb = verbs.add("register", "Register the machine of a settings file",
+                               [file](Context& context) { registerFile(context, *file); });
+    addArgument(verb, "FILE", *file, "Settings file");
+}
+
+void addCloneVerb(Verbs& verbs)
+{
+    struct Options
+    {
+        std::string source, name;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App& verb = verbs.add("clone", "Copy a machine with its disks and all its states, and register the copy",
+                               [options](Context& context) { clone(context, options->source, options->name); });
+    verbs.waitingLong();
+    addMachine(verb, options->source);
+    addArgument(verb, "NAME", options->name, "Name of the copy");
+}
+
+void addDeleteVerb(Verbs& verbs)
+{
+    struct Options
+    {
+        std::string machine;
+        bool sure = false;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App& verb = verbs.add("delete", "Unregister a machine and delete its settings and hard disks",
+                               [options](Context& context) { remove(context, options->machine); });
+    verbs.waitingLong();
+    addMachine(verb, options->machine);
+    verb.add_flag("--yes", options->sure, "Confirms that the disks are to be deleted too")->required();
+}
+
+void addImportVerb(Verbs& verbs)
+{
+    struct Options
+    {
+        std::string file;
+        bool nameOnly = false;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App& verb =
+        verbs.add("import", "Import an appliance (.ova, .ovf), its disks as VDI", [options](Context& context) {
+            options->nameOnly ? importName(context, options->file) : import(context, options->file);
+        });
+    verbs.waitingLong();
+    addArgument(verb, "FILE", options->file, "Appliance file");
+    verb.add_flag("--name-only", options->nameOnly, "Import nothing, tell the machine name that an import would give");
+}
+
+} // namespace
+
+void addCreateVerbs(Verbs& verbs)
+{
+    addNameVerb(verbs);
+    addCreateVerb(verbs);
+    addRegisterVerb(verbs);
+    addCloneVerb(verbs);
+    addDeleteVerb(verbs);
+    addImportVerb(verbs);
+}

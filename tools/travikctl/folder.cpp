@@ -1,0 +1,31 @@
+// The folder in which VirtualBox creates machines.
+
+#include "verbs.h"
+
+using namespace Travik;
+
+namespace {
+
+void get(Context& context)
+{
+    context.out.value("folder", context.text(&VBoxInstanceImpl::getDefaultMachineFolder));
+}
+
+void set(Context& context, const std::string& folder)
+{
+    const std::wstring path = fullPath(folder);
+    context.check(context.vbox.setDefaultMachineFolder(path));
+    context.out.done("New machines go to " + toUtf8(path) + ".", {{"folder", toUtf8(path)}});
+}
+
+} // namespace
+
+void addFolderVerbs(Verbs& verbs)
+{
+    CLI::App& group = verbs.group("folder", "The folder in which VirtualBox creates machines");
+    verbs.add(group, "get", "Show it", get);
+
+    auto folder = std::make_shared<std::string>();
+    CLI::App& verb = verbs.add(group, "set", "Change it", [folder](Context& context) { set(context, *folder); });
+    addArgument(verb, "FOLDER", *folder, "A folder that exists");
+}

@@ -1,0 +1,63 @@
+// Guest properties.
+
+#include "verbs.h"
+
+using namespace Travik;
+
+namespace {
+
+struct PropertyOptions
+{
+    std::string machine, name, value, flags;
+};
+
+void get(Context& context, const PropertyOptions& options)
+{
+    const ScopedMachine machine = context.machine(options.machine);
+    std::wstring value, flags;
+    std::int64_t timestamp = 0;
+    context.check(context.vbox.getGuestProperty(machine, fromUtf8(options.name), &value, &timestamp, &flags));
+    if (value.empty() && timestamp == 0)
+        throw CommandError(ExitCode::NotFound, "the machine has no property " + options.name);
+    context.out.fields(
+        "property",
+        {{"name", options.name}, {"value", toUtf8(value)}, {"timestamp", timestamp}, {"flags", toUtf8(flags)}});
+}
+
+void set(Context& context, const PropertyOptions& options)
+{
+    context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
+        context.check(context.vbox.setGuestProperty(machine, fromUtf8(options.name), fromUtf8(options.value),
+                                                    fromUtf8(options.flags)));
+    });
+    context.out.done("Set " + options.name + ".", {{"set", options.name}});
+}
+
+void remove(Context& context, const PropertyOptions& options)
+{
+    context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
+        context.check(context.vbox.deleteGuestProperty(machine, fromUtf8(options.name)));
+    });
+    context.out.done("Deleted " + options.name + ".", {{"deleted", options.name}});
+}
+
+} // namespace
+
+void addPropertyVerbs(Verbs& verbs)
+{
+    CLI::App& group = verbs.group("prop", "Guest properties, the channel between host and guest");
+    const auto add = [&](const char* name, const char* description, void (*action)(Context&, const PropertyOptions&)) {
+        auto options = std::make_shared<PropertyOptions>();
+        CLI::App& verb =
+            verbs.add(group, name, description, [options, action](Context& context) { action(context, *options); });
+        addMachine(verb, options->machine);
+        addArgument(verb, "NAME", options->name, "Name of the property");
+        return std::pair<CLI::App&, std::shared_ptr<PropertyOptions>>(verb, options);
+    };
+
+    add("get", "A property with its time (nanoseconds since 1970) and flags", get);
+    const auto [setVerb, options] = add("set", "Set a property; the machine must run or be off", set);
+    addArgument(setVerb, "VALUE", options->value, "Value; an empty one deletes the property");
+    setVerb.add_option("--flags", options->flags, "Flags, with commas: TRANSIENT, RDONLYGUEST, ...");
+    add("delete", "Delete a property", remove);
+}

@@ -1,0 +1,113 @@
+// set and get.
+
+#include "settings.h"
+
+#include "names.h"
+#include "verbs.h"
+
+using namespace Travik;
+
+namespace {
+
+bool isEmpty(const Settings& settings)
+{
+    return !settings.cpus && !settings.memory && !settings.paravirt && settings.extra.empty();
+}
+
+struct SetOptions
+{
+    std::string machine, name;
+    Settings settings;
+};
+
+void set(Context& context, const SetOptions& options)
+{
+    if (options.name.empty() && isEmpty(options.settings))
+        throw CommandError(ExitCode::Usage, "nothing to change",
+                           "Name at least one setting; see 'travikctl set --help'.");
+    context.edit(options.machine, LockType::Write, [&](VBoxHandle machine) {
+        apply(context, machine, options.settings);
+        if (!options.name.empty())
+            context.check(context.vbox.setVmName(machine, fromUtf8(options.name)));
+    });
+    context.out.done("Changed " + options.machine + ".", {{"changed", options.machine}});
+}
+
+void get(Context& context, const std::string& which, const std::string& what, const std::string& extraKey)
+{
+    const ScopedMachine machine = context.machine(which);
+    if (!extraKey.empty()) {
+        context.out.value("value", context.text(&VBoxInstanceImpl::getMachineExtraData, machine, fromUtf8(extraKey)));
+    } else if (what == "name") {
+        context.out.value("name", context.text(&VBoxInstanceImpl::getVmName, machine));
+    } else if (what == "uuid") {
+        context.out.value("uuid", context.text(&VBoxInstanceImpl::getVmUUID, machine));
+    } else {
+        const auto state = context.ask<std::uint32_t>(&VBoxInstanceImpl::machineGetState, machine);
+        context.out.value("state", machineStateName(state));
+    }
+}
+
+} // namespace
+
+void addSettings(CLI::App& verb, Settings& settings)
+{
+    const std::map<std::string, std::uint32_t> providers{
+        {"none", ParavirtProvider::None},     {"default", ParavirtProvider::Default},
+        {"legacy", ParavirtProvider::Legacy}, {"minimal", ParavirtProvider::Minimal},
+        {"hyperv", ParavirtProvider::HyperV}, {"kvm", ParavirtProvider::KVM}};
+    verb.add_option("--cpus", settings.cpus, "Number of processors")->type_name("N");
+    verb.add_option("--memory", settings.memory, "Memory size")->type_name("MEGABYTES");
+    verb.add_option("--paravirt", settings.paravirt, "Paravirtualisation: none, default, legacy, minimal, hyperv, kvm")
+        ->type_name("PROVIDER")
+        ->transform(CLI::CheckedTransformer(providers, CLI::ignore_case).description(""));
+    verb.add_option("--extra", settings.extra, "Extra data, as often as needed; an empty value deletes the key")
+        ->type_name("KEY=VALUE")
+        ->take_all()
+        ->expected(1)
+        ->check(CLI::Validator(
+            [](std::string& entry) {
+                return entry.find('=') == std::string::npos || entry.front() == '=' ? "KEY=VALUE is needed" : "";
+            },
+            ""));
+}
+
+void apply(const Context& context, VBoxHandle machine, const Settings& settings)
+{
+    VBoxInstanceImpl& vbox = context.vbox;
+    if (settings.cpus)
+        context.check(vbox.setMachineCPUCount(machine, *settings.cpus));
+    if (settings.memory)
+        context.check(vbox.setMachineMemory(machine, *settings.memory));
+    if (settings.paravirt)
+        context.check(vbox.setMachineParavirtProvider(machine, *settings.paravirt));
+    for (const std::string& entry : settings.extra) {
+        const std::size_t split = entry.find('=');
+        context.check(
+            vbox.setMachineExtraData(machine, fromUtf8(entry.substr(0, split)), fromUtf8(entry.substr(split + 1))));
+    }
+}
+
+void addSettingsVerbs(Verbs& verbs)
+{
+    auto change = std::make_shared<SetOptions>();
+    CLI::App& setVerb =
+        verbs.add("set", "Change a machine that is off", [change](Context& context) { set(context, *change); });
+    addMachine(setVerb, change->machine);
+    setVerb.add_option("--name", change->name, "New name; renames the machine's files too");
+    addSettings(setVerb, change->settings);
+
+    struct GetOptions
+    {
+        std::string machine, what = "state", extraKey;
+    };
+    auto query = std::make_shared<GetOptions>();
+    CLI::App& getVerb =
+        verbs.add("get", "One value of a machine, alone on a line (the interface reads back no processors and memory)",
+                  [query](Context& context) { get(context, query->machine, query->what, query->extraKey); });
+    addMachine(getVerb, query->machine);
+    CLI::Option* what = getVerb.add_option("WHAT", query->what, "name, uuid or state (default)")
+                            ->type_name("")
+                            ->check(CLI::IsMember({"name", "uuid", "state"}).description(""));
+    getVerb.add_option("--extra", query->extraKey, "The extra data under this key")->type_name("KEY")->excludes(what);
+}

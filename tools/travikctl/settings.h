@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "context.h"
+
+namespace CLI {
+class App;
+}
+
+/// Settings as the command line gives them.
+struct Settings
+{
+    std::optional<std::uint32_t> cpus;
+    std::optional<std::uint32_t> memory;
+    std::optional<std::uint32_t> paravirt;
+    std::vector<std::string> extra; ///< KEY=VALUE
+};
+
+/// The options that fill settings.
+void addSettings(CLI::App& verb, Settings& settings);
+
+/// Changes a mutable machine; nothing is saved.
+void apply(const Context& context, Travik::VBoxHandle machine, const Settings& settings);

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+/// The process's output: UTF-8 into files and pipes, UTF-16 to a console.
+void writeOut(const std::string& utf8);
+void writeError(const std::string& utf8);
+
+/// From here on Ctrl-C only sets a flag; a second Ctrl-C ends the process as usual.
+void catchInterrupts();
+bool interrupted();
+
+/// Stands beside the one thread that works, and never calls the library: on a terminal it shows how long the work
+/// takes, and it ends a process whose call does not come back in time.
+class Attendant
+{
+public:
+    struct Duties
+    {
+        std::string label;                               ///< shown with the elapsed time; empty: show nothing
+        std::optional<std::chrono::milliseconds> giveUp; ///< after this time ...
+        std::function<void()> farewell;                  ///< ... this is called and
+        unsigned exitCode = 0;                           ///< the process ends with this
+    };
+
+    explicit Attendant(Duties duties);
+    ~Attendant();
+    Attendant(const Attendant&) = delete;
+    Attendant& operator=(const Attendant&) = delete;
+
+private:
+    void run();
+
+    Duties duties_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool finished_ = false;
+    std::thread thread_;
+};

@@ -1,0 +1,526 @@
+// The whole life of a machine against the stand-in, told as a story; every subsystem of the library once.
+
+#include "names.h"
+#include "terminal.h"
+#include "tour_world.h"
+#include "verbs.h"
+
+using namespace Travik;
+
+namespace {
+
+/// A step's result is not what the step states.
+class StepFailed : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class Tour
+{
+public:
+    explicit Tour(Context& context) : context_(context), vbox_(context.vbox) {}
+
+    void run();
+
+private:
+    struct Step
+    {
+        const char* subject;
+        const char* story;
+        void (Tour::*act)();
+    };
+    static const std::vector<Step>& steps();
+
+    void arrive();
+    void importAppliance();
+    void chooseName();
+    void createMachine();
+    void cloneMachine();
+    void editSettings();
+    void moveDisk();
+    void forwardPorts();
+    void shareFolders();
+    void useProperties();
+    void askDevices();
+    void loseTheServer();
+    void startMachine();
+    void pauseAndResume();
+    void hearOfAnError();
+    void meetAFault();
+    void stopMachine();
+    void deleteMachines();
+
+    /// Runs one step; false when it failed.
+    bool take(const Step& step, std::size_t number);
+    void leave();
+
+    void verify(bool holds, const std::string& statement);
+    void tell(const std::string& sentence);
+
+    ScopedMachine find(const std::wstring& name) const
+    {
+        return context_.ask<ScopedMachine>(&VBoxInstanceImpl::findMachine, name);
+    }
+    LockedSession lock(const std::wstring& name, std::uint32_t type) const
+    {
+        return LockedSession(vbox_, find(name), type, Deadline(std::chrono::seconds(20)));
+    }
+    std::wstring folderOf(const std::wstring& name) const;
+    std::wstring diskOf(VBoxHandle machine) const;
+    std::uint32_t stateOf(const std::wstring& name) const;
+    /// Waits for an event; false when it does not come.
+    bool comes(const std::function<bool(const EventData&)>& wanted);
+    /// Whether an operation fails with this code and result.
+    bool fails(std::uint32_t code, std::uint32_t expected, std::uint32_t result);
+
+    Context& context_;
+    VBoxInstanceImpl& vbox_;
+    ScratchFolder scratch_;
+    std::wstring oldFolder_;
+    std::wstring created_, imported_, copy_ = L"harbour 副本";
+    std::optional<LockedSession> running_;
+    ScopedConsole console_;
+    std::optional<EventLoop> events_;
+
+    Json rows_ = Json::array();
+    const char* subject_ = "";
+};
+
+const std::wstring controller = L"SATA";
+
+const std::vector<Tour::Step>& Tour::steps()
+{
+    static const std::vector<Step> steps{
+        {"connection", "The stand-in answers; machines are made in a folder of the tour.", &Tour::arrive},
+        {"appliance", "A colleague sends a machine as an appliance file.", &Tour::importAppliance},
+        {"names", "A second machine needs a name that is free.", &Tour::chooseName},
+        {"creation", "It is created, sized and registered.", &Tour::createMachine},
+        {"cloning", "The imported machine is copied, with its disk.", &Tour::cloneMachine},
+        {"settings", "The copy is changed under a lock.", &Tour::editSettings},
+        {"disks", "The copy's disk moves to another file.", &Tour::moveDisk},
+        {"port forwarding", "Host ports lead into the guest.", &Tour::forwardPorts},
+        {"shared folders", "The guest is to see a folder of the host.", &Tour::shareFolders},
+        {"guest properties", "A message for the guest.", &Tour::useProperties},
+        {"audio and host", "Sound is switched off; the host tells what its processor can do.", &Tour::askDevices},
+        {"reconnection", "VirtualBox's server dies in the middle of a call.", &Tour::loseTheServer},
+        {"start", "The machine starts, in a process of its own.", &Tour::startMachine},
+        {"pause", "The stand-in pauses it, as a sleeping host would; we let it run on.", &Tour::pauseAndResume},
+        {"runtime errors", "The guest's disk is full.", &Tour::hearOfAnError},
+        {"failures", "VirtualBox is made to fail once.", &Tour::meetAFault},
+        {"stop", "The plug is pulled.", &Tour::stopMachine},
+        {"deletion", "All is taken away again.", &Tour::deleteMachines},
+    };
+    return steps;
+}
+
+void Tour::verify(bool holds, const std::string& statement)
+{
+    rows_.push_back({{"subject", subject_}, {"verified", statement}, {"holds", holds}});
+    if (!holds)
+        throw StepFailed(statement);
+    tell(statement);
+}
+
+void Tour::tell(const std::string& sentence)
+{
+    if (!context_.out.json())
+        writeOut("      " + sentence + "\n");
+}
+
+bool Tour::take(const Step& step, std::size_t number)
+{
+    subject_ = step.subject;
+    if (!context_.out.json())
+        writeOut((number < 10 ? "\n " : "\n") + std::to_string(number) + ". " + step.story + "\n");
+    try {
+        (this->*step.act)();
+        context_.throwIfInterrupted();
+        return true;
+    } catch (const StepFailed& failure) {
+        writeError(std::string("the tour stops: it is not true that ") + failure.what() + "\n");
+    } catch (const Interrupted&) {
+        throw;
+    } catch (...) {
+        reportFailure(std::current_exception(), false);
+        rows_.push_back({{"subject", subject_}, {"verified", "the step failed"}, {"holds", false}});
+    }
+    return false;
+}
+
+void Tour::run()
+{
+    bool whole = true;
+    try {
+        for (std::size_t i = 0; whole && i < steps().size(); ++i)
+            whole = take(steps()[i], i + 1);
+    } catch (...) {
+        leave();
+        throw;
+    }
+    leave();
+    if (!context_.out.json())
+        writeOut("\nVerified on this tour:\n\n");
+    context_.out.table("tour", {"subject", "verified", "holds"}, rows_);
+    context_.out.done(whole ? "\nThe tour is complete: everything it states holds." : "\nThe tour is not complete.",
+                      {{"complete", whole}});
+    if (!whole)
+        context_.exitCode = ExitCode::Findings;
+}
+
+/// Puts things back as they were, whatever step was the last.
+void Tour::leave()
+{
+    events_.reset();
+    console_.reset();
+    running_.reset();
+    try {
+        reconnect(vbox_, Deadline(std::chrono::seconds(20))); // the last step may have ended with the server's death
+    } catch (const SdkError&) {
+        reportFailure(std::current_exception(), false);
+    }
+    for (const std::wstring& name : {created_, imported_, copy_}) {
+        try {
+            if (name.empty())
+                continue;
+            const ScopedMachine machine = find(name);
+            if (stateOf(name) != MachineState::PoweredOff && stateOf(name) != MachineState::Aborted)
+                runVBoxSim({L"crash-vm", name});
+            retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)), [&] { return vbox_.deleteMachine(machine); });
+        } catch (const std::exception&) {
+            // gone already, as after a whole tour; what else failed was told by its step
+        }
+    }
+    if (!oldFolder_.empty() && vbox_.setDefaultMachineFolder(oldFolder_) != 0)
+        writeError("the machine folder could not be set back to " + toUtf8(oldFolder_) + "\n");
+}
+
+std::wstring Tour::folderOf(const std::wstring& name) const
+{
+    const std::wstring file = context_.ask<std::wstring>(&VBoxInstanceImpl::composeMachineFilename, name);
+    return std::filesystem::path(file).parent_path().wstring();
+}
+
+std::wstring Tour::diskOf(VBoxHandle machine) const
+{
+    const auto medium = context_.ask<ScopedMedium>(&VBoxInstanceImpl::getCurrentMedium, machine, controller, 0, 0);
+    return context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumLocation, medium);
+}
+
+std::uint32_t Tour::stateOf(const std::wstring& name) const
+{
+    return context_.ask<std::uint32_t>(&VBoxInstanceImpl::machineGetState, find(name));
+}
+
+bool Tour::comes(const std::function<bool(const EventData&)>& wanted)
+{
+    const Deadline deadline(std::chrono::seconds(20));
+    bool came = false;
+    while (!came && !deadline.passed()) {
+        events_->next(deadline.left(std::chrono::milliseconds(250)),
+                      [&](const EventData& event) { came = wanted(event); });
+        context_.throwIfInterrupted();
+    }
+    return came;
+}
+
+bool Tour::fails(std::uint32_t code, std::uint32_t expected, std::uint32_t result)
+{
+    return code == expected && lastFailure(vbox_, code).result() == result;
+}
+
+void Tour::arrive()
+{
+    // The stand-in describes itself as JSON; without a server of its own, it is a real VirtualBox that answers us.
+    if (!Json::accept(runVBoxSim({L"status"})))
+        throw CommandError(ExitCode::Refused, "the VirtualBox that answers is not the stand-in",
+                           "The tour does not touch a real VirtualBox. Run 'vboxsim register' first.");
+    const std::wstring folder = (scratch_.path() / "machines").wstring();
+    std::filesystem::create_directory(folder);
+    oldFolder_ = context_.ask<std::wstring>(&VBoxInstanceImpl::getDefaultMachineFolder);
+    context_.check(vbox_.setDefaultMachineFolder(folder));
+    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getDefaultMachineFolder) == folder,
+           "new machines go to the tour's folder");
+    tell(toUtf8(folder));
+    verify(fails(vbox_.setDefaultMachineFolder(folder + L"\\missing"), CheckFileExistsFail, 0),
+           "a folder that does not exist is refused");
+}
+
+void Tour::importAppliance()
+{
+    const std::filesystem::path file = scratch_.path() / "harbour.ova";
+    writeAppliance(file, "harbour");
+    imported_ = context_.ask<std::wstring>(&VBoxInstanceImpl::getImportOvaVmName, file.wstring());
+    verify(imported_ == L"harbour", "the appliance's machine will be called harbour");
+    context_.check(vbox_.importOva(file.wstring()));
+    const ScopedMachine machine = find(imported_);
+    verify(machine != 0, "after the import it is registered");
+    verify(std::filesystem::path(diskOf(machine)).extension() == ".vdi", "its disk has become a VDI image");
+}
+
+void Tour::chooseName()
+{
+    created_ = context_.ask<std::wstring>(&VBoxInstanceImpl::createVmName, L"harbour");
+    verify(created_ == L"harbour_1", "the first free name is harbour_1");
+}
+
+void Tour::createMachine()
+{
+    const auto machine = context_.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, std::wstring(), created_);
+    context_.check(vbox_.setMachineCPUCount(machine, 2));
+    context_.check(vbox_.setMachineMemory(machine, 512));
+    context_.check(vbox_.setMachineParavirtProvider(machine, ParavirtProvider::HyperV));
+    context_.check(vbox_.saveSettings(machine));
+    const std::wstring file = context_.ask<std::wstring>(&VBoxInstanceImpl::composeMachineFilename, created_);
+    verify(std::filesystem::exists(file), "its settings file is where it was composed to be");
+    tell(toUtf8(file));
+    verify(fails(vbox_.findMachine(created_, nullptr), FindMachineFail, 0x80BB0001),
+           "before it is registered nobody finds it");
+    context_.check(vbox_.registerMachine(machine));
+    const std::wstring uuid = context_.ask<std::wstring>(&VBoxInstanceImpl::getVmUUID, machine);
+    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getVmName, find(uuid)) == created_,
+           "then it is found, by its UUID too");
+    tell(toUtf8(uuid));
+    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::createVmName, L"harbour") == L"harbour_2",
+           "the next free name is harbour_2");
+}
+
+void Tour::cloneMachine()
+{
+    const ScopedMachine original = find(imported_);
+    const auto copy = context_.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, std::wstring(), copy_);
+    context_.check(vbox_.cloneToMachine(original, copy));
+    context_.check(vbox_.registerMachine(copy));
+    const std::wstring disk = diskOf(copy);
+    verify(disk != diskOf(original) && std::filesystem::exists(disk), "the copy has a disk of its own");
+    tell(toUtf8(disk));
+    std::size_t count = 0;
+    for (const MachineEntry& entry : listMachines(vbox_))
+        count += entry.name == imported_ || entry.name == created_ || entry.name == copy_ ? 1 : 0;
+    verify(count == 3, "all three machines are in the list");
+}
+
+void Tour::editSettings()
+{
+    LockedSession session = lock(copy_, LockType::Write);
+    context_.check(vbox_.setMachineCPUCount(session.machine(), 4));
+    context_.check(vbox_.setMachineMemory(session.machine(), 1024));
+    context_.check(vbox_.setMachineExtraData(session.machine(), L"tour/owner", L"健吾"));
+    session.save();
+    verify(fails(vbox_.setMachineMemory(session.machine(), 0), SetMachineMemoryFail, 0x80070057),
+           "a machine without memory is refused");
+    session.unlock();
+    const ScopedMachine machine = find(copy_);
+    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getMachineExtraData, machine, L"tour/owner") == L"健吾",
+           "the owner in the extra data reads 健吾");
+    verify(fails(vbox_.setMachineMemory(machine, 2048), SetMachineMemoryFail, 0x80BB0002),
+           "without a lock nothing can be changed");
+}
+
+void Tour::moveDisk()
+{
+    LockedSession session = lock(copy_, LockType::Write);
+    const auto ports = context_.ask<std::uint32_t>(&VBoxInstanceImpl::getMachineStorageControllerPortCount,
+                                                   session.machine(), controller);
+    verify(ports > 0, "the controller tells how many ports it has, " + std::to_string(ports));
+    auto medium = context_.ask<ScopedMedium>(&VBoxInstanceImpl::getCurrentMedium, session.machine(), controller, 0, 0);
+    const std::wstring from = context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumLocation, medium);
+    const std::wstring to = (std::filesystem::path(from).parent_path() / L"renamed.vdi").wstring();
+    const std::wstring uuid = context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumUUID, medium);
+
+    verify(fails(vbox_.closeMedium(medium), CloseMediumFail, 0x80BB000C), "an attached disk cannot be closed");
+    context_.check(vbox_.detachMedium(session.machine(), controller, 0, 0));
+    session.save();
+    context_.check(vbox_.closeMedium(medium));
+    context_.check(vbox_.renameVmDisk(from, to));
+    verify(!std::filesystem::exists(from) && std::filesystem::exists(to), "the file has a new name");
+    medium = context_.ask<ScopedMedium>(&VBoxInstanceImpl::openMedium, to, false);
+    context_.check(vbox_.attachMedium(session.machine(), medium, controller, 0, 0));
+    session.save();
+    session.unlock();
+    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumUUID, medium) == uuid && diskOf(find(copy_)) == to,
+           "the machine has the same disk at its new place");
+    verify(context_.ask<std::uint32_t>(&VBoxInstanceImpl::getMediumState, medium) == MediumState::Created,
+           "the disk is sound");
+}
+
+void Tour::forwardPorts()
+{
+    LockedSession session = lock(copy_, LockType::Shared);
+    const auto adapter =
+        context_.ask<ScopedNetworkAdapter>(&VBoxInstanceImpl::getNetworkAdapter, session.machine(), 0u);
+    const auto engine = context_.ask<ScopedNATEngine>(&VBoxInstanceImpl::getNATEngine, adapter);
+    const auto add = [&](const wchar_t* name, std::uint32_t hostPort, std::uint32_t guestPort) {
+        return vbox_.addRedirect(engine, name, NATProtocol::TCP, L"127.0.0.1", hostPort, L"", guestPort);
+    };
+    context_.check(add(L"ssh", 2222, 22));
+    context_.check(add(L"web", 8080, 80));
+    context_.check(add(L"~last", 65535, 65535));
+    verify(fails(add(L"ssh", 2223, 22), AddRedirectFail, 0x80070057), "a second rule called ssh is refused");
+    using Rules = std::list<std::wstring>;
+    const Rules rules = context_.ask<Rules>(&VBoxInstanceImpl::getRedirects, engine);
+    verify(rules == Rules{L"ssh,1,127.0.0.1,2222,,22", L"web,1,127.0.0.1,8080,,80"},
+           "the list shows ssh and web; the last rule never shows");
+    context_.check(vbox_.removeRedirect(engine, L"~last"));
+    session.save();
+}
+
+void Tour::shareFolders()
+{
+    const std::wstring folder = scratch_.path().wstring();
+    LockedSession session = lock(copy_, LockType::Write);
+    context_.check(vbox_.machineCreateSharedFolder(session.machine(), L"exchange", folder, 1, 1));
+    context_.check(vbox_.machineCreateSharedFolder(session.machine(), L"unused", folder, 0, 0));
+    verify(fails(vbox_.machineCreateSharedFolder(session.machine(), L"exchange", folder, 0, 0),
+                 MachineCreateSharedFolderFail, 0x80BB000C),
+           "a second share called exchange is refused");
+    context_.check(vbox_.machineRemoveSharedFolder(session.machine(), L"unused"));
+    session.save();
+    verify(
+        fails(vbox_.machineRemoveSharedFolder(session.machine(), L"unused"), MachineRemoveSharedFolderFail, 0x80BB0001),
+        "a share that was removed is gone");
+}
+
+void Tour::useProperties()
+{
+    LockedSession session = lock(copy_, LockType::Write);
+    const std::wstring name = L"/tour/greeting";
+    context_.check(vbox_.setGuestProperty(session.machine(), name, L"Moin 🎮", L"RDONLYGUEST"));
+    context_.check(vbox_.setGuestProperty(session.machine(), L"/tour/draft", L"x", L""));
+    context_.check(vbox_.deleteGuestProperty(session.machine(), L"/tour/draft"));
+    session.save();
+    std::wstring value, flags;
+    std::int64_t timestamp = 0;
+    context_.check(vbox_.getGuestProperty(session.machine(), name, &value, &timestamp, &flags));
+    verify(value == L"Moin 🎮" && flags == L"RDONLYGUEST" && timestamp > 0,
+           "the guest will read Moin 🎮 and cannot change it");
+    value.clear();
+    context_.check(vbox_.getGuestProperty(session.machine(), L"/tour/draft", &value, &timestamp, &flags));
+    verify(value.empty(), "a deleted property is empty");
+}
+
+void Tour::askDevices()
+{
+    LockedSession session = lock(copy_, LockType::Write);
+    {
+        const auto adapter = context_.ask<ScopedAudioAdapter>(&VBoxInstanceImpl::getAudioAdapter, session.machine());
+        context_.check(vbox_.setAudioAdapterEnabled(adapter, 0));
+    }
+    session.save();
+    const auto host = context_.ask<ScopedHost>(&VBoxInstanceImpl::getHost);
+    verify(context_.ask<std::uint32_t>(&VBoxInstanceImpl::hostGetProcessorFeature, host, ProcessorFeature::LongMode) ==
+               1,
+           "the host's processor is one of 64 bit");
+}
+
+void Tour::loseTheServer()
+{
+    const ScopedMachine machine = find(created_);
+    runVBoxSim({L"die-in", L"IMachine::get_Name"});
+    std::wstring name;
+    const std::uint32_t code = vbox_.getVmName(machine, &name);
+    const SdkError failure = lastFailure(vbox_, code);
+    verify(code == PutNameFail && isServerGone(failure.result()), std::string("the call fails with ") + failure.what());
+    reconnect(vbox_, Deadline(std::chrono::seconds(20)), context_.onWait());
+    verify(vbox_.getVmName(machine, &name) == COM_Get_MachineFail, "after the reconnection old handles are void");
+    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getVmName, find(created_)) == created_,
+           "the machines are all there and found again");
+}
+
+void Tour::startMachine()
+{
+    const ScopedMachine machine = find(copy_);
+    ScopedProgress progress(vbox_);
+    retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)),
+                     [&] { return vbox_.launchVMProcess(machine, L"headless", {L"TOUR=1"}, progress.put()); });
+    waitFor(vbox_, progress, Deadline(std::chrono::seconds(60)), context_.onWait());
+    running_.emplace(LockedSession::adopt(vbox_));
+    console_ = running_->console();
+    verify(console_ != 0 && stateOf(copy_) == MachineState::Running, "it runs");
+    verify(fails(vbox_.launchVMProcess(machine, L"headless", {}, nullptr), LaunchVMProcessFail, 0x80BB0007),
+           "a machine that runs cannot be started again");
+    events_.emplace(vbox_, context_.ask<ScopedEventSource>(&VBoxInstanceImpl::getEventSource, console_),
+                    std::vector<std::uint32_t>{VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError});
+    context_.check(vbox_.consoleCreateSharedFolder(console_, L"today", scratch_.path().wstring(), 1, 0));
+    context_.check(vbox_.consoleRemoveSharedFolder(console_, L"today"));
+    verify(fails(vbox_.consoleRemoveSharedFolder(console_, L"today"), ConsoleRemoveSharedFolderFail, 0x80BB0004),
+           "a share of the running machine comes and goes");
+}
+
+void Tour::pauseAndResume()
+{
+    const auto newState = [](std::uint32_t state) {
+        return [state](const EventData& event) {
+            return event.type == VBoxEventType::OnStateChanged && event.state == state;
+        };
+    };
+    runVBoxSim({L"pause", copy_});
+    verify(comes(newState(MachineState::Paused)), "an event tells that it is paused");
+    verify(context_.ask<std::uint32_t>(&VBoxInstanceImpl::consoleGetState, console_) == MachineState::Paused,
+           "the console says so too");
+    context_.check(vbox_.consoleResume(console_));
+    verify(comes(newState(MachineState::Running)), "an event tells that it runs again");
+    verify(fails(vbox_.consoleResume(console_), ConsoleResumeFail, 0x80BB0002), "a running machine cannot be resumed");
+}
+
+void Tour::hearOfAnError()
+{
+    runVBoxSim({L"runtime-error", copy_, L"--id", L"DrvVD_DISKFULL", L"--message", L"No space is left", L"--fatal"});
+    EventData error;
+    verify(comes([&error](const EventData& event) {
+               if (event.type == VBoxEventType::OnRuntimeError)
+                   error = event;
+               return event.type == VBoxEventType::OnRuntimeError;
+           }),
+           "an event brings the error");
+    verify(error.fatal && error.id == L"DrvVD_DISKFULL" && error.message == L"No space is left",
+           "it is fatal, DrvVD_DISKFULL: No space is left");
+    verify(stateOf(copy_) == MachineState::Paused, "the machine was paused first");
+}
+
+void Tour::meetAFault()
+{
+    const ScopedMachine machine = find(created_);
+    runVBoxSim({L"fail", L"IMachine::get_Name", L"0x80004005", L"--times", L"1"});
+    std::wstring name = L"untouched";
+    const SdkErrorCode code = vbox_.getVmName(machine, &name);
+    const SdkError failure = lastFailure(vbox_, code);
+    verify(code == PutNameFail && failure.result() == 0x80004005 && name == L"untouched",
+           std::string("the operation fails with ") + failure.what());
+    const std::wstring ending = L" with rc=0x80004005 rcDesc=OleFailError errorDesc=PutNameFail";
+    verify(failure.operation() == L"getVmName" && failure.text().ends_with(ending),
+           "the library's text names operation, result and code");
+    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getVmName, machine) == created_, "the next call succeeds");
+}
+
+void Tour::stopMachine()
+{
+    const auto progress = context_.ask<ScopedProgress>(&VBoxInstanceImpl::powerDown, console_);
+    waitFor(vbox_, progress, Deadline(std::chrono::seconds(60)), context_.onWait());
+    verify(stateOf(copy_) == MachineState::PoweredOff, "it is powered off");
+    events_.reset();
+    console_.reset();
+    running_.reset();
+    const LockedSession session = lock(copy_, LockType::Write);
+    tell("its lock came free after " + std::to_string(session.waited().count()) + " ms");
+}
+
+void Tour::deleteMachines()
+{
+    for (const std::wstring& name : {created_, imported_, copy_}) {
+        const std::wstring folder = folderOf(name);
+        const ScopedMachine machine = find(name);
+        retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)), [&] { return vbox_.deleteMachine(machine); });
+        verify(fails(vbox_.findMachine(name, nullptr), FindMachineFail, 0x80BB0001) && !std::filesystem::exists(folder),
+               toUtf8(name) + " and its files are gone");
+    }
+}
+
+} // namespace
+
+void addTourVerb(Verbs& verbs)
+{
+    verbs.add("tour", "The whole life of a machine, against the stand-in",
+              [](Context& context) { Tour(context).run(); });
+    verbs.waitingLong();
+}
