@@ -1,0 +1,147 @@
+// A front end that leaves, in every way there is, with what it holds or without.
+
+#include <cstdlib>
+#include <stdexcept>
+
+#include "harness/system_test.h"
+
+namespace TravikTest {
+namespace {
+
+constexpr milliseconds fewSeconds(10'000);
+
+/// Whatever a front end may hold while no machine runs.
+void holdEverything(VBoxInstanceImpl& sdk)
+{
+    const auto machines = ask<std::vector<VBoxHandle>>(sdk, &VBoxInstanceImpl::listVms);
+    VBoxHandle machine = 0;
+    check(sdk, sdk.findMachine(Machines::player, &machine));
+    check(sdk, sdk.lockMachine(machine, LockType::Write));
+    VBoxHandle handle = 0;
+    check(sdk, sdk.createMutableMachine(machine, &handle));
+    VBoxHandle adapter = 0;
+    check(sdk, sdk.getNetworkAdapter(handle, 0, &adapter));
+    check(sdk, sdk.getNATEngine(adapter, &handle));
+    check(sdk, sdk.getAudioAdapter(machine, &handle));
+    check(sdk, sdk.getHost(&handle));
+}
+
+int leave(const RoleIo& io, Library& front)
+{
+    const std::wstring way = io.arguments[0];
+    io.say(L"leaving");
+    if (way == L"exit")
+        std::exit(0);
+    if (way == L"exception")
+        throw std::runtime_error("nobody catches this");
+    if (way == L"unload") {
+        front.unload();
+        io.say(L"unloaded");
+    }
+    return 0; // from main
+}
+
+const Role leaveUntouched(L"leave-untouched", [](const RoleIo& io) {
+    Library front;
+    return leave(io, front);
+});
+
+const Role leaveHolding(L"leave-holding", [](const RoleIo& io) {
+    Library front;
+    holdEverything(front.instance());
+    return leave(io, front);
+});
+
+const Role leaveReleased(L"leave-released", [](const RoleIo& io) {
+    Library front;
+    holdEverything(front.instance());
+    check(front.instance(), front.instance().releaseRC());
+    return leave(io, front);
+});
+
+class Leaving : public SystemTest
+{
+protected:
+    void expectEnd(const std::wstring& role, const std::wstring& way)
+    {
+        FrontEndProcess frontEnd(role, {way});
+        ASSERT_EQ(frontEnd.readLine(), L"leaving");
+        const std::optional<DWORD> exitCode = frontEnd.wait(fewSeconds);
+        ASSERT_TRUE(exitCode.has_value()) << utf8(role + L" by " + way) << " hangs";
+        EXPECT_EQ(*exitCode == 0, way != L"exception");
+        if (way == L"unload") {
+            EXPECT_EQ(frontEnd.readLine(), L"unloaded");
+        }
+    }
+};
+
+TEST_F(Leaving, WithoutHavingUsedVirtualBox)
+{
+    for (const wchar_t* way : {L"return", L"exit", L"exception", L"unload"})
+        expectEnd(L"leave-untouched", way);
+}
+
+TEST_F(Leaving, HoldingObjectsByReturnFromMain)
+{
+    expectEnd(L"leave-holding", L"return");
+}
+
+TEST_F(Leaving, HoldingObjectsByExit)
+{
+    expectEnd(L"leave-holding", L"exit");
+}
+
+TEST_F(Leaving, HoldingObjectsByAnUncaughtException)
+{
+    expectEnd(L"leave-holding", L"exception");
+}
+
+TEST_F(Leaving, HoldingObjectsByUnloadingTheLibrary)
+{
+    expectEnd(L"leave-holding", L"unload");
+}
+
+TEST_F(Leaving, AfterReleasingEverything)
+{
+    for (const wchar_t* way : {L"return", L"exit", L"exception", L"unload"})
+        expectEnd(L"leave-released", way);
+}
+
+// What a front end held when it left is taken back, and its lock is free.
+TEST_F(Leaving, LeavesTheMachineToOthers)
+{
+    const VBoxHandle machine = find(Machines::player);
+    expectEnd(L"leave-holding", L"exit");
+    const VBoxHandle mutableMachine = lockForWriting(machine);
+    EXPECT_TRUE(done(sdk.setMachineMemory(mutableMachine, 512)));
+    EXPECT_TRUE(done(sdk.unlockMachine()));
+}
+
+class LeavingServer : public Leaving
+{
+protected:
+    bool serverWaits() const override { return false; }
+};
+
+TEST_F(LeavingServer, FollowsItsLastClient)
+{
+    setLinger(milliseconds(500));
+    EXPECT_EQ(nameOf(find(Machines::player)), Machines::player);
+    ASSERT_NE(serverProcess(), 0u);
+    sdk.releaseRC();
+    EXPECT_TRUE(soon([] { return serverProcess() == 0; }, milliseconds(30'000)));
+}
+
+TEST_F(LeavingServer, FollowsAClientThatVanished)
+{
+    setLinger(milliseconds(500));
+    {
+        FrontEndProcess frontEnd(L"leave-holding", {L"exit"});
+        ASSERT_EQ(frontEnd.readLine(), L"leaving");
+        ASSERT_TRUE(frontEnd.wait(fewSeconds).has_value());
+    }
+    EXPECT_TRUE(soon([] { return serverProcess() == 0; }, milliseconds(30'000)));
+}
+
+} // namespace
+} // namespace TravikTest
