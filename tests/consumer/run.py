@@ -1,0 +1,175 @@
+#!/usr/bin/env python3
+"""run.py BUILD SCRATCH COMPILER WINE_RUN: packs the build, and another one of the same sources, which must give the
+same package; unpacks it, builds front ends with nothing but it (project/, the samples, and the one of the README as it is
+printed there) and runs them against the packed stand-in."""
+import hashlib
+import pathlib
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import zipfile
+
+here = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(here.parent / "docs"))
+from documents import first_block, root  # noqa: E402
+from stand_in import MACHINES, StandIn  # noqa: E402
+
+build, scratch, compiler, wine_run = map(pathlib.Path, sys.argv[1:])
+
+
+def fail(text):
+    sys.exit(f"consumer: {text}")
+
+
+def run(*command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, **options)
+    if done.returncode:
+        fail(f"{' '.join(map(str, command))}: {done.returncode}\n{done.stdout}{done.stderr}")
+    return done.stdout
+
+
+def build_again():
+    again = scratch / "again"
+    run("cmake", "--preset", "mingw-release", "-S", root, "-B", again, "-DTRAVIK_BUILD_TESTS=OFF")
+    run("cmake", "--build", again)
+    return again
+
+
+def pack(binary, name):
+    output = scratch / name
+    run(root / "scripts/package", binary, output)
+    found = list(output.glob("*.zip"))
+    if len(found) != 1:
+        fail(f"{output} holds {found}")
+    return found[0]
+
+
+def check_equal(first, second):
+    if first.read_bytes() == second.read_bytes():
+        return
+    with zipfile.ZipFile(first) as one, zipfile.ZipFile(second) as other:
+        names = set(one.namelist()) | set(other.namelist())
+        fail("two builds of the same sources differ in " + ", ".join(
+            name for name in sorted(names) if name not in one.namelist() or name not in other.namelist()
+            or one.read(name) != other.read(name)))
+
+
+def unpack(package):
+    target = scratch / "unpacked"
+    with zipfile.ZipFile(package) as archive:
+        names = archive.namelist()
+        if names != sorted(names):
+            fail("the entries are not sorted")
+        archive.extractall(target)
+    (folder,) = target.iterdir()
+    return folder
+
+
+def check_sums(folder):
+    """Every file is listed, with its digest."""
+    lines = (folder / "SHA256SUMS").read_text(encoding="utf-8").splitlines()
+    listed = {name: digest for digest, name in (line.split("  ", 1) for line in lines)}
+    found = {file.relative_to(folder).as_posix(): hashlib.sha256(file.read_bytes()).hexdigest()
+             for file in folder.rglob("*") if file.is_file() and file.name != "SHA256SUMS"}
+    if listed != found:
+        fail(f"SHA256SUMS is wrong about {sorted(set(listed.items()) ^ set(found.items()))}")
+
+
+def check_contents(folder):
+    wanted = ["README.md", "CHANGELOG.md", "THIRD-PARTY.txt", "PACKAGE.txt", "docs/operations.md",
+              "bin/TravikSDK-selq6.dll", "bin/travikctl.exe", "bin/vboxsim.exe", "bin/vboxsim-svc.exe",
+              "bin/vboxsim-session.dll", "bin/vboxsim-ps.dll", "lib/TravikSDK-selq6.dll.a",
+              "include/travik/vbox_instance.h", "include/travik/scoped_handle.h"]
+    missing = [name for name in wanted if not (folder / name).is_file()]
+    if not list((folder / "samples").glob("**/*.cpp")):
+        missing.append("samples")
+    if missing:
+        fail(f"the package lacks {', '.join(missing)}")
+    notices = (folder / "THIRD-PARTY.txt").read_text(encoding="utf-8")
+    for text in ("Boost Software License", "Thai Open Source Software Center", "University of Cambridge",
+                 "Jean-loup Gailly", "Henry Schreiner", "Niels Lohmann", "mingw-w64", "GCC Runtime Library Exception"):
+        if text.lower() not in notices.lower():
+            fail(f"THIRD-PARTY.txt does not name {text}")
+
+
+def check_version(folder, told):
+    """The resource of the DLL and the CMake package carry the version of the project."""
+    version = re.search(r"^project\(TravikSDK VERSION (\S+)", (root / "CMakeLists.txt").read_text(), re.M)[1]
+    image = (folder / "bin/TravikSDK-selq6.dll").read_bytes()
+    at = image.find(struct.pack("<I", 0xFEEF04BD))  # VS_FIXEDFILEINFO
+    if at < 0:
+        fail("the DLL has no version resource")
+    high, low = struct.unpack_from("<II", image, at + 8)
+    resource = f"{high >> 16}.{high & 0xFFFF}.{low >> 16}"
+    if not (resource == version == told):
+        fail(f"version: project {version}, resource {resource}, CMake package {told}")
+
+
+def make(source, name, prefix):
+    """Builds a project with the options that the README names, and tells what its configuration said."""
+    told = run("cmake", "-S", source, "-B", scratch / name, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
+               "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_CXX_COMPILER={compiler}", "-DCMAKE_BUILD_TYPE=Release")
+    run("cmake", "--build", scratch / name)
+    return told
+
+
+def readme_project():
+    project = scratch / "readme"
+    project.mkdir()
+    (project / "CMakeLists.txt").write_text(first_block("README.md", "cmake").text, encoding="utf-8")
+    (project / "main.cpp").write_text(first_block("README.md", "cpp").text, encoding="utf-8")
+    return project
+
+
+def check_wrong_consumer(prefix):
+    """A compiler that the package does not serve is told so while configuring."""
+    command = ["cmake", "-S", here / "project", "-B", scratch / "native", "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}"]
+    done = subprocess.run(command, capture_output=True, text=True)
+    if done.returncode == 0 or "it serves Windows programs built by GNU" not in " ".join(done.stderr.split()):
+        fail(f"a native build is not refused with the reason:\n{done.stdout}{done.stderr}")
+
+
+def expect_lines(stand_in, program, wanted):
+    found = sorted(filter(None, stand_in.call(program, check=True).stdout.splitlines()))
+    if found != sorted(wanted):
+        fail(f"{program.name} printed {found}, not {sorted(wanted)}")
+
+
+def main():
+    shutil.rmtree(scratch, ignore_errors=True)
+    scratch.mkdir(parents=True)
+    first = pack(build, "first")
+    second = pack(build_again(), "second")
+    check_equal(first, second)
+
+    prefix = unpack(first)
+    check_sums(prefix)
+    check_contents(prefix)
+    told = make(here / "project", "build", prefix)
+    check_version(prefix, re.search(r"-- TravikSDK (\S+) selq6$", told, re.M)[1])
+    make(readme_project(), "readme-build", prefix)
+    make(prefix / "samples", "samples-build", prefix)
+    check_wrong_consumer(prefix)
+
+    binaries = prefix / "bin"
+    for program in ("travikctl", "vboxsim"):
+        if f"-- TravikSDK::{program} is {binaries / program}.exe" not in told:
+            fail(f"the CMake package does not know {program}")
+    with StandIn(scratch, binaries, wine_run, prefix / "share/vboxsim/fixtures") as stand_in:
+        expect_lines(stand_in, scratch / "build/consumer_sdk.exe", MACHINES)
+        expect_lines(stand_in, scratch / "build/consumer_helper.exe",
+                     ["saved", "FindMachineFail (107), VBOX_E_OBJECT_NOT_FOUND (0x80bb0001)"])
+        settings = stand_in.home / "machines/Plain/Plain.vbox"
+        if 'RAMSize="1536"' not in settings.read_text(encoding="utf-8"):
+            fail("the front end's change is not in the settings file")
+        names = stand_in.call(scratch / "readme-build/lister.exe", check=True).stdout.splitlines()
+        if not set(MACHINES) <= set(names):
+            fail(f"the README's front end printed {names}")
+        stand_in.call(scratch / "samples-build/list_machines.exe", check=True)
+        stand_in.wait_until_left()
+    print(f"{first.name}: reproducible; front ends build and run from it")
+
+
+main()
