@@ -159,7 +159,7 @@ private:
     std::wstring suggestedOsType(const OvfSystem& system) const
     {
         for (const std::string& type : {system.machineOsType, system.vboxOsType, osTypeOfCim(system.cimOsType)}) {
-            const std::wstring wide = fromUtf8(type);
+            std::wstring wide = fromUtf8(type);
             if (!wide.empty() && surroundings_.isOsTypeKnown(wide))
                 return wide;
         }
@@ -169,7 +169,7 @@ private:
     std::wstring freeName(const std::wstring& wanted)
     {
         std::wstring name = wanted;
-        for (unsigned number = 1; surroundings_.isNameTaken(name) || names_.count(name) != 0; ++number)
+        for (unsigned number = 1; surroundings_.isNameTaken(name) || names_.contains(name); ++number)
             name = wanted + L"_" + std::to_wstring(number);
         names_.insert(name);
         return name;

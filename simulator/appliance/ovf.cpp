@@ -32,12 +32,12 @@ constexpr std::uint32_t typeSound = 35;
 
 StorageError bad(const std::string& what)
 {
-    return StorageError(Fault::BadDescriptor, L"The OVF descriptor is damaged: " + fromUtf8(what));
+    return {Fault::BadDescriptor, L"The OVF descriptor is damaged: " + fromUtf8(what)};
 }
 
 StorageError unsupported(const std::string& what)
 {
-    return StorageError(Fault::Unsupported, L"The OVF descriptor has something unsupported: " + fromUtf8(what));
+    return {Fault::Unsupported, L"The OVF descriptor has something unsupported: " + fromUtf8(what)};
 }
 
 std::optional<std::uint64_t> parseNumber(const std::string& text)

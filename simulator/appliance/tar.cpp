@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t blockSize = 512;
 constexpr std::size_t mostMembers = 10000;
-constexpr std::uint64_t longestMetadata = 64 * 1024;
+constexpr std::uint64_t longestMetadata = std::uint64_t(64) << 10;
 constexpr std::uint64_t largestNumber = std::uint64_t(1) << 60;
 
 struct Field
@@ -33,13 +33,13 @@ using Header = std::array<std::uint8_t, blockSize>;
 
 StorageError damaged(const wchar_t* what)
 {
-    return StorageError(Fault::BadArchive, std::wstring(L"The archive is damaged: ") + what);
+    return {Fault::BadArchive, std::wstring(L"The archive is damaged: ") + what};
 }
 
 std::string text(const Header& header, Field field)
 {
     const char* start = reinterpret_cast<const char*>(header.data()) + field.place;
-    return std::string(start, std::find(start, start + field.length, '\0'));
+    return {start, std::find(start, start + field.length, '\0')};
 }
 
 /// Octal digits among blanks and zeros, or a binary number after a first byte with its highest bit set.
@@ -90,7 +90,7 @@ bool isZero(const Header& header)
 
 std::string storedName(const Header& header)
 {
-    const std::string name = text(header, nameField);
+    std::string name = text(header, nameField);
     if (text(header, magicField) != "ustar" || header[gnuMark] != 0)
         return name;
     const std::string prefix = text(header, prefixField);

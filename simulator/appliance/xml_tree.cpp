@@ -69,7 +69,7 @@ private:
 
 StorageError badDocument(const std::wstring& what)
 {
-    return StorageError(Fault::BadDescriptor, L"The XML document is not usable: " + what);
+    return {Fault::BadDescriptor, L"The XML document is not usable: " + what};
 }
 
 /// A document type declaration can only stand in front of the first element.
@@ -77,7 +77,7 @@ bool hasDocumentType(const std::string& document)
 {
     std::size_t place = 0;
     while ((place = document.find('<', place)) != std::string::npos) {
-        std::size_t end;
+        std::size_t end = std::string::npos;
         if (document.compare(place, 4, "<!--") == 0)
             end = document.find("-->", place);
         else if (document.compare(place, 2, "<?") == 0)

@@ -174,6 +174,9 @@ void defineVerbs(CLI::App& app, Arguments& given)
     callVerb("die-in", "end the server inside the next such call")->callback([&] {
         ControlClient().call(&IVBoxSimControl::DieIn, TextArgument(given.call));
     });
+    CLI::App* late = verb("die-after", "end the server after a time, whatever it is doing then");
+    late->add_option("milliseconds", given.milliseconds)->required();
+    late->callback([&] { ControlClient().call(&IVBoxSimControl::DieAfter, given.milliseconds); });
     CLI::App* hold = verb("hold-lock", "how long a machine stays locked after its power-off");
     hold->add_option("milliseconds", given.milliseconds)->required();
     hold->callback([&] { ControlClient().call(&IVBoxSimControl::HoldLock, given.milliseconds); });

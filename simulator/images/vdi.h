@@ -11,8 +11,7 @@ bool isVdi(const ByteSource& source);
 class VdiReader : public SparseReader
 {
 public:
-    VdiReader(std::shared_ptr<ByteSource> source, std::wstring name, std::shared_ptr<ImageReader> parent,
-              Check check);
+    VdiReader(std::shared_ptr<ByteSource> source, std::wstring name, std::shared_ptr<ImageReader> parent, Check check);
 
     ImageRun runAt(std::uint64_t offset) override;
 

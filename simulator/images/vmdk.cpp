@@ -87,8 +87,8 @@ VmdkDescriptor readVmdkDescriptor(const ByteSource& source, const std::wstring& 
     return {text, name};
 }
 
-VmdkReader::VmdkReader(const std::shared_ptr<ByteSource>& source, const std::wstring& name, const ExtentOpener& openExtent,
-                       std::shared_ptr<ImageReader> parent, Check check)
+VmdkReader::VmdkReader(const std::shared_ptr<ByteSource>& source, const std::wstring& name,
+                       const ExtentOpener& openExtent, std::shared_ptr<ImageReader> parent, Check check)
     : SparseReader(std::move(parent)), name_(name)
 {
     const VmdkDescriptor descriptor = readVmdkDescriptor(*source, name);
@@ -142,7 +142,7 @@ void VmdkReader::openExtents(const VmdkDescriptor& descriptor, const ExtentOpene
             addExtent(length, std::make_unique<FlatData>(std::move(file), extent.offsetSectors * sectorSize));
             continue;
         }
-        auto data = std::make_unique<VmdkSparseData>(std::move(file), fromUtf8(extent.file), check);
+        auto data = std::make_unique<VmdkSparseData>(file, fromUtf8(extent.file), check);
         if (data->capacity() < length)
             throw damaged(L"an extent is longer than its file says");
         addExtent(length, std::move(data));

@@ -17,7 +17,7 @@ constexpr std::size_t mostExtents = 8192;
 
 std::string unquoted(const std::string& text)
 {
-    const std::string trimmed = Poco::trim(text);
+    std::string trimmed = Poco::trim(text);
     if (trimmed.size() >= 2 && trimmed.front() == '"' && trimmed.back() == '"')
         return trimmed.substr(1, trimmed.size() - 2);
     return trimmed;

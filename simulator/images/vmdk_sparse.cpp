@@ -152,9 +152,9 @@ bool Inflater::inflate(const std::uint8_t* data, std::size_t length, std::uint8_
     return ::inflate(&stream_, Z_FINISH) == Z_STREAM_END && room - stream_.avail_out >= least;
 }
 
-VmdkSparseData::VmdkSparseData(std::shared_ptr<ByteSource> source, const std::wstring& name, Check check)
-    : name_(name),
-      header_(readVmdkSparseHeader(*source, name)),
+VmdkSparseData::VmdkSparseData(const std::shared_ptr<ByteSource>& source, std::wstring name, Check check)
+    : name_(std::move(name)),
+      header_(readVmdkSparseHeader(*source, name_)),
       grains_(source, grainsPiece),
       tables_(source, tableSize),
       grain_(static_cast<std::size_t>(header_.grainSize))
@@ -299,8 +299,8 @@ void VmdkSparseData::inflateGrain(std::uint64_t grain, std::uint8_t* buffer)
     constexpr std::uint64_t mostGrowth = 1024;
     const std::uint64_t place = grainEntry(grain) * sectorSize;
     const std::uint8_t* marker = grains_.view(place, grainMarkerSize);
-    const std::uint64_t sector = loadLittle<std::uint64_t>(marker);
-    const std::uint32_t size = loadLittle<std::uint32_t>(marker + 8);
+    const auto sector = loadLittle<std::uint64_t>(marker);
+    const auto size = loadLittle<std::uint32_t>(marker + 8);
     if (sector != grain * header_.grainSize / sectorSize)
         damaged(L"a grain stands at a wrong place");
     if (size == 0 || size > header_.grainSize + header_.grainSize / 16 + mostGrowth)

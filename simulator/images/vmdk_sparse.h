@@ -45,7 +45,7 @@ private:
 class VmdkSparseData : public VmdkExtentData
 {
 public:
-    VmdkSparseData(std::shared_ptr<ByteSource> source, const std::wstring& name, Check check);
+    VmdkSparseData(const std::shared_ptr<ByteSource>& source, std::wstring name, Check check);
 
     std::uint64_t capacity() const { return header_.capacity; }
     Run runAt(std::uint64_t offset, std::uint64_t limit) override;

@@ -1,10 +1,13 @@
 #include "server/control.h"
 
 #include "model/text.h"
+#include "server/class_objects.h"
 #include "server/vm_life.h"
 #include "server/world.h"
 
 #include <nlohmann/json.hpp>
+
+#include <thread>
 
 namespace VBoxSim {
 
@@ -176,6 +179,18 @@ HRESULT Control::Reset()
 HRESULT Control::Stop()
 {
     return run([] { SetEvent(stopEvent()); });
+}
+
+HRESULT Control::DieAfter(ULONG milliseconds)
+{
+    // A thread of its own, and no lock: the point is to die in the middle of anything.
+    std::thread([milliseconds] {
+        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        Sleep(milliseconds);
+        withdrawClassesBeforeDeath();
+        TerminateProcess(GetCurrentProcess(), 1);
+    }).detach();
+    return S_OK;
 }
 
 } // namespace VBoxSim

@@ -22,6 +22,7 @@ public:
     HRESULT STDMETHODCALLTYPE LoadScenario(BSTR json) override;
     HRESULT STDMETHODCALLTYPE Reset() override;
     HRESULT STDMETHODCALLTYPE Stop() override;
+    HRESULT STDMETHODCALLTYPE DieAfter(ULONG milliseconds) override;
 
     const wchar_t* typeName() const override { return L"IVBoxSimControl"; }
     bool isOwn() const override { return true; }

@@ -284,7 +284,7 @@ EventSourceData::RegistrationPtr EventSourceData::find(IUnknown* listener) const
 {
     const ComPtr<IUnknown> identity = identityOf(listener);
     for (const RegistrationPtr& registration : registrations_)
-        if (registration->listener == identity)
+        if (registration->listener.Get() == identity.Get()) // MinGW's ComPtr compares as bool
             return registration;
     return nullptr;
 }

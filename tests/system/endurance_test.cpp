@@ -215,7 +215,8 @@ protected:
                 crashServer();
                 EXPECT_EQ(saver.wait(), 0u);
             }
-            restartServer();
+            sdk.releaseRC();
+            startNextServer();
             const std::vector<MachineEntry> entries = listMachines(sdk);
             ASSERT_EQ(entries.size(), Machines::count);
             for (const MachineEntry& entry : entries)

@@ -121,11 +121,14 @@ class LeavingServer : public Leaving
 {
 protected:
     bool serverWaits() const override { return false; }
+
+    /// Longer than the second that Wine takes to look again for a server that it has started.
+    static constexpr milliseconds linger{2'500};
 };
 
 TEST_F(LeavingServer, FollowsItsLastClient)
 {
-    setLinger(milliseconds(500));
+    setLinger(linger);
     EXPECT_EQ(nameOf(find(Machines::player)), Machines::player);
     ASSERT_NE(serverProcess(), 0u);
     sdk.releaseRC();
@@ -134,7 +137,7 @@ TEST_F(LeavingServer, FollowsItsLastClient)
 
 TEST_F(LeavingServer, FollowsAClientThatVanished)
 {
-    setLinger(milliseconds(500));
+    setLinger(linger);
     {
         FrontEndProcess frontEnd(L"leave-holding", {L"exit"});
         ASSERT_EQ(frontEnd.readLine(), L"leaving");

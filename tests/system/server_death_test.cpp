@@ -43,8 +43,9 @@ TEST_F(ServerDeath, InsideACallIsRecordedAndTheNextCallFindsNobody)
     control().dieIn(L"IMachine::get_Name");
     std::wstring name = L"as it was";
     EXPECT_TRUE(refused(sdk.getVmName(machine, &name), PutNameFail, Result::callFailed));
-    EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()).substr(0, 46),
-              L"vbox sdk failure in Travik::VBox::getVmName(" + std::to_wstring(machine) + L"):");
+    EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()),
+              L"vbox sdk failure in Travik::VBox::getVmName(" + std::to_wstring(machine) +
+                  L"): with rc=0x800706be rcDesc=RPCCallFailed errorDesc=PutNameFail");
     EXPECT_EQ(name, L"as it was");
     awaitServerDeath();
     EXPECT_TRUE(refused(sdk.getVmName(machine, &name), PutNameFail, Result::serverUnavailable));

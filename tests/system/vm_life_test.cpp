@@ -280,8 +280,6 @@ void PrintTo(const LaunchCall& call, std::ostream* stream)
 class LaunchDeath : public RunningMachineTest, public testing::WithParamInterface<LaunchCall>
 {
 protected:
-    bool serverWaits() const override { return false; } // COM restarts it
-
     /// What a front end does to get a machine running, up to the first failure.
     SdkErrorCode launchStepByStep()
     {
@@ -317,6 +315,7 @@ TEST_P(LaunchDeath, IsRecordedAndTheRestartedServerIsFound)
     EXPECT_EQ(sdk.findMachine(Machines::player, nullptr), FindMachineFail);
     EXPECT_EQ(sdk.getVBoxError(), Result::serverUnavailable);
 
+    startNextServer();
     EXPECT_EQ(sdk.resetComComponent(), 0u);
     EXPECT_TRUE(done(launchStepByStep()));
 }

@@ -10,11 +10,12 @@ TEST_F(TravikctlMachines, listIsATableThatMarksWhatCannotBeRead)
 {
     const Outcome run = travikctl({L"list"});
     ASSERT_TRUE(succeeded(run));
-    EXPECT_THAT(run.out, StartsWith("name"));
-    EXPECT_THAT(run.out, HasSubstr("Player     3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e01  powered off\n"));
-    EXPECT_THAT(run.out, HasSubstr("中文机器   3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e03  powered off\n"));
-    EXPECT_THAT(run.out, HasSubstr("Game 🎮    3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e04  powered off\n"));
-    EXPECT_THAT(run.out, HasSubstr("-          3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e05  inaccessible\n"));
+    // The widest name takes eight columns: East Asian characters and emoji take two each.
+    EXPECT_THAT(run.out, StartsWith("name      uuid "));
+    EXPECT_THAT(run.out, HasSubstr("Player    3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e01  powered off\n"));
+    EXPECT_THAT(run.out, HasSubstr("中文机器  3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e03  powered off\n"));
+    EXPECT_THAT(run.out, HasSubstr("Game 🎮   3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e04  powered off\n"));
+    EXPECT_THAT(run.out, HasSubstr("-         3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4e05  inaccessible\n"));
     EXPECT_THAT(run.out, HasSubstr("note: "));
 }
 

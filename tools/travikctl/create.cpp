@@ -96,11 +96,12 @@ void addNameVerb(Verbs& verbs)
 {
     struct Options
     {
-        std::string prefix, fileOf;
+        std::string prefix;
+        std::optional<std::string> fileOf;
     };
     auto options = std::make_shared<Options>();
     CLI::App& verb = verbs.add("name", "A free machine name: PREFIX_1 to PREFIX_99", [options](Context& context) {
-        options->fileOf.empty() ? freeName(context, options->prefix) : fileOf(context, options->fileOf);
+        options->fileOf ? fileOf(context, *options->fileOf) : freeName(context, options->prefix);
     });
     CLI::Option* prefix = verb.add_option("PREFIX", options->prefix, "Beginning of the name")->type_name("");
     verb.add_option("--file", options->fileOf, "Only tell where the settings file of a machine of this name would be")

@@ -16,28 +16,30 @@ bool isEmpty(const Settings& settings)
 
 struct SetOptions
 {
-    std::string machine, name;
+    std::string machine;
+    std::optional<std::string> name;
     Settings settings;
 };
 
 void set(Context& context, const SetOptions& options)
 {
-    if (options.name.empty() && isEmpty(options.settings))
+    if (!options.name && isEmpty(options.settings))
         throw CommandError(ExitCode::Usage, "nothing to change",
                            "Name at least one setting; see 'travikctl set --help'.");
     context.edit(options.machine, LockType::Write, [&](VBoxHandle machine) {
         apply(context, machine, options.settings);
-        if (!options.name.empty())
-            context.check(context.vbox.setVmName(machine, fromUtf8(options.name)));
+        if (options.name)
+            context.check(context.vbox.setVmName(machine, fromUtf8(*options.name)));
     });
     context.out.done("Changed " + options.machine + ".", {{"changed", options.machine}});
 }
 
-void get(Context& context, const std::string& which, const std::string& what, const std::string& extraKey)
+void get(Context& context, const std::string& which, const std::string& what,
+         const std::optional<std::string>& extraKey)
 {
     const ScopedMachine machine = context.machine(which);
-    if (!extraKey.empty()) {
-        context.out.value("value", context.text(&VBoxInstanceImpl::getMachineExtraData, machine, fromUtf8(extraKey)));
+    if (extraKey) {
+        context.out.value("value", context.text(&VBoxInstanceImpl::getMachineExtraData, machine, fromUtf8(*extraKey)));
     } else if (what == "name") {
         context.out.value("name", context.text(&VBoxInstanceImpl::getVmName, machine));
     } else if (what == "uuid") {
@@ -99,7 +101,8 @@ void addSettingsVerbs(Verbs& verbs)
 
     struct GetOptions
     {
-        std::string machine, what = "state", extraKey;
+        std::string machine, what = "state";
+        std::optional<std::string> extraKey;
     };
     auto query = std::make_shared<GetOptions>();
     CLI::App& getVerb =

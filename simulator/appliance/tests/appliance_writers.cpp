@@ -71,7 +71,7 @@ std::string item(const std::vector<std::pair<std::string, std::string>>& fields)
 {
     std::string text = "<Item>";
     for (const auto& [name, value] : fields)
-        text += "<rasd:" + name + ">" + value + "</rasd:" + name + ">";
+        text.append("<rasd:").append(name).append(">").append(value).append("</rasd:").append(name).append(">");
     return text + "</Item>\n";
 }
 

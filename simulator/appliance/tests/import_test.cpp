@@ -32,7 +32,7 @@ std::string sha1Line(const std::string& name, const Bytes& data)
 
 Bytes asBytes(const std::string& text)
 {
-    return Bytes(text.begin(), text.end());
+    return {text.begin(), text.end()};
 }
 
 class Import : public ScratchTest
@@ -80,6 +80,8 @@ ImportSurroundings surroundings()
     result.isOsTypeKnown = [](const std::wstring& type) { return type == L"Ubuntu_64" || type == L"Other"; };
     return result;
 }
+
+const DrivePlace nowhere = {SIZE_MAX, UINT32_MAX};
 
 std::vector<DescriptionEntry> entriesOf(const SystemDescription& system, DescriptionType type)
 {
@@ -248,7 +250,7 @@ TEST_F(Import, TakesBackEverythingOnFailureAndCancel)
     parts.references += "<File ovf:id='file2' ovf:href='disk2.vmdk'/>";
     parts.disks += "<Disk ovf:diskId='second' ovf:capacity='1048576' ovf:fileRef='file2'/>";
     Bytes broken = disk_;
-    broken[128 * 512 + 30] ^= 0xFF; // in the first grain: found only while converting
+    broken[128 * sector + 30] ^= 0xFF; // in the first grain: found only while converting
     const Appliance appliance(put(
         "two.ova", Tar().add("two.ovf", makeOvf(parts)).add("disk1.vmdk", disk_).add("disk2.vmdk", broken).finish()));
     const DiskImport second = {"second", machineFolder() / "disk2.vdi", ImageFormat::Vdi, {}};
@@ -295,7 +297,7 @@ TEST_F(Import, NamesNeverLeadOut)
     std::filesystem::create_directory(inner);
     for (const std::string href :
          {"../secret.vmdk", "..\\secret.vmdk", "x/../../secret.vmdk", "%2e%2e/secret.vmdk", "/secret.vmdk",
-          "C:\\secret.vmdk", "C:secret.vmdk", "\\\\server\\share\\secret.vmdk"}) {
+          "C:\\secret.vmdk", "C:secret.vmdk", R"(\\server\share\secret.vmdk)"}) {
         OvfParts parts;
         parts.references = "<File ovf:id='file1' ovf:href='" + href + "'/>";
         writeFile(inner / "a.ovf", asBytes(makeOvf(parts)));
@@ -343,7 +345,7 @@ TEST_F(Import, BombsEndWithAnErrorSoonAndLeaveNothing)
     Bytes empty = makeVmdk(Bytes(megabyte, 1));
     put64(empty, 12, std::uint64_t(3) << 31); // 3 TB
     put64(empty, 56, 1024);
-    empty.assign(empty.begin(), empty.begin() + 21 * 512);
+    empty.assign(empty.begin(), empty.begin() + 21 * sector);
     empty.resize(2 * megabyte);
     EXPECT_EQ(attempt(withDisk(empty)), Fault::Unsupported);
 
@@ -357,14 +359,14 @@ TEST_F(Import, BombsEndWithAnErrorSoonAndLeaveNothing)
     EXPECT_EQ(attempt(withDisk(vdi, "disk.vdi")), Fault::Damaged);
     Bytes vmdk = makeVmdk(Bytes(32 * megabyte, 1));
     const std::size_t directory = static_cast<std::size_t>(get64(vmdk, 56)) * 512;
-    put64(vmdk, 12, 128 * 65536); // 128 tables, all the one
+    put64(vmdk, 12, std::uint64_t(128) * 65536); // 128 tables, all the one
     for (std::size_t i = 0; i < 128; ++i)
         put32(vmdk, directory + 4 * i, get32(vmdk, directory));
     EXPECT_EQ(attempt(withDisk(vmdk)), Fault::Damaged);
     VmdkOptions options;
     options.compressed = true;
     Bytes stream = makeVmdk(Bytes(65536, 1), options);
-    const std::size_t table = static_cast<std::size_t>(get32(stream, stream.size() - 4 * 512)) * 512;
+    const std::size_t table = static_cast<std::size_t>(get32(stream, stream.size() - 4 * sector)) * 512;
     for (std::size_t i = 0; i < 512; ++i)
         put32(stream, table + 4 * i, 128);
     EXPECT_EQ(attempt(withDisk(stream)), Fault::Damaged);
@@ -429,14 +431,12 @@ TEST(Interpretation, ListsWhatAnImportWouldMake)
     EXPECT_EQ(disk.reference, L"vmdisk1");
     EXPECT_EQ(disk.original, L"disk1.vmdk");
     EXPECT_EQ(disk.suggested, L"C:\\vms\\vm\\disk1.vmdk");
-    const auto diskPlace = parseDrivePlace(disk.extra);
-    ASSERT_TRUE(diskPlace);
-    EXPECT_EQ(system.entries.at(diskPlace->controller).type, DescriptionType::HardDiskControllerSATA);
-    EXPECT_EQ(diskPlace->channel, 0u);
-    const auto dvdPlace = parseDrivePlace(onlyEntry(system, DescriptionType::CDROM).extra);
-    ASSERT_TRUE(dvdPlace);
-    EXPECT_EQ(system.entries.at(dvdPlace->controller).reference, L"6");
-    EXPECT_EQ(dvdPlace->channel, 3u); // the slave of the secondary channel
+    const DrivePlace diskPlace = parseDrivePlace(disk.extra).value_or(nowhere);
+    EXPECT_EQ(system.entries.at(diskPlace.controller).type, DescriptionType::HardDiskControllerSATA);
+    EXPECT_EQ(diskPlace.channel, 0u);
+    const DrivePlace dvdPlace = parseDrivePlace(onlyEntry(system, DescriptionType::CDROM).extra).value_or(nowhere);
+    EXPECT_EQ(system.entries.at(dvdPlace.controller).reference, L"6");
+    EXPECT_EQ(dvdPlace.channel, 3u); // the slave of the secondary channel
     ASSERT_EQ(result.warnings.size(), 1u);
     EXPECT_NE(result.warnings[0].find(L"Video"), std::wstring::npos);
 }
@@ -493,10 +493,9 @@ TEST(Interpretation, GivesEveryDiskItsOwnTarget)
 
 TEST(Interpretation, ReadsPlaces)
 {
-    const auto place = parseDrivePlace(L"controller=12;channel=3");
-    ASSERT_TRUE(place);
-    EXPECT_EQ(place->controller, 12u);
-    EXPECT_EQ(place->channel, 3u);
+    const DrivePlace place = parseDrivePlace(L"controller=12;channel=3").value_or(nowhere);
+    EXPECT_EQ(place.controller, 12u);
+    EXPECT_EQ(place.channel, 3u);
     for (const wchar_t* bad : {L"", L"controller=;channel=", L"controller=1", L"channel=1;controller=2",
                                L"controller=x;channel=1", L"controller=1;channel=99999999999"})
         EXPECT_FALSE(parseDrivePlace(bad));

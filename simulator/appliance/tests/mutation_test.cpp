@@ -27,7 +27,7 @@ protected:
         ovf_ = makeOvf(parts);
         VmdkOptions options;
         options.compressed = true;
-        disk_ = makeVmdk(makeContent(200 * 1024, 60), options);
+        disk_ = makeVmdk(makeContent(200 * std::size_t(1024), 60), options);
     }
 
     Bytes archive(const std::string& ovf) const

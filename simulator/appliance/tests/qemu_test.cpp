@@ -38,7 +38,7 @@ TEST(QemuAppliances, AreImported)
             const auto imported = appliance.importDisks(
                 {{toUtf8(line.reference), line.suggested, ImageFormat::Vdi, {}}}, created, nullptr);
             created.commit();
-            EXPECT_EQ(imported.at(0).info.logicalSize, 12 * megabyte + 700 * 512);
+            EXPECT_EQ(imported.at(0).info.logicalSize, 12 * megabyte + 700 * sector);
             EXPECT_EQ(imported.at(0).file.parent_path(), TravikTest::scratchFolder() / name);
         }
     }

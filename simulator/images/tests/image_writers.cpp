@@ -121,7 +121,7 @@ void putText(Bytes& bytes, std::size_t place, const std::string& text)
 
 Bytes makeContent(std::size_t size, unsigned seed)
 {
-    constexpr std::size_t chunk = 48 * 1024;
+    constexpr std::size_t chunk = std::size_t(48) << 10;
     std::mt19937 random(seed);
     Bytes content(size);
     for (std::size_t start = 0; start < size; start += chunk) {

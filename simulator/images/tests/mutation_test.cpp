@@ -100,7 +100,7 @@ private:
     }
 };
 
-const std::size_t diskSize = megabyte / 2 + 512;
+const std::size_t diskSize = megabyte / 2 + sector;
 
 } // namespace
 
@@ -111,7 +111,7 @@ TEST_F(Mutation, Vdi)
 
 TEST_F(Mutation, SparseVmdk)
 {
-    run("disk.vmdk", makeVmdk(makeContent(diskSize, 42)), 24 * 512, 43);
+    run("disk.vmdk", makeVmdk(makeContent(diskSize, 42)), 24 * sector, 43);
 }
 
 TEST_F(Mutation, StreamOptimizedVmdk)

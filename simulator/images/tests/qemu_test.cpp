@@ -30,7 +30,7 @@ std::vector<std::filesystem::path> images()
     return files;
 }
 
-const std::uint64_t smallSize = 20 * megabyte + 300 * 512;
+const std::uint64_t smallSize = 20 * megabyte + 300 * sector;
 const std::uint64_t largeSize = std::uint64_t(5) << 30;
 
 } // namespace

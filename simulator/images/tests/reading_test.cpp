@@ -10,7 +10,7 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::size_t oddSize = 5 * megabyte + 300 * 512;
+const std::size_t oddSize = 5 * megabyte + 300 * sector;
 
 class VdiReading : public ScratchTest
 {};
@@ -325,7 +325,7 @@ TEST_F(VmdkReading, RefusesDamagedGrains)
     VmdkOptions options;
     options.compressed = true;
     const Bytes good = makeVmdk(Bytes(65536, 0x33), options);
-    const std::size_t grain = 128 * 512;
+    const std::size_t grain = 128 * sector;
     const auto readWith = [&](const std::function<void(Bytes&)>& change) {
         Bytes bad = good;
         change(bad);
@@ -353,7 +353,7 @@ TEST_F(VmdkReading, RefusesAGrainThatGrowsWithoutEnd)
     Bytes noise(65536);
     std::generate(noise.begin(), noise.end(), [&] { return static_cast<std::uint8_t>(random()); });
     Bytes image = makeVmdk(noise, options);
-    const std::size_t grain = 128 * 512;
+    const std::size_t grain = 128 * sector;
     const Bytes bomb = deflated(Bytes(10 * megabyte));
     ASSERT_LT(grain + 12 + bomb.size(), image.size());
     put32(image, grain + 8, bomb.size());
@@ -377,7 +377,7 @@ TEST_F(RawReading, NeedsAKnownSuffixOrAVolume)
     EXPECT_EQ(faultOf([&] { probeImage(put("empty.img", Bytes())); }), Fault::Unrecognised);
     EXPECT_EQ(faultOf([&] { probeImage(put("odd.img", Bytes(513))); }), Fault::Damaged);
 
-    Bytes volume(40 * 1024);
+    Bytes volume(40 * std::size_t(1024));
     putText(volume, 0x8001, "CD001");
     EXPECT_TRUE(probeImage(put("volume.bin", volume)).optical);
     EXPECT_TRUE(probeImage(put("disk.iso", content)).optical);

@@ -13,6 +13,7 @@ namespace ImageTests {
 
 using ImageWriters::Bytes;
 
+inline constexpr std::size_t sector = 512;
 inline constexpr std::size_t megabyte = std::size_t(1) << 20;
 
 /// A folder of its own for each test.

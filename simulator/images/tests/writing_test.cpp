@@ -10,7 +10,7 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::size_t oddSize = 9 * megabyte + 300 * 512;
+const std::size_t oddSize = 9 * megabyte + 300 * sector;
 const Poco::UUID sampleUuid{sampleUuidText};
 
 bool goOn(std::uint64_t, std::uint64_t)
@@ -350,7 +350,7 @@ TEST_F(Writing, CreatedFilesAreKeptOrTakenBack)
 
 TEST(SafeName, TellsNamesThatLeaveTheFolder)
 {
-    for (const char* name : {"", "..", "../x", "a/../x", "a\\..\\x", "/x", "\\x", "\\\\server\\x", "C:x", "c:\\x",
+    for (const char* name : {"", "..", "../x", "a/../x", "a\\..\\x", "/x", "\\x", R"(\\server\x)", "C:x", "c:\\x",
                              ".. ", "...", "a/.. /x", "a/..", "//?/C:/x"})
         EXPECT_TRUE(leavesFolder(name)) << name;
     for (const char* name : {"x", "a/x", ".x", "..x", "x..", "./x", "a b.vmdk", "disk:1"})

@@ -127,7 +127,7 @@ void SystemTest::SetUp()
     setWorld(world().home());
     setLinger(usualLinger);
     if (serverWaits())
-        server_ = startServer();
+        startNextServer();
 }
 
 void SystemTest::TearDown()
@@ -162,7 +162,7 @@ void SystemTest::restartServer()
     control_.reset();
     if (!stopServer())
         throw std::runtime_error("the server does not end");
-    server_ = startServer();
+    startNextServer();
 }
 
 void SystemTest::crashServer()
