@@ -70,7 +70,8 @@ public:
     /// Makes VirtualBox forget the image; the handle stays until releaseMedium. 194, 164.
     virtual SdkErrorCode closeMedium(VBoxHandle medium) = 0; // 6
 
-    /// Removes the image's file; close the medium first. 194, 200, 197 (not removed).
+    /// Removes the image's file. Close the medium afterwards: a closed one no longer tells its location. 194, 200, 197
+    /// (not removed).
     virtual SdkErrorCode deleteMedium(VBoxHandle medium) = 0; // 7
 
     /// Puts an image on a controller's port and device, marked as a solid-state disk that takes discards (a refused mark

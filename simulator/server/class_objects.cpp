@@ -2,6 +2,7 @@
 
 #include "identity.h"
 #include "server/control.h"
+#include "server/kept_interfaces.h"
 #include "server/sessions.h"
 #include "server/virtual_box.h"
 
@@ -144,6 +145,8 @@ HRESULT ClassObjects::offer()
         {controlClass, &controlFactory, CLSCTX_LOCAL_SERVER},
         {sessionReferenceClass, &referenceFactory, CLSCTX_INPROC_SERVER},
     };
+    for (REFIID id : {IID_IUnknown, IID_IDispatch, IID_IClassFactory, IID_ISupportErrorInfo})
+        keepRegistered(id);
     for (const auto& offered : classes) {
         DWORD registration = 0;
         const HRESULT result =

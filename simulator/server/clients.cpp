@@ -25,8 +25,11 @@ Counted::Counted() : client_(Clients::caller())
     clients.objects_.insert(this);
 }
 
-Counted::~Counted()
+void Counted::leaveCensus()
 {
+    if (!counted_)
+        return;
+    counted_ = false;
     Clients& clients = Clients::instance();
     const std::lock_guard guard(clients.mutex_);
     clients.objects_.erase(this);
@@ -90,32 +93,26 @@ void CALLBACK Clients::processEnded(void* context, BOOLEAN)
 
 void Clients::ended(DWORD process)
 {
-    if (gone_)
-        gone_(process);
-    dropReferences(process);
-    const std::lock_guard guard(mutex_);
-    const auto found = watched_.find(process);
-    if (found == watched_.end())
-        return;
-    UnregisterWaitEx(found->second.wait, nullptr);
-    CloseHandle(found->second.process);
-    watched_.erase(found);
-}
-
-void Clients::dropReferences(DWORD process)
-{
-    // COM (under Wine) never takes back what a dead process held: cut those objects off.
     std::vector<IUnknown*> left;
     {
+        // In one step: the number of the process may be given to another one, whose calls begin afresh.
         const std::lock_guard guard(mutex_);
+        const auto found = watched_.find(process);
+        if (found == watched_.end())
+            return;
+        UnregisterWaitEx(found->second.wait, nullptr);
+        CloseHandle(found->second.process);
+        watched_.erase(found);
         for (Counted* object : objects_) {
-            if (object->client_ == process && object->connected_) {
+            if (object->client_ == process && object->connected_ && object->tryAddRef()) {
                 object->connected_ = false;
                 left.push_back(object->identity());
-                left.back()->AddRef();
             }
         }
     }
+    if (gone_)
+        gone_(process);
+    // COM (under Wine) never takes back what a dead process held: cut those objects off.
     for (IUnknown* object : left) {
         CoDisconnectObject(object, 0);
         object->Release();

@@ -24,14 +24,19 @@ public:
 
 protected:
     Counted();
-    ~Counted();
+    ~Counted() { leaveCensus(); } // for a constructor that throws
     Counted(const Counted&) = delete;
     Counted& operator=(const Counted&) = delete;
 
     /// COM tells the first and the last reference from outside the process.
     void connected(bool now);
 
+    /// To be called before the destructor begins: the census may look at the object until then.
+    void leaveCensus();
+
     virtual IUnknown* identity() = 0;
+    /// Takes a reference unless the last one is gone already.
+    virtual bool tryAddRef() = 0;
     virtual const wchar_t* typeName() const = 0;
     /// Controls and session services are no part of what a client must give back.
     virtual bool isOwn() const { return false; }
@@ -40,6 +45,7 @@ private:
     friend class Clients;
     DWORD client_;
     bool connected_ = false;
+    bool counted_ = true;
 };
 
 /// The client processes and the objects they hold. Takes no other lock of the server while it holds its own.
@@ -81,7 +87,6 @@ private:
 
     void watch(DWORD process);
     void ended(DWORD process);
-    void dropReferences(DWORD process);
     static void CALLBACK processEnded(void* context, BOOLEAN timedOut);
 
     mutable std::mutex mutex_;

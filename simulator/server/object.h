@@ -2,6 +2,7 @@
 
 #include "server/clients.h"
 #include "server/incoming.h"
+#include "server/kept_interfaces.h"
 #include "server/values.h"
 #include "vboxsim_control_defaults.h"
 #include "virtualbox_defaults.h"
@@ -56,8 +57,10 @@ public:
     ULONG STDMETHODCALLTYPE Release() override
     {
         const ULONG left = --references_;
-        if (left == 0)
+        if (left == 0) {
+            leaveCensus();
             delete static_cast<Derived*>(this);
+        }
         return left;
     }
 
@@ -85,9 +88,22 @@ public:
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID) override { return S_OK; }
 
 protected:
+    Object()
+    {
+        static const bool kept = (keepRegistered(__uuidof(Interface)), (keepRegistered(__uuidof(Bases)), ...), true);
+        static_cast<void>(kept);
+    }
     virtual ~Object() = default;
 
     IUnknown* identity() override { return static_cast<Interface*>(this); }
+
+    bool tryAddRef() override
+    {
+        ULONG count = references_;
+        while (count != 0 && !references_.compare_exchange_weak(count, count + 1)) {
+        }
+        return count != 0;
+    }
 
     /// Throws when the object takes no calls any more.
     virtual void checkUsable() const {}

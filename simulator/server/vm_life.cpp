@@ -130,8 +130,8 @@ void startFinished(const MachinePtr& machine, const LockPtr& lock, const Progres
     if (const auto failure = launchFailure(*machine, *progress)) {
         World::instance().setState(*machine, stateBefore);
         persistRest(*machine);
+        progress->fail(*failure); // before the lock ends: the end of a launch in progress has a text of its own
         endLock(*machine);
-        progress->fail(*failure);
         return;
     }
     lock->vm->launch.reset();

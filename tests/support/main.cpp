@@ -3,11 +3,14 @@
 
 #include <gmock/gmock.h>
 
+#include "own_processes.h"
 #include "scratch.h"
 
 int main(int argc, char** argv)
 {
     testing::InitGoogleMock(&argc, argv);
+    if (const std::optional<int> exitCode = TravikTest::runTestsInOwnProcesses())
+        return *exitCode;
     try {
         TravikTest::makeScratchFolder();
     } catch (const std::exception& error) {

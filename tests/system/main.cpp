@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "harness/front_end.h"
+#include "own_processes.h"
 #include "scratch.h"
 
 namespace {
@@ -34,6 +35,8 @@ int main(int argc, char** argv)
         std::cerr << "the build lists no such suites:" << missing << '\n';
         return 2;
     }
+    if (const std::optional<int> exitCode = TravikTest::runTestsInOwnProcesses())
+        return *exitCode;
     try {
         TravikTest::makeScratchFolder();
     } catch (const std::exception& error) {
