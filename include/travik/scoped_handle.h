@@ -519,6 +519,7 @@ public:
                   const OnWait& onWait = OnWait())
         : lock_(vbox)
     {
+        // cppcheck-suppress useInitializationList ; an action that takes time and may throw, not a value to begin with
         waited_ = retryWhileLocked(
             vbox, deadline, [&] { return vbox.lockMachine(machine, lockType); }, onWait);
         lock_.held = true;
@@ -703,6 +704,10 @@ public:
     template <class Handler>
     Step next(std::chrono::milliseconds timeout, Handler&& handler)
     {
+        if (listener_ == 0) { // the replacement of a dropped one failed
+            registerListener();
+            return Step::Resync;
+        }
         Pending pending(*this);
         const auto limit = static_cast<std::uint32_t>(timeout.count());
         const std::uint32_t code = vbox_.eventSourceGetEvent(source_, listener_, limit, pending.event.put());

@@ -138,6 +138,17 @@ TEST_F(EventLoopTest, registersAnotherListenerWhenItsOwnWasDropped)
     EXPECT_EQ(vbox.calls.back(), "eventSourceUnregisterListener(7, 102)");
 }
 
+TEST_F(EventLoopTest, triesAgainWhenTheOtherListenerCouldNotBeMade)
+{
+    EventLoop loop = makeLoop();
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x80BB0001);
+    vbox.fail("eventSourceCreateListener", EventSourceCreateListenerFail, 0x80004005);
+    EXPECT_THROW(loop.next(milliseconds(0), ignore), SdkError);
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Resync);
+    EXPECT_EQ(vbox.count("eventSourceRegisterListener"), 2);
+    EXPECT_EQ(vbox.count("eventSourceGetEvent"), 1) << "not without a listener";
+}
+
 TEST_F(EventLoopTest, doesNotRegisterAgainForAnythingElse)
 {
     EventLoop loop = makeLoop();

@@ -29,6 +29,9 @@ TEST_F(TravikctlDisk, openDescribesAnImage)
     EXPECT_EQ(run.json()["disk"], (json{{"location", utf8(file)}, {"uuid", utf8(diskId)}, {"state", "created"}}));
     EXPECT_EQ(travikctl({L"disk", L"info", file}).out,
               "location: " + utf8(file) + "\nuuid:     " + utf8(diskId) + "\nstate:    created\n");
+    EXPECT_EQ(travikctl({L"disk", L"open", file}).out,
+              "location: " + utf8(file) + "\nuuid:     " + utf8(diskId) + "\nstate:    created\n");
+    EXPECT_EQ(travikctlJson({L"disk", L"info", file}).json()["disk"]["uuid"], utf8(diskId));
 }
 
 TEST_F(TravikctlDisk, openTellsWhatIsNoImage)
@@ -48,12 +51,15 @@ TEST_F(TravikctlDisk, attachShowDetach)
 {
     const std::wstring file = makeDisk(L"a.vdi");
     EXPECT_EQ(travikctl({L"disk", L"ports", player(), L"SATA"}).out, "4\n");
+    EXPECT_EQ(travikctlJson({L"disk", L"ports", player(), L"SATA"}).json(), (json{{"ports", 4}}));
     const Outcome attached = travikctl({L"disk", L"attach", player(), file, L"SATA", L"--port", L"1"});
     ASSERT_TRUE(succeeded(attached));
     EXPECT_EQ(attached.out, "Attached " + utf8(file) + " to Player.\n");
     EXPECT_THAT(settingsOf(player()), HasSubstr(utf8(diskId)));
     EXPECT_EQ(travikctlJson({L"disk", L"current", player(), L"SATA", L"--port", L"1"}).json()["disk"]["location"],
               utf8(file));
+    EXPECT_THAT(travikctl({L"disk", L"current", player(), L"SATA", L"--port", L"1"}).out,
+                StartsWith("location: " + utf8(file) + "\nuuid:     " + utf8(diskId)));
     expectRefused({L"disk", L"attach", player(), file, L"SATA", L"--port", L"2"}, 1, "attachMedium", "AttachDeviceFail",
                   "VBOX_E_OBJECT_IN_USE");
     expectRefused({L"disk", L"close", file}, 1, "closeMedium", "CloseMediumFail", "VBOX_E_OBJECT_IN_USE");
@@ -70,6 +76,8 @@ TEST_F(TravikctlDisk, attachShowDetach)
                   "MachineGetStorageControllerByNameFail", "VBOX_E_OBJECT_NOT_FOUND");
     expectRefused({L"disk", L"attach", player(), file, L"SATA", L"--port", L"99"}, 1, "attachMedium",
                   "AttachDeviceFail", "E_INVALIDARG");
+    EXPECT_EQ(travikctlJson({L"disk", L"attach", player(), file, L"SATA"}).json(), (json{{"attached", utf8(file)}}));
+    EXPECT_EQ(travikctl({L"disk", L"detach", player(), L"SATA"}).out, "Detached the disk.\n");
 }
 
 TEST_F(TravikctlDisk, closeForgetsAndDeleteRemoves)
@@ -81,6 +89,10 @@ TEST_F(TravikctlDisk, closeForgetsAndDeleteRemoves)
     EXPECT_TRUE(std::filesystem::exists(file));
     EXPECT_EQ(travikctlJson({L"disk", L"delete", file}).json(), (json{{"deleted", utf8(file)}}));
     EXPECT_FALSE(std::filesystem::exists(file));
+    const std::wstring second = makeDisk(L"b.vdi");
+    EXPECT_EQ(travikctlJson({L"disk", L"close", second}).json(), (json{{"closed", utf8(second)}}));
+    EXPECT_EQ(travikctl({L"disk", L"delete", second}).out, "Deleted " + utf8(second) + ".\n");
+    EXPECT_FALSE(std::filesystem::exists(second));
 }
 
 TEST_F(TravikctlDisk, renameMovesTheFileAndOverwritesNothing)
@@ -95,4 +107,6 @@ TEST_F(TravikctlDisk, renameMovesTheFileAndOverwritesNothing)
     makeDisk(L"a.vdi");
     expectRefused({L"disk", L"rename", from, to}, 1, "renameVmDisk", "RenameFilePathFail", "");
     EXPECT_TRUE(std::filesystem::exists(from));
+    const std::wstring third = (folder() / L"c.vdi").wstring();
+    EXPECT_EQ(travikctl({L"disk", L"rename", from, third}).out, "Renamed " + utf8(from) + " to " + utf8(third) + ".\n");
 }

@@ -1,4 +1,4 @@
-// Time-outs, locks, a server that dies, no VirtualBox at all, the log, Ctrl-C, doctor.
+// Time-outs, locks, a server that dies, Ctrl-C, the log.
 
 #include "ctl_test.h"
 
@@ -6,24 +6,11 @@ using namespace TravikTest;
 
 using TravikctlFailures = TravikctlTest;
 
-namespace {
-
-json findingOf(const Outcome& run, const std::string& check)
-{
-    for (const json& row : run.json()["checks"]) {
-        if (row["check"] == check)
-            return row;
-    }
-    return {};
-}
-
-} // namespace
-
 TEST_F(TravikctlFailures, theServersDeathInACallIsToldAndTheNextCommandWorks)
 {
     vboxsim({L"die-in", L"IMachine::get_Name"});
     EXPECT_TRUE(failed(travikctl({L"show", player()}), 6,
-                       {"operation: getVmName", "RPC_S_CALL_FAILED (0x800706be)", "Outcome the command again"}));
+                       {"operation: getVmName", "RPC_S_CALL_FAILED (0x800706be)", "Run the command again"}));
     EXPECT_TRUE(succeeded(travikctl({L"show", player()})));
 }
 
@@ -41,10 +28,11 @@ TEST_F(TravikctlFailures, aTimeoutEndsACallThatDoesNotReturn)
 
 TEST_F(TravikctlFailures, aTimeoutEndsAWaitForAProgress)
 {
-    vboxsim({L"delay", L"IProgress::get_Completed", L"400"});
-    const Outcome run = travikctl({L"--timeout", L"0.2", L"start", player()});
+    const std::filesystem::path scenario = folder() / L"slow.json";
+    writeFile(scenario, R"({"times": {"start": 3000}})");
+    vboxsim({L"scenario", scenario.wstring()});
+    const Outcome run = travikctl({L"--timeout", L"0.5", L"start", player()});
     EXPECT_TRUE(failed(run, 4, {"the task was not complete in time", "--timeout SECONDS waits longer"}));
-    vboxsim({L"delay", L"IProgress::get_Completed", L"0"});
     // The start goes on without us.
     EXPECT_TRUE(soon([&] { return stateOf(player()) == "running"; }));
 }
@@ -73,6 +61,94 @@ TEST_F(TravikctlFailures, aFailureInTheMiddleLeavesNoLockBehind)
     EXPECT_EQ(stateOf(player()), "powered off") << "not aborted";
 }
 
+class TravikctlTerminal : public TravikctlTest
+{
+protected:
+    /// Something that takes more than two seconds.
+    Outcome startSlowly(const Console* console)
+    {
+        Control control;
+        control.scenario(LR"({"times": {"start": 3000}})");
+        Program starting(productFolder() / L"travikctl.exe", {L"start", player()}, 0, console);
+        if (console != nullptr) {
+            EXPECT_TRUE(soon([&] { return console->firstLine() == L"start: 1 s"; }));
+            EXPECT_TRUE(soon([&] { return console->firstLine() == L"start: 2 s"; }));
+        }
+        return starting.wait();
+    }
+};
+
+TEST_F(TravikctlTerminal, showsTheTimeOfLongWorkAndClearsIt)
+{
+    const Console console;
+    const Outcome run = startSlowly(&console);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, "Started Player.\n");
+    EXPECT_EQ(console.firstLine(), L"");
+}
+
+TEST_F(TravikctlTerminal, isNeededForThat)
+{
+    const Outcome run = startSlowly(nullptr);
+    EXPECT_TRUE(succeeded(run)) << "nothing on the error output of a pipe or file";
+    EXPECT_EQ(run.out, "Started Player.\n");
+}
+
+class TravikctlCtrlC : public TravikctlTest
+{
+protected:
+    static std::filesystem::path ctl() { return productFolder() / L"travikctl.exe"; }
+
+    /// Gives way until the program has got so far, and presses.
+    template <class Question>
+    static Outcome interrupt(Program& program, Question&& isThere)
+    {
+        EXPECT_TRUE(soon(isThere));
+        program.pressCtrlC();
+        return program.wait(std::chrono::seconds(20));
+    }
+
+    /// Whether the server has been asked something since tracing was switched on.
+    static bool isTraced(Control& control, const wchar_t* call)
+    {
+        return control.traceText().find(call) != std::wstring::npos;
+    }
+};
+
+TEST_F(TravikctlCtrlC, endsAWaitForALock)
+{
+    Control control;
+    control.fail(L"IMachine::LockMachine", 0x80BB0007, 0);
+    control.trace(true);
+    Program waiting(ctl(), {L"--wait-lock", L"50", L"set", player(), L"--cpus", L"1"}, CREATE_NO_WINDOW);
+    const Outcome run = interrupt(waiting, [&] { return isTraced(control, L"LockMachine"); });
+    EXPECT_TRUE(failed(run, 130, {"interrupted", "hint:"}));
+    control.reset();
+    EXPECT_TRUE(succeeded(travikctl({L"--wait-lock", L"0", L"set", player(), L"--cpus", L"1"})));
+}
+
+TEST_F(TravikctlCtrlC, endsAWaitForATaskWhichGoesOn)
+{
+    ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
+    Control control;
+    control.scenario(LR"({"times": {"stop": 2000}})");
+    Program stopping(ctl(), {L"--json", L"stop", player()}, CREATE_NO_WINDOW);
+    const Outcome run = interrupt(stopping, [&] { return stateOf(player()) == "stopping"; });
+    EXPECT_TRUE(failedAsJson(run, 130, "", "", ""));
+    EXPECT_TRUE(soon([&] { return stateOf(player()) == "powered off"; }));
+    EXPECT_TRUE(succeeded(travikctl({L"set", player(), L"--cpus", L"1"}))) << "no lock is left behind";
+}
+
+TEST_F(TravikctlCtrlC, isTheUsualEndOfWatching)
+{
+    ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
+    Program watching(ctl(), {L"watch", player()}, CREATE_NO_WINDOW);
+    const Outcome run = interrupt(watching, [&] { return watching.outSoFar() == "watching: running\n"; });
+    EXPECT_TRUE(succeeded(run));
+    EXPECT_TRUE(succeeded(travikctl({L"stop", player()})));
+    EXPECT_EQ(stateOf(player()), "powered off");
+}
+
 TEST_F(TravikctlFailures, theLogGoesToItsFileOnly)
 {
     const std::filesystem::path log = folder() / L"日志.log";
@@ -80,37 +156,4 @@ TEST_F(TravikctlFailures, theLogGoesToItsFileOnly)
     ASSERT_TRUE(succeeded(run));
     EXPECT_EQ(run.out, "powered off\n");
     EXPECT_THAT(readFile(log), HasSubstr(" (Travik::VBox::findMachine) <"));
-}
-
-TEST_F(TravikctlFailures, doctorFindsNothingWrong)
-{
-    const Outcome run = travikctlJson({L"doctor"});
-    ASSERT_TRUE(succeeded(run));
-    for (const char* check : {"travikctl", "identity", "server class", "session class", "proxy", "elevation",
-                              "VirtualBox", "apartment", "machine folder"})
-        EXPECT_EQ(findingOf(run, check).value("verdict", "none"), "ok") << check;
-    EXPECT_EQ(findingOf(run, "machines")["finding"], "5 registered, 1 inaccessible");
-    EXPECT_EQ(findingOf(run, "machines")["verdict"], "note");
-    EXPECT_THAT(findingOf(run, "server class").value("finding", ""), HasSubstr("vboxsim-svc.exe"));
-    const Outcome text = travikctl({L"doctor"});
-    EXPECT_TRUE(succeeded(text));
-    EXPECT_THAT(text.out, StartsWith("check"));
-    EXPECT_THAT(text.out, HasSubstr("note: machines: "));
-}
-
-TEST_F(TravikctlFailures, withoutVirtualBoxEveryVerbSaysSoAndDoctorNamesTheRemedy)
-{
-    ASSERT_TRUE(stopServer());
-    unregisterStandIn();
-    expectRefused({L"list"}, 6, "_initVBox", "InitVboxComFail", "REGDB_E_CLASSNOTREG");
-    EXPECT_THAT(travikctlJson({L"list"}).error().value("hint", ""), HasSubstr("doctor"));
-
-    const Outcome run = travikctlJson({L"doctor"});
-    EXPECT_EQ(run.exitCode, 7);
-    EXPECT_EQ(findingOf(run, "server class")["verdict"], "PROBLEM");
-    EXPECT_THAT(findingOf(run, "server class").value("remedy", ""), HasSubstr("vboxsim register"));
-    EXPECT_EQ(findingOf(run, "session class")["verdict"], "PROBLEM");
-    EXPECT_EQ(findingOf(run, "proxy")["verdict"], "PROBLEM");
-    EXPECT_THAT(findingOf(run, "VirtualBox").value("finding", ""), HasSubstr("REGDB_E_CLASSNOTREG"));
-    registerStandIn();
 }

@@ -22,6 +22,14 @@ std::set<std::string> verbsIn(const std::string& help)
 
 } // namespace
 
+TEST(TravikctlSuites, areAllRunByCTest)
+{
+    const std::string listed = "|" TRAVIK_SUITES "|";
+    const testing::UnitTest& tests = *testing::UnitTest::GetInstance();
+    for (int i = 0; i < tests.total_test_suite_count(); ++i)
+        EXPECT_THAT(listed, HasSubstr("|" + std::string(tests.GetTestSuite(i)->name()) + "|"));
+}
+
 TEST(TravikctlHelp, namesEveryVerb)
 {
     const Outcome run = travikctl({L"--help"});
@@ -44,6 +52,15 @@ TEST(TravikctlHelp, namesTheVerbsOfGroups)
     EXPECT_EQ(
         verbsIn(travikctl({L"disk", L"--help"}).out),
         (std::set<std::string>{"open", "info", "attach", "detach", "close", "delete", "rename", "ports", "current"}));
+}
+
+TEST(TravikctlHelp, ofAllVerbsShowsTheArgumentsOfEach)
+{
+    const Outcome run = travikctl({L"--help-all"});
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_THAT(run.out, HasSubstr("\nshow\n  One machine\n  Positionals:\n    MACHINE REQUIRED "));
+    EXPECT_THAT(run.out, HasSubstr("\nnat remove\n  Remove a rule\n  Positionals:\n    MACHINE REQUIRED "));
+    EXPECT_THAT(run.out, HasSubstr("--guest-port PORT REQUIRED"));
 }
 
 TEST(TravikctlHelp, tellsTheVersion)
@@ -77,6 +94,16 @@ TEST(TravikctlUsage, refusesWrongCommandLinesWithCode2)
     }
 }
 
+TEST(TravikctlUsage, saysWhatIsWrongAndWhereToLook)
+{
+    EXPECT_EQ(travikctl({}).err, "travikctl: a verb is missing\nSee 'travikctl --help'.\n");
+    EXPECT_EQ(travikctl({L"frobnicate"}).err, "travikctl: there is no verb 'frobnicate'\nSee 'travikctl --help'.\n");
+    EXPECT_EQ(travikctl({L"nat"}).err, "travikctl nat: a verb is missing\nSee 'travikctl nat --help'.\n");
+    EXPECT_EQ(travikctl({L"nat", L"frob"}).err,
+              "travikctl nat: there is no verb 'frob'\nSee 'travikctl nat --help'.\n");
+    EXPECT_EQ(travikctl({L"show"}).err, "travikctl show: MACHINE is required\nSee 'travikctl show --help'.\n");
+}
+
 TEST(TravikctlUsage, isJsonToo)
 {
     EXPECT_TRUE(failedAsJson(travikctlJson({L"show"}), 2, "", "", ""));
@@ -100,4 +127,8 @@ TEST(TravikctlConvert, knowsBothNumberings)
     EXPECT_EQ(converted(L"kind-a", L"5"), (json{{"toVBox", 5}, {"toSdk", 5}}));
     EXPECT_EQ(converted(L"kind-b", L"6"), (json{{"toVBox", 0}, {"toSdk", 0}}));
     EXPECT_EQ(converted(L"kind-c", L"3"), (json{{"toVBox", 3}, {"toSdk", 3}}));
+    EXPECT_EQ(travikctl({L"convert", L"machine-state", L"17"}).out, "toVBox: 18\ntoSdk:  16\n");
+    EXPECT_EQ(travikctlJson({L"convert", L"machine-state", L"17"}).json(),
+              (json{{"converted", {{"toVBox", 18}, {"toSdk", 16}}}}));
+    EXPECT_TRUE(failed(travikctl({L"convert", L"colour", L"1"}), 2, {"KIND", "machine-state"}));
 }

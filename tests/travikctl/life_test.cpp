@@ -47,6 +47,8 @@ TEST_F(TravikctlLife, registerTakesASettingsFile)
     ASSERT_TRUE(succeeded(run));
     EXPECT_EQ(run.json()["registered"]["name"], "Late");
     EXPECT_EQ(stateOf(L"Late"), "powered off");
+    const std::filesystem::path second = world().writeMachine(L"Later", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4ef3");
+    EXPECT_EQ(travikctl({L"register", second.wstring()}).out, "Registered Later.\n");
     EXPECT_TRUE(failed(travikctl({L"register", (folder() / L"none.vbox").wstring()}), 3, {"OpenMachineFail (106)"}));
 }
 
@@ -71,6 +73,13 @@ TEST_F(TravikctlLife, deleteTakesMachineAndFilesAway)
     EXPECT_EQ(travikctlJson({L"delete", Machines::workerId, L"--yes"}).json()["deleted"]["uuid"],
               utf8(Machines::workerId));
     expectRefused({L"delete", player(), L"--yes"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
+}
+
+TEST_F(TravikctlLife, deleteTakesAnInaccessibleMachineOffTheList)
+{
+    const Outcome run = travikctl({L"delete", Machines::damagedId, L"--yes"});
+    EXPECT_TRUE(failed(run, 1, {"MachineDeleteConfigFail", "no longer registered", "Delete what is left"}));
+    EXPECT_EQ(travikctlJson({L"list"}).json()["machines"].size(), Machines::count - 1);
 }
 
 TEST_F(TravikctlLife, importBringsAMachineIn)

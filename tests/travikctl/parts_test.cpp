@@ -6,27 +6,18 @@ using namespace TravikTest;
 
 using TravikctlParts = TravikctlTest;
 
-namespace {
-
-std::vector<std::wstring> natAdd(const std::wstring& name, const std::wstring& hostPort,
-                                 const std::vector<std::wstring>& more = {})
-{
-    std::vector<std::wstring> arguments{L"nat",         L"add",   L"Player",       name,
-                                        L"--host-port", hostPort, L"--guest-port", L"22"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
-}
-
-} // namespace
-
 TEST_F(TravikctlParts, natRulesComeAndGo)
 {
-    const Outcome added = travikctl(natAdd(L"ssh", L"2222", {L"--host-address", L"127.0.0.1"}));
+    const Outcome added = travikctl({L"nat", L"add", player(), L"ssh", L"--host-port", L"2222", L"--guest-port", L"22",
+                                     L"--host-address", L"127.0.0.1"});
     ASSERT_TRUE(succeeded(added));
     EXPECT_EQ(added.out, "Forwards host port 2222 to guest port 22.\n");
-    EXPECT_EQ(travikctlJson(natAdd(L"udp", L"53", {L"--protocol", L"UDP", L"--guest-address", L"10.0.2.15"})).json(),
+    EXPECT_EQ(travikctlJson({L"nat", L"add", player(), L"udp", L"--host-port", L"53", L"--guest-port", L"22",
+                             L"--protocol", L"UDP", L"--guest-address", L"10.0.2.15"})
+                  .json(),
               (json{{"added", "udp"}}));
-    ASSERT_TRUE(succeeded(travikctl(natAdd(L"~last", L"65535"))));
+    ASSERT_TRUE(
+        succeeded(travikctl({L"nat", L"add", player(), L"~last", L"--host-port", L"65535", L"--guest-port", L"22"})));
 
     const Outcome listed = travikctlJson({L"nat", L"list", player()});
     ASSERT_TRUE(succeeded(listed));
@@ -52,7 +43,8 @@ TEST_F(TravikctlParts, natRulesComeAndGo)
 
 TEST_F(TravikctlParts, natListSaysThatTheLastRuleIsMissing)
 {
-    ASSERT_TRUE(succeeded(travikctl(natAdd(L"only", L"2222"))));
+    ASSERT_TRUE(
+        succeeded(travikctl({L"nat", L"add", player(), L"only", L"--host-port", L"2222", L"--guest-port", L"22"})));
     const Outcome run = travikctl({L"nat", L"list", player()});
     EXPECT_TRUE(succeeded(run));
     EXPECT_THAT(run.out,
@@ -63,8 +55,10 @@ TEST_F(TravikctlParts, natListSaysThatTheLastRuleIsMissing)
 
 TEST_F(TravikctlParts, natRefusesWhatClashes)
 {
-    ASSERT_TRUE(succeeded(travikctl(natAdd(L"ssh", L"2222"))));
-    expectRefused(natAdd(L"ssh", L"2223"), 1, "addRedirect", "AddRedirectFail", "E_INVALIDARG");
+    ASSERT_TRUE(
+        succeeded(travikctl({L"nat", L"add", player(), L"ssh", L"--host-port", L"2222", L"--guest-port", L"22"})));
+    expectRefused({L"nat", L"add", player(), L"ssh", L"--host-port", L"2223", L"--guest-port", L"22"}, 1, "addRedirect",
+                  "AddRedirectFail", "E_INVALIDARG");
     expectRefused({L"nat", L"remove", player(), L"none"}, 3, "removeRedirect", "RemoveRedirectFail", "E_INVALIDARG");
     expectRefused({L"nat", L"list", player(), L"--adapter", L"99"}, 1, "getNetworkAdapter", "GetNetworkAdapterFail",
                   "E_INVALIDARG");
@@ -73,7 +67,8 @@ TEST_F(TravikctlParts, natRefusesWhatClashes)
 TEST_F(TravikctlParts, natWorksOnARunningMachine)
 {
     ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
-    EXPECT_TRUE(succeeded(travikctl(natAdd(L"late", L"2222"))));
+    EXPECT_TRUE(
+        succeeded(travikctl({L"nat", L"add", player(), L"late", L"--host-port", L"2222", L"--guest-port", L"22"})));
     EXPECT_TRUE(succeeded(travikctl({L"nat", L"remove", player(), L"late"})));
 }
 
@@ -118,8 +113,11 @@ TEST_F(TravikctlParts, properties)
     EXPECT_EQ(property["flags"], "RDONLYGUEST");
     EXPECT_GT(property["timestamp"].get<std::int64_t>(), 1'600'000'000'000'000'000);
     EXPECT_THAT(travikctl({L"prop", L"get", player(), L"/a/b"}).out, HasSubstr("value:     Wert 🎮\n"));
+    EXPECT_EQ(travikctlJson({L"prop", L"set", player(), L"/c", L"d"}).json(), (json{{"set", "/c"}}));
+    EXPECT_EQ(travikctl({L"prop", L"delete", player(), L"/c"}).out, "Deleted /c.\n");
     EXPECT_EQ(travikctlJson({L"prop", L"delete", player(), L"/a/b"}).json(), (json{{"deleted", "/a/b"}}));
     EXPECT_TRUE(failed(travikctl({L"prop", L"get", player(), L"/a/b"}), 3, {"the machine has no property /a/b"}));
+    EXPECT_TRUE(failedAsJson(travikctlJson({L"prop", L"get", player(), L"/a/b"}), 3, "", "", ""));
     expectRefused({L"prop", L"set", player(), L"/a", L"x", L"--flags", L"NONSENSE"}, 1, "setGuestProperty",
                   "SetGuestPropertyFail", "E_INVALIDARG");
     expectRefused({L"prop", L"delete", L"none", L"/a"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
@@ -134,6 +132,10 @@ TEST_F(TravikctlParts, audio)
     const std::size_t adapter = settings.find("<AudioAdapter");
     EXPECT_THAT(settings.substr(adapter, settings.find('>', adapter) - adapter), HasSubstr("enabled=\"true\""));
     EXPECT_EQ(travikctlJson({L"audio", L"off", player()}).json(), (json{{"machine", "Player"}, {"audio", false}}));
+    EXPECT_EQ(travikctlJson({L"audio", L"on", player()}).json(), (json{{"machine", "Player"}, {"audio", true}}));
+    EXPECT_EQ(travikctl({L"audio", L"off", player()}).out, "Audio of Player is off.\n");
+    EXPECT_THAT(settingsOf(player()), Not(HasSubstr("driver=\"DirectSound\" enabled=\"true\"")));
+    expectRefused({L"audio", L"off", L"none"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
     expectRefused({L"audio", L"on", L"none"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
 }
 
@@ -157,6 +159,9 @@ TEST_F(TravikctlParts, machineFolder)
     ASSERT_TRUE(succeeded(set));
     EXPECT_EQ(set.out, "New machines go to " + utf8(other) + ".\n");
     EXPECT_EQ(travikctlJson({L"folder", L"get"}).json(), (json{{"folder", utf8(other)}}));
+    EXPECT_EQ(travikctlJson({L"folder", L"set", other}).json(), (json{{"folder", utf8(other)}}));
+    vboxsim({L"fail", L"ISystemProperties::get_DefaultMachineFolder", L"0x80004005", L"--times", L"2"});
+    expectRefused({L"folder", L"get"}, 1, "getDefaultMachineFolder", "GetDefaultMachineFolderFail", "E_FAIL");
     expectRefused({L"folder", L"set", (folder() / L"none").wstring()}, 3, "setDefaultMachineFolder",
                   "CheckFileExistsFail", "");
 }

@@ -38,7 +38,35 @@ std::string contentOf(const std::filesystem::path& file)
 
 } // namespace
 
-Program::Program(const std::filesystem::path& program, const std::vector<std::wstring>& arguments, DWORD flags)
+Console::Console()
+{
+    FreeConsole();
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    if (AllocConsole())
+        screen_ = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+                              OPEN_EXISTING, 0, nullptr);
+    if (screen_ == nullptr || screen_ == INVALID_HANDLE_VALUE)
+        throw std::runtime_error("no console can be had");
+}
+
+Console::~Console()
+{
+    CloseHandle(screen_);
+    FreeConsole();
+    AttachConsole(ATTACH_PARENT_PROCESS);
+}
+
+std::wstring Console::firstLine() const
+{
+    std::wstring line(60, L' ');
+    DWORD read = 0;
+    ReadConsoleOutputCharacterW(screen_, line.data(), static_cast<DWORD>(line.size()), COORD{0, 0}, &read);
+    line.resize(line.find_last_not_of(L' ', read) + 1);
+    return line;
+}
+
+Program::Program(const std::filesystem::path& program, const std::vector<std::wstring>& arguments, DWORD flags,
+                 const Console* console)
 {
     static int number = 0;
     const std::wstring name = L"output-" + std::to_wstring(++number);
@@ -53,12 +81,13 @@ Program::Program(const std::filesystem::path& program, const std::vector<std::ws
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     start.hStdOutput = inheritedFile(outFile_);
-    start.hStdError = inheritedFile(errFile_);
+    const HANDLE errors = inheritedFile(errFile_);
+    start.hStdError = console != nullptr ? console->screen() : errors;
     PROCESS_INFORMATION process{};
     const BOOL started = CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, flags, nullptr,
                                         nullptr, &start, &process);
     CloseHandle(start.hStdOutput);
-    CloseHandle(start.hStdError);
+    CloseHandle(errors);
     if (!started)
         throw std::runtime_error("cannot start " + TravikTest::utf8(program.wstring()));
     CloseHandle(process.hThread);
@@ -71,6 +100,22 @@ Program::~Program()
     if (WaitForSingleObject(process_, 0) != WAIT_OBJECT_0)
         TerminateProcess(process_, 9);
     CloseHandle(process_);
+}
+
+void Program::pressCtrlC() const
+{
+    // One console at a time: ours, if there is one, is given up meanwhile.
+    FreeConsole();
+    if (!AttachConsole(id_))
+        throw std::runtime_error("the program's console cannot be entered, error " + std::to_string(GetLastError()));
+    SetConsoleCtrlHandler(nullptr, TRUE); // not for us
+    const BOOL sent = GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+    Sleep(100); // it comes on a thread of its own
+    FreeConsole();
+    AttachConsole(ATTACH_PARENT_PROCESS);
+    SetConsoleCtrlHandler(nullptr, FALSE);
+    if (!sent)
+        throw std::runtime_error("Ctrl-C cannot be sent");
 }
 
 std::string Program::outSoFar() const

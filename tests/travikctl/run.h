@@ -23,16 +23,37 @@ struct Outcome
     std::string all() const { return "exit code " + std::to_string(exitCode) + "\n" + out + err; }
 };
 
-/// A program with its output in files of the scratch folder.
+/// A console of this process's own, in place of one that it may have.
+class Console
+{
+public:
+    Console();
+    ~Console();
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+
+    /// For programs to write to.
+    HANDLE screen() const { return screen_; }
+    /// The first line of what it shows.
+    std::wstring firstLine() const;
+
+private:
+    HANDLE screen_ = nullptr;
+};
+
+/// A program with its output in files of the scratch folder; the error output goes to the console if there is one.
 class Program
 {
 public:
-    Program(const std::filesystem::path& program, const std::vector<std::wstring>& arguments, DWORD flags = 0);
+    Program(const std::filesystem::path& program, const std::vector<std::wstring>& arguments, DWORD flags = 0,
+            const Console* console = nullptr);
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    DWORD id() const { return id_; }
+    /// As if the user pressed Ctrl-C; for a program that was started with CREATE_NO_WINDOW, which has a console of its
+    /// own that nobody sees.
+    void pressCtrlC() const;
     /// What it has written so far.
     std::string outSoFar() const;
     Outcome wait(std::chrono::milliseconds limit = std::chrono::seconds(60));

@@ -57,10 +57,13 @@ TEST_F(TravikctlRunning, startTellsTheMachinesOwnFailure)
 
 TEST_F(TravikctlRunning, whatNeedsARunningMachineSaysSo)
 {
-    for (const wchar_t* verb : {L"stop", L"resume", L"watch"}) {
-        EXPECT_TRUE(failed(travikctl({verb, player()}), 1, {"the machine Player does not run", "Start it first."}));
-        EXPECT_TRUE(failedAsJson(travikctlJson({verb, player()}), 1, "", "", ""));
-    }
+    const std::vector<std::string> texts{"the machine Player does not run", "Start it first."};
+    EXPECT_TRUE(failed(travikctl({L"stop", player()}), 1, texts));
+    EXPECT_TRUE(failedAsJson(travikctlJson({L"stop", player()}), 1, "", "", ""));
+    EXPECT_TRUE(failed(travikctl({L"resume", player()}), 1, texts));
+    EXPECT_TRUE(failedAsJson(travikctlJson({L"resume", player()}), 1, "", "", ""));
+    EXPECT_TRUE(failed(travikctl({L"watch", player()}), 1, texts));
+    EXPECT_TRUE(failedAsJson(travikctlJson({L"watch", player()}), 1, "", "", ""));
     EXPECT_TRUE(failed(travikctl({L"state", L"--console", player()}), 1, {"does not run"}));
     expectRefused({L"state", L"none"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
 }
@@ -75,6 +78,8 @@ TEST_F(TravikctlRunning, resumeLetsAPausedMachineRunOn)
     ASSERT_TRUE(succeeded(run));
     EXPECT_EQ(run.out, "Resumed Player.\n");
     EXPECT_EQ(stateOf(player()), "running");
+    vboxsim({L"pause", player()});
+    EXPECT_EQ(travikctlJson({L"resume", player()}).json(), (json{{"resumed", "Player"}}));
 }
 
 TEST_F(TravikctlRunning, watchPrintsStatesAndErrorsUntilTheMachineIsOff)

@@ -16,16 +16,49 @@ TEST_F(TravikctlTour, isComplete)
     EXPECT_EQ(travikctlJson({L"list"}).json()["machines"].size(), Machines::count) << "nothing is left";
 }
 
-TEST_F(TravikctlTour, failsWhenAStepIsNotTrueAndCleansUp)
+TEST_F(TravikctlTour, isJsonToo)
 {
-    vboxsim({L"fail", L"IConsole::Resume", L"0x80004005", L"--times", L"1"});
     const Outcome run = travikctlJson({L"tour"});
-    EXPECT_EQ(run.exitCode, 7) << run.all();
-    EXPECT_EQ(run.json()["complete"], false);
-    const json rows = run.json()["tour"];
-    ASSERT_FALSE(rows.empty());
-    EXPECT_EQ(rows.back()["subject"], "pause");
-    EXPECT_EQ(rows.back()["holds"], false);
-    EXPECT_EQ(travikctl({L"folder", L"get"}).out, utf8(world().machineFolder().wstring()) + "\n");
-    EXPECT_EQ(travikctlJson({L"list"}).json()["machines"].size(), Machines::count) << "nothing is left";
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_EQ(run.json()["complete"], true);
+    std::vector<std::string> subjects;
+    for (const json& row : run.json().value("tour", json::array())) {
+        EXPECT_EQ(row["holds"], true) << row;
+        if (subjects.empty() || subjects.back() != row["subject"])
+            subjects.push_back(row["subject"]);
+    }
+    EXPECT_THAT(subjects, testing::ElementsAre("connection", "appliance", "names", "creation", "cloning", "settings",
+                                               "disks", "port forwarding", "shared folders", "guest properties",
+                                               "audio and host", "reconnection", "start", "pause", "runtime errors",
+                                               "failures", "stop", "deletion"));
+}
+
+class TravikctlTourFault : public TravikctlTest
+{
+protected:
+    /// Runs the tour, which must end in this subject with a row that does not hold, and leave nothing.
+    void endsIn(const std::string& subject, const std::string& row)
+    {
+        const Outcome run = travikctlJson({L"tour"});
+        EXPECT_EQ(run.exitCode, 7) << run.all();
+        EXPECT_EQ(run.json()["complete"], false);
+        const json rows = run.json()["tour"];
+        ASSERT_FALSE(rows.empty());
+        EXPECT_EQ(rows.back(), (json{{"subject", subject}, {"verified", row}, {"holds", false}}));
+        EXPECT_EQ(travikctl({L"folder", L"get"}).out, utf8(world().machineFolder().wstring()) + "\n");
+        EXPECT_EQ(travikctlJson({L"list"}).json()["machines"].size(), Machines::count) << "nothing is left";
+    }
+};
+
+TEST_F(TravikctlTourFault, anOperationFails)
+{
+    vboxsim({L"fail", L"IMachine::SetGuestProperty", L"0x80004005", L"--times", L"1"});
+    endsIn("guest properties", "the step failed");
+}
+
+TEST_F(TravikctlTourFault, aStatementIsNotTrue)
+{
+    // The third size is the one that must be refused as invalid, and not in any other way.
+    vboxsim({L"fail", L"IMachine::put_MemorySize", L"0x80004005", L"--times", L"1", L"--after", L"2"});
+    endsIn("settings", "a machine without memory is refused");
 }

@@ -20,6 +20,9 @@ struct Context
     std::chrono::milliseconds lockWait; ///< from --wait-lock
     int exitCode = ExitCode::Done;      ///< of a verb that ran to its end
 
+    /// For the connection: a server that cannot be started within this time will not start later.
+    Travik::Deadline connectionDeadline() const { return Travik::Deadline(deadline.left(std::chrono::seconds(20))); }
+
     /// Ends a wait by Interrupted after Ctrl-C.
     Travik::OnWait onWait() const;
 

@@ -81,7 +81,7 @@ void import(Context& context, const std::string& file)
     // The library hands no machine out: what is new in the list came from the appliance.
     Json machines = Json::array();
     for (const MachineEntry& entry : listMachines(context.vbox)) {
-        if (before.count(entry.uuid) == 0)
+        if (!before.contains(entry.uuid))
             machines.push_back({{"name", toUtf8(entry.name)}, {"uuid", toUtf8(entry.uuid)}});
     }
     context.out.table("imported", {"name", "uuid"}, machines);

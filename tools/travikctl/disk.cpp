@@ -92,7 +92,7 @@ void current(Context& context, const DiskOptions& options)
     const auto medium = context.ask<ScopedMedium>(&VBoxInstanceImpl::getCurrentMedium, machine,
                                                   fromUtf8(options.controller), options.port, options.device);
     if (medium == 0)
-        throw CommandError(ExitCode::NotFound, "the drive is empty");
+        throw CommandError(ExitCode::NotFound, "the drive is empty", "Other places have other --port and --device.");
     print(context, medium);
 }
 

@@ -2,6 +2,9 @@
 
 #include <travik/scoped_handle.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "terminal.h"
 #include "text.h"
 
@@ -26,14 +29,13 @@ struct Advice
     const char* hint;
 };
 
-/// The first row that fits counts.
+/// The first row that fits counts; the last one fits always.
 const Advice advices[] = {
     {0, 0x80040154, ExitCode::Unreachable,
      "VirtualBox, or the build of it that this library drives, is not installed here. 'travikctl doctor' tells more."},
     {0, 0x80080005, ExitCode::Unreachable,
      "The VirtualBox server could not be started: an older one may be going down, or run under another user or "
-     "elevation. "
-     "Close VirtualBox and try again; 'travikctl doctor' tells more."},
+     "elevation. Close VirtualBox and try again; 'travikctl doctor' tells more."},
     {0, 0x80004002, ExitCode::Unreachable,
      "The VirtualBox that answers is of another version or build than this library drives. Run 'travikctl doctor'."},
     {FindMachineFail, 0x80BB0001, ExitCode::NotFound,
@@ -87,28 +89,29 @@ const Advice advices[] = {
      "A settings file of this name exists already, or the name is not good for a file. 'travikctl name' gives a free "
      "name."},
     {ApplianceReadFail, 0, ExitCode::Refused, "The appliance must be an .ova or .ovf file that is complete."},
+    {MachineDeleteConfigFail, 0, ExitCode::Refused,
+     "The machine is no longer registered, but files of it could not be deleted. Delete what is left of its folder."},
     {MachineUnregisterFail, 0x80BB0002, ExitCode::Refused, "Stop the machine first."},
     {0, 0x80BB0002, ExitCode::Refused,
      "The machine is not in a state that allows this; 'travikctl state' shows it. Most settings change only while it "
      "is off."},
     {0, 0x80BB0007, ExitCode::Refused, "Another program works on it, or it is in a state that does not allow this."},
-    {0, 0x80BB0001, ExitCode::NotFound, ""},
+    {0, 0x80BB0001, ExitCode::NotFound, "VirtualBox does not know it."},
     {0, 0x80070005, ExitCode::Refused,
      "The object is no longer usable, or the machine's settings file is missing or damaged; 'travikctl list' marks "
-     "such "
-     "machines."},
+     "such machines."},
     {0, 0x80070057, ExitCode::Refused, "VirtualBox does not accept one of the values."},
     {0, 0x8001010E, ExitCode::Refused, "The library was called from another thread than the one that it started on."},
+    {InitVboxComFail, 0, ExitCode::Unreachable, "VirtualBox could not be reached. Run 'travikctl doctor'."},
+    {0, 0, ExitCode::Refused, "VirtualBox gives no reason. Its own log may; --log FILE shows what was asked of it."},
 };
 
-const Advice* adviceFor(const SdkError& error)
+const Advice& adviceFor(const SdkError& error)
 {
-    for (const Advice& advice : advices) {
-        if ((advice.code == 0 || advice.code == error.code()) &&
-            (advice.result == 0 || advice.result == error.result()))
-            return &advice;
-    }
-    return nullptr;
+    return *std::find_if(std::begin(advices), std::end(advices) - 1, [&error](const Advice& advice) {
+        return (advice.code == 0 || advice.code == error.code()) &&
+               (advice.result == 0 || advice.result == error.result());
+    });
 }
 
 Failure describe(const SdkError& error)
@@ -129,12 +132,10 @@ Failure describe(const SdkError& error)
         failure.hint =
             "The VirtualBox server, or the machine's process, went away. Run the command again: it is started "
             "anew.";
-    } else if (const Advice* advice = adviceFor(error)) {
-        failure.exitCode = advice->exitCode;
-        failure.hint = advice->hint;
-    } else if (error.code() == InitVboxComFail) {
-        failure.exitCode = ExitCode::Unreachable;
-        failure.hint = "VirtualBox could not be reached. Run 'travikctl doctor'.";
+    } else {
+        const Advice& advice = adviceFor(error);
+        failure.exitCode = advice.exitCode;
+        failure.hint = advice.hint;
     }
     return failure;
 }
@@ -157,11 +158,13 @@ Failure describe(std::exception_ptr exception)
     } catch (const Interrupted&) {
         failure.exitCode = ExitCode::Interrupted;
         failure.text = "interrupted";
+        failure.hint = "What VirtualBox has begun it goes on with; locks were given back.";
     } catch (const std::exception& error) {
         failure.text = error.what();
         failure.hint = "The file system or the system refused; the text is its own.";
     } catch (...) {
         failure.text = "the library ran out of memory for a COM string";
+        failure.hint = "Close other programs and try again.";
     }
     return failure;
 }

@@ -17,6 +17,25 @@ const char* const footer =
     R"(Exit codes: 0 done, 1 refused or failed, 2 wrong command line, 3 no such thing, 4 time-out, 5 locked,
 6 VirtualBox cannot be reached, 7 doctor or tour found a problem, 130 Ctrl-C.)";
 
+/// In the help of all verbs, those of a group stand like the others, each by its whole name.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_expanded(const CLI::App* verb) const override
+    {
+        const std::vector<const CLI::App*> ownVerbs = verb->get_subcommands({});
+        if (ownVerbs.empty()) {
+            const CLI::App* group = verb->get_parent();
+            return (group->get_parent() != nullptr ? group->get_name() + " " : "") +
+                   CLI::Formatter::make_expanded(verb);
+        }
+        std::string text;
+        for (const CLI::App* ownVerb : ownVerbs)
+            text += (text.empty() ? "" : "\n") + make_expanded(ownVerb);
+        return text;
+    }
+};
+
 void addOptions(CLI::App& app, Options& options)
 {
     app.add_flag("--json", options.json, "Print one JSON object, also for a failure");
@@ -88,7 +107,7 @@ int run(const Options& options, const Verb& verb)
     const Attendant attendant(duties(options, verb));
     try {
         if (verb.needsVirtualBox)
-            Travik::connect(vbox, context.deadline, context.onWait());
+            Travik::connect(vbox, context.connectionDeadline(), context.onWait());
         verb.action(context);
         out.finish();
     } catch (...) {
@@ -98,20 +117,36 @@ int run(const Options& options, const Verb& verb)
     return context.exitCode;
 }
 
-/// CLI11's own texts, with our exit code.
+/// CLI11's text, and better words for a verb that is missing or unknown.
+std::string problemOf(const CLI::App& app, const CLI::App& last, const CLI::ParseError& error)
+{
+    const std::vector<const CLI::App*> verbs = last.get_subcommands({});
+    if (verbs.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError))
+        return error.what();
+    const std::vector<std::string> unknown = app.remaining(true);
+    return unknown.empty() ? "a verb is missing" : "there is no verb '" + unknown.front() + "'";
+}
+
+/// Help that was asked for, or what is wrong with the command line.
 int explain(const CLI::App& app, const CLI::ParseError& error, bool json)
 {
     std::ostringstream out, problem;
-    const int code = app.exit(error, out, problem);
-    writeOut(out.str());
-    if (code == 0)
+    if (app.exit(error, out, problem) == 0) {
+        writeOut(out.str());
         return ExitCode::Done;
-    if (!json) {
-        writeError(problem.str());
-        return ExitCode::Usage;
     }
-    return reportFailure(
-        std::make_exception_ptr(CommandError(ExitCode::Usage, error.what(), "See 'travikctl --help'.")), json);
+    std::string command = app.get_name();
+    const CLI::App* last = &app;
+    while (!last->get_subcommands().empty()) {
+        last = last->get_subcommands().front();
+        command += " " + last->get_name();
+    }
+    const std::string text = problemOf(app, *last, error);
+    const std::string hint = "See '" + command + " --help'.";
+    if (json)
+        return reportFailure(std::make_exception_ptr(CommandError(ExitCode::Usage, text, hint)), json);
+    writeError(command + ": " + text + "\n" + hint + "\n");
+    return ExitCode::Usage;
 }
 
 } // namespace
@@ -128,6 +163,7 @@ int wmain(int count, wchar_t** values)
     app.require_subcommand(1);
     app.set_help_all_flag("--help-all", "Print the help of all verbs and exit");
     app.footer(footer);
+    app.formatter(std::make_shared<HelpFormatter>()); // the verbs take it over
     Options options;
     addOptions(app, options);
     Verbs verbs(app);

@@ -18,7 +18,9 @@ void get(Context& context, const PropertyOptions& options)
     std::int64_t timestamp = 0;
     context.check(context.vbox.getGuestProperty(machine, fromUtf8(options.name), &value, &timestamp, &flags));
     if (value.empty() && timestamp == 0)
-        throw CommandError(ExitCode::NotFound, "the machine has no property " + options.name);
+        throw CommandError(
+            ExitCode::NotFound, "the machine has no property " + options.name,
+            "Names are case-sensitive and usually begin with a slash, as in /VirtualBox/GuestInfo/Net/Count.");
     context.out.fields(
         "property",
         {{"name", options.name}, {"value", toUtf8(value)}, {"timestamp", timestamp}, {"flags", toUtf8(flags)}});

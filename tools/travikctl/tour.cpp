@@ -1,5 +1,7 @@
 // The whole life of a machine against the stand-in, told as a story; every subsystem of the library once.
 
+#include <fstream>
+
 #include "names.h"
 #include "terminal.h"
 #include "tour_world.h"
@@ -68,6 +70,8 @@ private:
     }
     std::wstring folderOf(const std::wstring& name) const;
     std::wstring diskOf(VBoxHandle machine) const;
+    /// Whether the machine's settings file has this attribute at this element: not all can be read back otherwise.
+    bool isSaved(const std::wstring& name, const std::string& element, const std::string& attribute) const;
     std::uint32_t stateOf(const std::wstring& name) const;
     /// Waits for an event; false when it does not come.
     bool comes(const std::function<bool(const EventData&)>& wanted);
@@ -89,6 +93,19 @@ private:
 
 const std::wstring controller = L"SATA";
 
+/// For people: the subject only on the first of its rows.
+Json withSubjectsOnce(Json rows)
+{
+    std::string last;
+    for (Json& row : rows) {
+        const std::string subject = row["subject"];
+        if (subject == last)
+            row["subject"] = "";
+        last = subject;
+    }
+    return rows;
+}
+
 const std::vector<Tour::Step>& Tour::steps()
 {
     static const std::vector<Step> steps{
@@ -102,7 +119,8 @@ const std::vector<Tour::Step>& Tour::steps()
         {"port forwarding", "Host ports lead into the guest.", &Tour::forwardPorts},
         {"shared folders", "The guest is to see a folder of the host.", &Tour::shareFolders},
         {"guest properties", "A message for the guest.", &Tour::useProperties},
-        {"audio and host", "Sound is switched off; the host tells what its processor can do.", &Tour::askDevices},
+        {"audio and host", "Sound is switched on and off; the host tells what its processor can do.",
+         &Tour::askDevices},
         {"reconnection", "VirtualBox's server dies in the middle of a call.", &Tour::loseTheServer},
         {"start", "The machine starts, in a process of its own.", &Tour::startMachine},
         {"pause", "The stand-in pauses it, as a sleeping host would; we let it run on.", &Tour::pauseAndResume},
@@ -161,7 +179,7 @@ void Tour::run()
     leave();
     if (!context_.out.json())
         writeOut("\nVerified on this tour:\n\n");
-    context_.out.table("tour", {"subject", "verified", "holds"}, rows_);
+    context_.out.table("tour", {"subject", "verified", "holds"}, context_.out.json() ? rows_ : withSubjectsOnce(rows_));
     context_.out.done(whole ? "\nThe tour is complete: everything it states holds." : "\nThe tour is not complete.",
                       {{"complete", whole}});
     if (!whole)
@@ -205,6 +223,16 @@ std::wstring Tour::diskOf(VBoxHandle machine) const
 {
     const auto medium = context_.ask<ScopedMedium>(&VBoxInstanceImpl::getCurrentMedium, machine, controller, 0, 0);
     return context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumLocation, medium);
+}
+
+bool Tour::isSaved(const std::wstring& name, const std::string& element, const std::string& attribute) const
+{
+    const std::wstring file = context_.ask<std::wstring>(&VBoxInstanceImpl::composeMachineFilename, name);
+    std::ifstream stream(std::filesystem::path(file), std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    const std::size_t begin = text.find("<" + element + " ");
+    return begin != std::string::npos &&
+           text.substr(begin, text.find('>', begin) - begin).find(" " + attribute) != std::string::npos;
 }
 
 std::uint32_t Tour::stateOf(const std::wstring& name) const
@@ -310,6 +338,8 @@ void Tour::editSettings()
     verify(fails(vbox_.setMachineMemory(session.machine(), 0), SetMachineMemoryFail, 0x80070057),
            "a machine without memory is refused");
     session.unlock();
+    verify(isSaved(copy_, "CPU", R"(count="4")") && isSaved(copy_, "Memory", R"(RAMSize="1024")"),
+           "its settings file has the 4 processors and 1024 MB");
     const ScopedMachine machine = find(copy_);
     verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getMachineExtraData, machine, L"tour/owner") == L"健吾",
            "the owner in the extra data reads 健吾");
@@ -404,9 +434,13 @@ void Tour::askDevices()
     LockedSession session = lock(copy_, LockType::Write);
     {
         const auto adapter = context_.ask<ScopedAudioAdapter>(&VBoxInstanceImpl::getAudioAdapter, session.machine());
+        context_.check(vbox_.setAudioAdapterEnabled(adapter, 1));
+        session.save();
+        const bool on = isSaved(copy_, "AudioAdapter", R"(enabled="true")");
         context_.check(vbox_.setAudioAdapterEnabled(adapter, 0));
+        session.save();
+        verify(on && !isSaved(copy_, "AudioAdapter", R"(enabled="true")"), "the settings file follows the switch");
     }
-    session.save();
     const auto host = context_.ask<ScopedHost>(&VBoxInstanceImpl::getHost);
     verify(context_.ask<std::uint32_t>(&VBoxInstanceImpl::hostGetProcessorFeature, host, ProcessorFeature::LongMode) ==
                1,

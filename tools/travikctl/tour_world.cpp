@@ -62,7 +62,7 @@ std::string runVBoxSim(const std::vector<std::wstring>& arguments)
     CloseHandle(writing);
     if (!started) {
         CloseHandle(reading);
-        throw CommandError(ExitCode::Refused, "vboxsim.exe could not be started");
+        throw CommandError(ExitCode::Refused, "vboxsim.exe could not be started", "Build or unpack it anew.");
     }
     const std::string output = readAll(reading);
     WaitForSingleObject(process.hProcess, INFINITE);
@@ -72,7 +72,8 @@ std::string runVBoxSim(const std::vector<std::wstring>& arguments)
     CloseHandle(process.hProcess);
     CloseHandle(reading);
     if (exitCode != 0)
-        throw CommandError(ExitCode::Refused, "vboxsim " + toUtf8(arguments.front()) + " failed: " + output);
+        throw CommandError(ExitCode::Refused, "vboxsim " + toUtf8(arguments.front()) + " failed: " + output,
+                           "Run that command alone; 'vboxsim status' tells what the stand-in is doing.");
     return output;
 }
 
@@ -307,5 +308,6 @@ void writeAppliance(const std::filesystem::path& file, const std::string& machin
            << std::string(2 * sector, '\0');
     stream.close();
     if (!stream)
-        throw CommandError(ExitCode::Refused, "cannot write " + toUtf8(file.wstring()));
+        throw CommandError(ExitCode::Refused, "cannot write " + toUtf8(file.wstring()),
+                           "The folder for temporary files must be writable and have some space.");
 }
