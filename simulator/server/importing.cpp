@@ -94,6 +94,12 @@ std::uint32_t controllerType(const StorageBusLimits& bus, const std::wstring& na
     return fits ? found->second : bus.defaultType;
 }
 
+/// No memory, or whatever else hostile input brings about: it fails the operation, not the server.
+Failure unexpectedFailure(const std::exception& error)
+{
+    return Failure(Result::fail, L"The appliance cannot be handled: " + fromUtf8(std::string_view(error.what())));
+}
+
 /// Makes the settings of one machine from its description.
 class MachineMaker
 {
@@ -103,8 +109,8 @@ public:
         : description_(description), system_(system), ovf_(ovf), options_(options)
     {}
 
-    /// `disks` are the media by the identifiers that the descriptor gives the disks.
-    MachineSettings make(const std::wstring& file, const std::map<std::string, MediumRecord>& disks)
+    /// `disks` are the media by the target paths that the description gives the disks.
+    MachineSettings make(const std::wstring& file, const std::map<std::wstring, MediumRecord>& disks)
     {
         disks_ = &disks;
         if (!fromVirtualBox(file))
@@ -148,12 +154,18 @@ private:
         dropSnapshots(settings_);
         settings_.hardwareId.clear();
         settings_.stateFile.clear();
+        settings_.snapshotFolder = L"Snapshots"; // another one would lead out of the machine's folder
         settings_.aborted = false;
         settings_.media.clear();
+        std::size_t diskCount = 0;
         std::map<std::wstring, const MediumRecord*> byOldId;
-        for (const OvfDisk& disk : ovf_.disks) {
-            const auto made = disks_->find(disk.id);
-            const auto oldId = parseUuid(fromUtf8(std::string_view(disk.uuid)));
+        for (const DescriptionEntry& entry : description_.entries) {
+            if (entry.type != DescriptionType::HardDiskImage || !entry.enabled)
+                continue;
+            ++diskCount;
+            const OvfDisk* disk = ovf_.findDisk(toUtf8(std::wstring_view(entry.reference)));
+            const auto made = disks_->find(entry.suggested);
+            const auto oldId = disk ? parseUuid(fromUtf8(std::string_view(disk->uuid))) : std::nullopt;
             if (oldId && made != disks_->end())
                 byOldId[*oldId] = &made->second;
         }
@@ -164,6 +176,7 @@ private:
                 if (found != byOldId.end()) {
                     attachment.medium = found->second->id;
                     settings_.media.push_back(*found->second);
+                    byOldId.erase(found);
                 }
             }
             constexpr std::uint32_t hardDisk = 3;
@@ -171,6 +184,8 @@ private:
                 return attachment.type == hardDisk && attachment.medium.empty();
             });
         }
+        if (settings_.media.size() != diskCount)
+            return false; // the two descriptions disagree, and no disk may be left without a machine
         for (NetworkAdapterSettings& adapter : settings_.adapters)
             if (!options_.keepAllMacs && !(options_.keepNatMacs && adapter.attachment == 1))
                 adapter.mac = newMacAddress();
@@ -252,35 +267,36 @@ private:
 
     void addDrive(const DescriptionEntry& entry, std::uint32_t deviceType)
     {
+        constexpr std::uint32_t hardDisk = 3;
         const auto place = parseDrivePlace(entry.extra);
         const auto name = place ? controllers_.find(place->controller) : controllers_.end();
-        if (name == controllers_.end())
+        StorageControllerSettings* controller = name == controllers_.end() ? nullptr : controllerNamed(name->second);
+        const StorageBusLimits* bus = controller ? storageBus(controller->bus) : nullptr;
+        if (!bus || place->channel / bus->devicesPerPort >= bus->maxPorts) {
+            // An empty drive is no loss; a disk would be left without a machine.
+            if (deviceType == hardDisk)
+                throw Failure(Result::invalidArgument,
+                              L"There is no place for the disk '" + entry.reference + L"' at '" + entry.extra + L"'");
             return;
-        StorageControllerSettings& controller = *controllerNamed(name->second);
-        const StorageBusLimits& bus = *storageBus(controller.bus);
+        }
         AttachmentSettings attachment;
         attachment.type = deviceType;
-        attachment.port = static_cast<std::int32_t>(place->channel / bus.devicesPerPort);
-        attachment.device = static_cast<std::int32_t>(place->channel % bus.devicesPerPort);
-        const std::uint32_t ports = static_cast<std::uint32_t>(attachment.port) + 1;
-        if (ports > bus.maxPorts)
-            return;
-        controller.portCount = std::max(controller.portCount, ports);
-        if (deviceType == 3) {
-            const auto disk = disks_->find(toUtf8(std::wstring_view(entry.reference)));
-            if (disk == disks_->end())
-                return;
-            attachment.medium = disk->second.id;
-            settings_.media.push_back(disk->second);
+        attachment.port = static_cast<std::int32_t>(place->channel / bus->devicesPerPort);
+        attachment.device = static_cast<std::int32_t>(place->channel % bus->devicesPerPort);
+        controller->portCount = std::max(controller->portCount, static_cast<std::uint32_t>(attachment.port) + 1);
+        if (deviceType == hardDisk) {
+            const MediumRecord& disk = disks_->at(entry.suggested);
+            attachment.medium = disk.id;
+            settings_.media.push_back(disk);
         }
-        controller.attachments.push_back(attachment);
+        controller->attachments.push_back(attachment);
     }
 
     const SystemDescription& description_;
     const OvfSystem& system_;
     const OvfDescriptor& ovf_;
     const Options& options_;
-    const std::map<std::string, MediumRecord>* disks_ = nullptr;
+    const std::map<std::wstring, MediumRecord>* disks_ = nullptr;
     std::map<std::size_t, std::wstring> controllers_; ///< by the index of their entries
     MachineSettings settings_;
 };
@@ -318,6 +334,8 @@ public:
             imported = appliance_->importDisks(disks_, created, reporter(1));
         } catch (const StorageError& error) {
             failure = error.fault() == Fault::Canceled ? canceledFailure() : failureOf(error);
+        } catch (const std::exception& error) {
+            failure = unexpectedFailure(error);
         }
         const WorldLock lock(worldMutex());
         if (!failure)
@@ -347,13 +365,14 @@ private:
     {
         World& world = World::instance();
         std::vector<MachinePtr> made;
-        std::map<std::string, MediumRecord> disks;
-        for (const ImportedDisk& disk : imported) {
+        std::map<std::wstring, MediumRecord> disks;
+        for (std::size_t i = 0; i < imported.size(); ++i) {
+            const ImageInfo& info = imported[i].info;
             MediumRecord record;
-            record.id = disk.info.uuid.isNull() ? newUuid() : fromUuid(disk.info.uuid);
-            record.location = disk.file.wstring();
-            record.format = formatName(disk.info.format);
-            disks[disk.diskId] = record;
+            record.id = info.uuid.isNull() ? newUuid() : fromUuid(info.uuid);
+            record.location = imported[i].file.wstring();
+            record.format = formatName(info.format);
+            disks[disks_[i].target.wstring()] = record;
         }
         try {
             for (const SystemDescription& description : systems_) {
@@ -376,6 +395,9 @@ private:
         } catch (const Failure& failure) {
             rollBack(made);
             return failure;
+        } catch (const std::exception& error) {
+            rollBack(made);
+            return unexpectedFailure(error);
         }
         data_->machines.clear();
         for (const MachinePtr& machine : made)
@@ -426,6 +448,8 @@ ProgressPtr readAppliance(const AppliancePtr& data, const std::wstring& file)
             read = std::make_shared<const Appliance>(file);
         } catch (const StorageError& error) {
             failure = failureOf(error);
+        } catch (const std::exception& error) {
+            failure = unexpectedFailure(error);
         }
         const WorldLock lock(worldMutex());
         if (!failure && progress->isCanceled())

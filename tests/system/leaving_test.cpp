@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "harness/system_test.h"
+#include "scratch.h"
 
 namespace TravikTest {
 namespace {
@@ -24,6 +25,40 @@ void holdEverything(VBoxInstanceImpl& sdk)
     check(sdk, sdk.getNATEngine(adapter, &handle));
     check(sdk, sdk.getAudioAdapter(machine, &handle));
     check(sdk, sdk.getHost(&handle));
+}
+
+/// An object of each of the thirteen tables, of a machine that runs.
+void holdOneOfEveryTable(VBoxInstanceImpl& sdk)
+{
+    const Deadline deadline{milliseconds(20'000)};
+    VBoxHandle machine = 0;
+    VBoxHandle progress = 0;
+    check(sdk, sdk.findMachine(Machines::worker, &machine));
+    check(sdk, sdk.launchVMProcess(machine, L"headless", {L""}, &progress));
+    waitFor(sdk, progress, deadline);
+    VBoxHandle console = 0;
+    VBoxHandle source = 0;
+    VBoxHandle listener = 0;
+    check(sdk, sdk.getConsole(&console));
+    check(sdk, sdk.getEventSource(console, &source));
+    check(sdk, sdk.eventSourceCreateListener(source, &listener));
+    check(sdk, sdk.eventSourceRegisterListener(source, listener,
+                                               {VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError}, 0));
+    Control().runtimeError(Machines::worker, true, L"id", L"pauses the machine first");
+    VBoxHandle event = 0;
+    VBoxHandle typed = 0;
+    check(sdk, sdk.eventSourceGetEvent(source, listener, 5'000, &event));
+    check(sdk, sdk.getEventSourceStateChangedEvent(event, &typed));
+    check(sdk, sdk.eventSourceGetEvent(source, listener, 5'000, &event));
+    check(sdk, sdk.getEventSourceRuntimeErrorEvent(event, &typed));
+    VBoxHandle handle = 0;
+    check(sdk, sdk.getNetworkAdapter(machine, 0, &handle));
+    check(sdk, sdk.getNATEngine(handle, &handle));
+    check(sdk, sdk.getAudioAdapter(machine, &handle));
+    check(sdk, sdk.getHost(&handle));
+    const std::filesystem::path disk = scratchFolder() / (std::to_wstring(GetCurrentProcessId()) + L".vdi");
+    writeVdi(disk, L"5d1f4b1e-0000-4000-8000-000000000077");
+    check(sdk, sdk.openMedium(disk.wstring(), true, &handle));
 }
 
 int leave(const RoleIo& io, Library& front)
@@ -49,6 +84,12 @@ const Role leaveUntouched(L"leave-untouched", [](const RoleIo& io) {
 const Role leaveHolding(L"leave-holding", [](const RoleIo& io) {
     Library front;
     holdEverything(front.instance());
+    return leave(io, front);
+});
+
+const Role leaveHoldingAll(L"leave-holding-all", [](const RoleIo& io) {
+    Library front;
+    holdOneOfEveryTable(front.instance());
     return leave(io, front);
 });
 
@@ -99,6 +140,26 @@ TEST_F(Leaving, HoldingObjectsByAnUncaughtException)
 TEST_F(Leaving, HoldingObjectsByUnloadingTheLibrary)
 {
     expectEnd(L"leave-holding", L"unload");
+}
+
+TEST_F(Leaving, HoldingOneObjectOfEveryTableByReturnFromMain)
+{
+    expectEnd(L"leave-holding-all", L"return");
+}
+
+TEST_F(Leaving, HoldingOneObjectOfEveryTableByExit)
+{
+    expectEnd(L"leave-holding-all", L"exit");
+}
+
+TEST_F(Leaving, HoldingOneObjectOfEveryTableByAnUncaughtException)
+{
+    expectEnd(L"leave-holding-all", L"exception");
+}
+
+TEST_F(Leaving, HoldingOneObjectOfEveryTableByUnloadingTheLibrary)
+{
+    expectEnd(L"leave-holding-all", L"unload");
 }
 
 TEST_F(Leaving, AfterReleasingEverything)

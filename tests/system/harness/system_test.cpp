@@ -55,6 +55,8 @@ std::wstring resultText(std::uint32_t result)
         return L"IPRTError";
     case Result::invalidObjectState:
         return L"InvalidObjectState";
+    case Result::notSupported:
+        return L"NotSupported";
     case Result::xmlError:
         return L"XMLError";
     case Result::objectInUse:

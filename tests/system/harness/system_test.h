@@ -27,6 +27,7 @@ inline constexpr std::uint32_t vmError = 0x80BB0003;
 inline constexpr std::uint32_t fileError = 0x80BB0004;
 inline constexpr std::uint32_t iprtError = 0x80BB0005;
 inline constexpr std::uint32_t invalidObjectState = 0x80BB0007;
+inline constexpr std::uint32_t notSupported = 0x80BB0009;
 inline constexpr std::uint32_t xmlError = 0x80BB000A;
 inline constexpr std::uint32_t objectInUse = 0x80BB000C;
 inline constexpr std::uint32_t unexpected = 0x8000FFFF;
