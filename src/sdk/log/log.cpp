@@ -17,6 +17,7 @@ namespace {
 // Some records are written without the instance's mutex (the wait for a progress, createVmName, the exported file
 // helper); two threads on one unguarded stream lose half of their records.
 std::mutex writerGuard;
+std::wstring headerBuffer; // of writeRecord, guarded by it: kept for its memory
 
 const wchar_t* levelText(std::uint32_t level)
 {
@@ -50,6 +51,19 @@ void writeText(std::wostream& stream, const std::wstring& text)
         stream << escapeForConsole(text) << std::flush;
 }
 
+/// Ends the previous record and writes the header of the next one, which buffer receives first: as one text, for each
+/// insertion into a stream has its price.
+void startRecord(std::wostream& stream, std::wstring& buffer, std::uint32_t level, std::int32_t line,
+                 std::wstring_view functionName)
+{
+    stream << L'\n' << std::flush;
+    buffer = L'[';
+    appendTimeStamp(buffer);
+    ((buffer += L"][") += levelText(level)) += L"] (";
+    (((buffer += functionName) += L") <") += recordText(line)) += L"> # ";
+    stream << buffer << std::flush;
+}
+
 void endLogFile()
 {
     logStream << L'\n' << std::flush;
@@ -61,20 +75,18 @@ void endLogFile()
 std::wostream& LogRecord::logRecord(std::uint32_t level, std::int32_t line, const std::wstring& functionName)
 {
     std::wostream& stream = destination();
-    stream << L'\n' << std::flush;
-    std::wstring header; // as one text: each insertion into a stream has its price
-    header.reserve(128);
-    ((((header += L'[') += timeStamp()) += L"][") += levelText(level)) += L"] (";
-    (((header += functionName) += L") <") += std::to_wstring(line)) += L"> # ";
-    stream << header << std::flush;
+    std::wstring header;
+    startRecord(stream, header, level, line, functionName);
     return stream;
 }
 
-void writeRecord(std::uint32_t level, std::int32_t line, const std::wstring& functionName, const std::wstring& text)
+void writeRecord(std::uint32_t level, std::int32_t line, std::wstring_view functionName, const std::wstring& text)
 {
     const std::lock_guard guard(writerGuard);
-    destination().clear(); // a full disk or a closed pipe costs the records it swallowed, not all later ones
-    writeText(LogRecord(level).logRecord(level, line, functionName), text);
+    std::wostream& stream = destination();
+    stream.clear(); // a full disk or a closed pipe costs the records it swallowed, not all later ones
+    startRecord(stream, headerBuffer, level, line, functionName);
+    writeText(stream, text);
 }
 
 void reopenLogFile(std::wstring path)
@@ -88,7 +100,7 @@ void reopenLogFile(std::wstring path)
     }
 }
 
-void initLogger(std::wstring suffix)
+void initLogger(std::wstring suffix) // NOLINT(performance-unnecessary-value-param): its signature is fixed
 {
     wchar_t buffer[260] = {};
     const DWORD length = GetModuleFileNameW(nullptr, buffer, static_cast<DWORD>(std::size(buffer)));

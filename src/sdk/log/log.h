@@ -4,6 +4,7 @@
 #include <ostream>
 #include <source_location>
 #include <string>
+#include <string_view>
 
 #include "log/log_stream.h"
 
@@ -53,7 +54,7 @@ private:
 };
 
 /// Writes one whole record. Any thread: a guard keeps records whole, and is held only while the text is written.
-void writeRecord(std::uint32_t level, std::int32_t line, const std::wstring& functionName, const std::wstring& text);
+void writeRecord(std::uint32_t level, std::int32_t line, std::wstring_view functionName, const std::wstring& text);
 
 /// Sends the log to the end of that file, unless it goes there already. A failure to open leaves the log on std::wcout.
 void reopenLogFile(std::wstring path);

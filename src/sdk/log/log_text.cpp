@@ -2,9 +2,8 @@
 
 #include <windows.h>
 
-#include <time.h>
-
 #include <algorithm>
+#include <ctime>
 #include <cwchar>
 
 namespace Travik {
@@ -128,23 +127,44 @@ std::wstring hexadecimal(std::uint32_t value)
 
 std::wstring timeStamp()
 {
-    wchar_t buffer[256] = {};
+    std::wstring text;
+    appendTimeStamp(text);
+    return text;
+}
+
+void appendTimeStamp(std::wstring& text)
+{
+    wchar_t buffer[32] = {};
     const __time64_t now = _time64(nullptr);
     _wctime64_s(buffer, std::size(buffer), &now);
-    std::wstring text = buffer;
-    std::erase(text, L'\n');
-    return text;
+    text.append(buffer, std::wcscspn(buffer, L"\n"));
 }
 
 void appendEncoded(std::string& bytes, std::wstring_view text, const std::locale& locale)
 {
-    const auto& codecvt = std::use_facet<Codecvt>(locale);
+    // The usual text is ASCII: as one piece, and without looking for the locale's facet, which costs more than the
+    // text.
+    const auto isPlain = [](wchar_t unit) { return unit < 0x80 && unit != L'\n'; };
+    const auto special = std::find_if_not(text.begin(), text.end(), isPlain);
+    const auto plain = static_cast<std::size_t>(special - text.begin());
+    bytes.resize(bytes.size() + plain);
+    std::transform(text.begin(), special, bytes.end() - static_cast<std::ptrdiff_t>(plain),
+                   [](wchar_t unit) { return static_cast<char>(unit); });
+    text.remove_prefix(plain);
+
+    const Codecvt* codecvt = nullptr;
     forEachCharacter(text, [&](std::wstring_view character) {
         if (character[0] == L'\n') {
             bytes += "\r\n";
-        } else if (character[0] < 0x80) {
+            return;
+        }
+        if (character[0] < 0x80) {
             bytes += static_cast<char>(character[0]);
-        } else if (!appendConverted(bytes, character, codecvt)) {
+            return;
+        }
+        if (codecvt == nullptr)
+            codecvt = &std::use_facet<Codecvt>(locale);
+        if (!appendConverted(bytes, character, *codecvt)) {
             for (const wchar_t unit : escaped(character))
                 bytes += static_cast<char>(unit);
         }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <charconv>
 #include <concepts>
 #include <cstdint>
+#include <iterator>
 #include <locale>
 #include <string>
 #include <string_view>
@@ -18,7 +20,9 @@ inline const std::wstring& recordText(const std::wstring& text)
 }
 std::wstring recordText(std::integral auto value)
 {
-    return std::to_wstring(value);
+    char digits[24]; // not std::to_wstring, which costs as much as a system call: it formats by the C runtime
+    char* const end = std::to_chars(digits, std::end(digits), value).ptr;
+    return {digits, end};
 }
 
 /// The arguments of a record, joined by " | ".
@@ -36,6 +40,7 @@ inline std::wstring joinArguments()
 
 /// The current local time as _wctime64_s writes it, 24 characters without the newline.
 std::wstring timeStamp();
+void appendTimeStamp(std::wstring& text);
 
 /// Appends the text as the locale's codecvt converts it, line ends as CR LF. A character that it cannot convert becomes
 /// \uXXXX, or \UXXXXXXXX beyond the basic plane.

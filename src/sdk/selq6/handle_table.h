@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <unordered_map>
 
 #include "travik/sdk_error.h"
@@ -75,7 +76,8 @@ private:
     }
 
     SdkErrorCode missing_;
-    std::unordered_map<VBoxHandle, Reference> entries_;
+    std::pmr::unsynchronized_pool_resource memory_; // an entry from the process's heap costs more than all else here
+    std::pmr::unordered_map<VBoxHandle, Reference> entries_{&memory_};
     VBoxHandle lastHandle_ = 0;
     VBoxHandle lastEvicted_ = 0;
 };

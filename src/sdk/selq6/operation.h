@@ -159,7 +159,7 @@ private:
     template <class Call>
     HRESULT unlocked(Call&& function)
     {
-        HRESULT result;
+        HRESULT result = S_OK;
         lock_.unlock();
         try {
             result = function();
