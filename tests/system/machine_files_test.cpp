@@ -209,9 +209,9 @@ TEST_F(MachineFiles, DifficultNamesAreKeptOrRefused)
     std::vector<std::wstring> kept;
     std::vector<std::wstring> notTaken;
     int number = 0;
-    for (const std::wstring& name : {std::wstring(L"blank at the end "), std::wstring(L"dot at the end."),
-                                     std::wstring(L" blank at the begin"), std::wstring(260, L'\u957f'),
-                                     std::wstring(200, L'x'), std::wstring(L"CON"), std::wstring(L"a<b>&\"c\"")}) {
+    for (const std::wstring& name :
+         {std::wstring(L"blank at the end "), std::wstring(L"dot at the end."), std::wstring(L" blank at the begin"),
+          std::wstring(260, L'\u957f'), std::wstring(200, L'x'), std::wstring(L"CON"), std::wstring(L"a<b>&\"c\"")}) {
         SCOPED_TRACE(utf8(name));
         const VBoxHandle machine = create(L"plain " + std::to_wstring(++number));
         if (sdk.setVmName(machine, name) == 0 && sdk.saveSettings(machine) == 0 && sdk.registerMachine(machine) == 0) {
