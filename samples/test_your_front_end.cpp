@@ -53,7 +53,7 @@ bool expect(const std::wstring& story, const std::wstring& answer, const std::ws
 void test(VBoxInstanceImpl& vbox, const std::vector<std::wstring>& arguments)
 {
     control = arguments[0];
-    const std::wstring name = arguments[1];
+    const std::wstring& name = arguments[1];
     bool passed = expect(L"an unknown machine", startMachine(vbox, L"nobody"), L"there is no machine of this name");
 
     simulate(L"fail IMachine::LaunchVMProcess 0x80BB0005 --times 1");

@@ -7,7 +7,7 @@ namespace Travik {
 
 /// Names one VirtualBox object inside the library. 0 is never handed out; a number means something only together with
 /// the kind of object it was handed out for. The caller gives it back through the release operation of its kind.
-typedef std::uint32_t VBoxHandle;
+using VBoxHandle = std::uint32_t;
 
 /// The failure results of VirtualBox and COM that the library can name; see VBoxInstanceImpl::toVBoxResultCode.
 enum VBoxResultCode : std::uint32_t

@@ -72,7 +72,7 @@ std::wstring safeFileName(const std::string& name, const std::wstring& fallback)
         // Keep the suffix: it tells the format.
         const std::size_t dot = safe.rfind(L'.');
         const std::wstring suffix = dot != std::wstring::npos && safe.size() - dot <= 10 ? safe.substr(dot) : L"";
-        safe = safe.substr(0, longestFileName - suffix.size()) + suffix;
+        safe.replace(longestFileName - suffix.size(), std::wstring::npos, suffix);
     }
     while (!safe.empty() && isBlankOrDot(safe.back()))
         safe.pop_back();

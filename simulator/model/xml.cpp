@@ -132,7 +132,7 @@ Element* append(Element* parent, const char* name)
 {
     Poco::AutoPtr<Element> made = parent->ownerDocument()->createElement(name);
     parent->appendChild(made);
-    return made;
+    return made; // NOLINT(clang-analyzer-cplusplus.NewDelete): the parent holds it now
 }
 
 void remove(Element* element)

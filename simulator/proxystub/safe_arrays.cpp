@@ -1,6 +1,7 @@
 // Marshalling of safe arrays for the proxies. oleaut32 does the work, but under Wine an unmarshalled array has lost its
 // features: its elements would never be released, and it has no interface identifier, so that it cannot be passed on.
 // What the wire form says is set again here. On Windows the array arrives whole and nothing is changed.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the system header asks for this very name
 #define _OLEAUT32_ // so that oleauto.h does not declare the functions below as imports
 #include <windows.h>
 

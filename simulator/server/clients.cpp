@@ -81,6 +81,7 @@ void Clients::watch(DWORD process)
     if (!watch.process)
         return; // not ours to watch; its references count as long as COM counts them
     RegisterWaitForSingleObject(&watch.wait, watch.process, &Clients::processEnded,
+                                // NOLINTNEXTLINE(performance-no-int-to-ptr): the context is the number, nothing points
                                 reinterpret_cast<void*>(static_cast<ULONG_PTR>(process)), INFINITE,
                                 WT_EXECUTEONLYONCE | WT_EXECUTELONGFUNCTION);
     watched_.emplace(process, watch);

@@ -19,14 +19,15 @@ bool underWine();
 class Counted
 {
 public:
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
     /// The process whose call made the object; 0 for objects made without one.
     DWORD client() const noexcept { return client_; }
 
 protected:
     Counted();
     ~Counted() { leaveCensus(); } // for a constructor that throws
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
 
     /// COM tells the first and the last reference from outside the process.
     void connected(bool now);

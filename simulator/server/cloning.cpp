@@ -83,7 +83,6 @@ public:
         operations.push_back({L"Saving the settings of '" + settings_.name + L"'", 1});
         progress_ =
             std::make_shared<ProgressData>(L"IMachine::CloneTo", L"Cloning machine", true, std::move(operations));
-        copyPerMegabyte_ = World::instance().scenario().times.copyPerMegabyte;
     }
 
     const ProgressPtr& progress() const { return progress_; }
@@ -292,7 +291,7 @@ private:
     std::map<std::wstring, std::wstring> newIds_;
     std::vector<std::wstring> made_;
     ProgressPtr progress_;
-    std::uint32_t copyPerMegabyte_ = 0;
+    std::uint32_t copyPerMegabyte_ = World::instance().scenario().times.copyPerMegabyte;
 };
 
 } // namespace

@@ -9,6 +9,7 @@ class ErrorInfo : public Object<ErrorInfo, IVirtualBoxErrorInfo, IErrorInfo>
 {
 public:
     ErrorInfo(Failure failure, std::wstring component, const GUID& interfaceId)
+        // NOLINTNEXTLINE(bugprone-throw-keyword-missing): the member is made here
         : failure_(std::move(failure)), component_(std::move(component)), interfaceId_(interfaceId)
     {}
 

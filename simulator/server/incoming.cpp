@@ -35,7 +35,7 @@ std::wstring describe(BSTR text)
     constexpr std::size_t longest = 200;
     std::wstring shown(text, SysStringLen(text));
     if (shown.size() > longest)
-        shown = shown.substr(0, longest) + L"...";
+        shown.replace(longest, std::wstring::npos, L"...");
     return L"\"" + shown + L"\"";
 }
 

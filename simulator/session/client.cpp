@@ -4,6 +4,8 @@
 
 #include <objbase.h>
 
+#include <new>
+
 namespace VBoxSim {
 
 Client::Client()
@@ -53,7 +55,9 @@ HRESULT Client::get_Session(ISession** session)
 {
     if (!session)
         return E_POINTER;
-    *session = new Session;
+    *session = new (std::nothrow) Session;
+    if (!*session)
+        return E_OUTOFMEMORY;
     (*session)->AddRef();
     return S_OK;
 }

@@ -84,6 +84,7 @@ TEST(DllFile, isLoadedWhereNobodyGuessesAndRunsNoData)
     EXPECT_TRUE(dll().characteristics() & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE);
     EXPECT_TRUE(dll().characteristics() & IMAGE_DLLCHARACTERISTICS_NX_COMPAT);
     EXPECT_TRUE(dll().hasRelocations());
+    EXPECT_FALSE(dll().hasWritableCode());
 }
 
 TEST(DllFile, tellsNothingOfTheMachineThatBuiltIt)

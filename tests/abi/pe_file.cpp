@@ -60,6 +60,14 @@ std::set<std::string> PeFile::imports() const
     return names;
 }
 
+bool PeFile::hasWritableCode() const
+{
+    constexpr DWORD both = IMAGE_SCN_MEM_WRITE | IMAGE_SCN_MEM_EXECUTE;
+    const IMAGE_SECTION_HEADER* const first = IMAGE_FIRST_SECTION(&headers());
+    return std::any_of(first, first + headers().FileHeader.NumberOfSections,
+                       [](const IMAGE_SECTION_HEADER& section) { return (section.Characteristics & both) == both; });
+}
+
 bool PeFile::contains(const std::string& text) const
 {
     std::string wide;

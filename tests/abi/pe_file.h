@@ -31,6 +31,9 @@ public:
     /// Whether the relocations that moving the DLL needs are there.
     bool hasRelocations() const { return directory(IMAGE_DIRECTORY_ENTRY_BASERELOC).Size != 0; }
 
+    /// Whether there is a section that can be both written and run.
+    bool hasWritableCode() const;
+
     /// Whether the text stands anywhere in the file, in bytes or in wide characters, in any case of letters.
     bool contains(const std::string& text) const;
 

@@ -20,6 +20,7 @@ struct World
     std::map<const IUnknown*, FakeBase*> byPointer;
     std::map<std::wstring, Answer> answers;
     std::map<std::wstring, std::deque<Answer>> nextAnswers;
+    std::shared_ptr<const std::function<void(Answer&)>> disturbance;
     std::vector<std::wstring> calls;
     std::vector<std::wstring> violations;
     std::vector<std::wstring> released;
@@ -236,6 +237,7 @@ void FakeBase::Call::input(IUnknown* object)
 void FakeBase::Call::answer()
 {
     const auto isObject = fake_.label_ != L"class";
+    std::shared_ptr<const std::function<void(Answer&)>> disturbance;
     {
         const std::lock_guard lock(world().guard);
         if (isObject && !fake_.isLive())
@@ -248,7 +250,10 @@ void FakeBase::Call::answer()
         } else if (const auto usual = world().answers.find(method_); usual != world().answers.end()) {
             answer_ = usual->second;
         }
+        disturbance = world().disturbance;
     }
+    if (disturbance != nullptr)
+        (*disturbance)(answer_);
     if (answer_.during)
         answer_.during();
     const std::lock_guard lock(world().guard);
@@ -333,6 +338,21 @@ void change(const std::wstring& method, const std::function<void(Answer&)>& chan
     change(world().answers[method]);
 }
 
+void disturb(std::function<void(Answer&)> change)
+{
+    const std::lock_guard lock(world().guard);
+    world().disturbance = change ? std::make_shared<std::function<void(Answer&)>>(std::move(change)) : nullptr;
+}
+
+void sweep()
+{
+    const std::lock_guard lock(world().guard);
+    world().calls.clear();
+    world().released.clear();
+    std::erase_if(world().byPointer, [](const auto& entry) { return !entry.second->isLive(); });
+    std::erase_if(world().fakes, [](const auto& fake) { return !fake->isLive(); });
+}
+
 std::vector<std::wstring> takeCalls()
 {
     const std::lock_guard lock(world().guard);
@@ -381,6 +401,7 @@ void reset()
     world().byPointer.clear();
     world().answers.clear();
     world().nextAnswers.clear();
+    world().disturbance = nullptr;
     world().calls.clear();
     world().violations.clear();
     world().released.clear();

@@ -58,6 +58,12 @@ void changeOnce(const std::wstring& method, const std::function<void(Answer&)>& 
 /// Every call of this method from now on.
 void change(const std::wstring& method, const std::function<void(Answer&)>& change);
 
+/// Every answer from now on, after the changes of others, in whatever thread the call is; an empty function: none.
+void disturb(std::function<void(Answer&)> change);
+
+/// Forgets the calls so far and the fakes that nobody refers to any more. Nobody may call a fake meanwhile.
+void sweep();
+
 /// The calls since the last time, in order.
 std::vector<std::wstring> takeCalls();
 
