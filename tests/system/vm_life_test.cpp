@@ -155,7 +155,7 @@ TEST_F(VmLife, LaunchFailsInsideTheVm)
 
 TEST_F(VmLife, AnUnfinishedProgressDoesNotTellItsEnd)
 {
-    control().scenario(LR"({"times": {"start": 1500}})");
+    control().scenario(LR"({"times": {"spawn": 1500}})");
     const VBoxHandle machine = find(Machines::player);
     VBoxHandle progress = 0;
     ASSERT_TRUE(done(sdk.launchVMProcess(machine, L"", {L""}, &progress)));
