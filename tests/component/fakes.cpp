@@ -428,6 +428,11 @@ void revokeClasses()
     }
 }
 
+bool classesAreRegistered()
+{
+    return registrations[0] != 0;
+}
+
 } // namespace FakeWorld
 
 std::wstring rendered(const std::wstring& text)

@@ -89,6 +89,7 @@ void reset();
 /// answered as "VirtualBox::CreateInstance" and "Session::CreateInstance", whose one output place is the object.
 void registerClasses();
 void revokeClasses();
+bool classesAreRegistered();
 
 } // namespace FakeWorld
 
