@@ -111,7 +111,7 @@ def main():
     (root / "THIRD-PARTY.txt").write_text(third_party(poco), encoding="utf-8", newline="\n")
     (root / "PACKAGE.txt").write_text(f"TravikSDK {version}, identity {identity}, MinGW-w64 GCC, x86-64\n{made_of}\n",
                                       encoding="utf-8", newline="\n")
-    check_paths(root, {str(repository), str(build), str(pathlib.Path.home() / ".cache"), str(poco.parent.parent)})
+    check_paths(root, {str(repository), str(build), f"{pathlib.Path.home()}/", str(poco.parent.parent)})
     sums = "".join(f"{digest(file)}  {file.relative_to(root).as_posix()}\n" for file in files(root))
     (root / "SHA256SUMS").write_text(sums, encoding="utf-8", newline="\n")
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """run.py BUILD SCRATCH COMPILER WINE_RUN: packs the build, and another one of the same sources, which must give the
-same package; unpacks it, builds front ends with nothing but it (project/, the samples, and the one of the README as it is
-printed there) and runs them against the packed stand-in."""
+same package; unpacks it, builds front ends with nothing but it (project/ and the samples) and runs them against the
+packed stand-in; then follows the README word by word."""
 import hashlib
 import pathlib
 import re
@@ -13,7 +13,7 @@ import zipfile
 
 here = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(here.parent / "docs"))
-from documents import first_block, root  # noqa: E402
+from documents import all_blocks, first_block, is_of_package, root  # noqa: E402
 from stand_in import MACHINES, StandIn  # noqa: E402
 
 build, scratch, compiler, wine_run = map(pathlib.Path, sys.argv[1:])
@@ -94,6 +94,14 @@ def check_contents(folder):
             fail(f"THIRD-PARTY.txt does not name {text}")
 
 
+def check_links(folder):
+    """No document leads out of the package."""
+    for file in folder.rglob("*.md"):
+        for target in re.findall(r"\]\(([^)\s#]+)", file.read_text(encoding="utf-8")):
+            if not target.startswith("https:") and not (file.parent / target).exists():
+                fail(f"{file.relative_to(folder)}: {target} is not in the package")
+
+
 def check_version(folder, told):
     """The resource of the DLL and the CMake package carry the version of the project."""
     version = re.search(r"^project\(TravikSDK VERSION (\S+)", (root / "CMakeLists.txt").read_text(), re.M)[1]
@@ -115,12 +123,22 @@ def make(source, name, prefix):
     return told
 
 
-def readme_project():
-    project = scratch / "readme"
+def follow_readme(prefix):
+    """Does what the README tells who has unpacked the package, in its words."""
+    project = prefix / "lister"
     project.mkdir()
     (project / "CMakeLists.txt").write_text(first_block("README.md", "cmake").text, encoding="utf-8")
     (project / "main.cpp").write_text(first_block("README.md", "cpp").text, encoding="utf-8")
-    return project
+    scripts = {language: "".join(block.text for block in all_blocks(language) if is_of_package(block))
+               for language in ("sh", "bat")}
+    with StandIn(scratch, prefix / "bin", wine_run, prefix / "share/vboxsim/fixtures") as stand_in:
+        stand_in.environment["WINEPREFIX"] = stand_in.environment["TRAVIK_WINEPREFIX"]
+        printed = stand_in.execute(["bash", "-ec", scripts["sh"]], prefix).stdout.splitlines()
+        if not {"Player", *MACHINES} <= set(printed):
+            fail(f"the README's front end does not print all machines: {printed}")
+    with StandIn(scratch, prefix / "bin", wine_run, prefix / "share/vboxsim/fixtures") as stand_in:
+        for line in scripts["bat"].splitlines():
+            stand_in.execute([wine_run, "cmd", "/c", line], prefix)
 
 
 def check_wrong_consumer(prefix):
@@ -140,16 +158,16 @@ def expect_lines(stand_in, program, wanted):
 def main():
     shutil.rmtree(scratch, ignore_errors=True)
     scratch.mkdir(parents=True)
-    first = pack(build, "first")
-    second = pack(build_again(), "second")
+    again = build_again()
+    first, second = pack(build, "first"), pack(again, "second")  # in one go: documents may be at work meanwhile
     check_equal(first, second)
 
     prefix = unpack(first)
     check_sums(prefix)
     check_contents(prefix)
+    check_links(prefix)
     told = make(here / "project", "build", prefix)
     check_version(prefix, re.search(r"-- TravikSDK (\S+) selq6$", told, re.M)[1])
-    make(readme_project(), "readme-build", prefix)
     make(prefix / "samples", "samples-build", prefix)
     check_wrong_consumer(prefix)
 
@@ -164,11 +182,9 @@ def main():
         settings = stand_in.home / "machines/Plain/Plain.vbox"
         if 'RAMSize="1536"' not in settings.read_text(encoding="utf-8"):
             fail("the front end's change is not in the settings file")
-        names = stand_in.call(scratch / "readme-build/lister.exe", check=True).stdout.splitlines()
-        if not set(MACHINES) <= set(names):
-            fail(f"the README's front end printed {names}")
         stand_in.call(scratch / "samples-build/list_machines.exe", check=True)
         stand_in.wait_until_left()
+    follow_readme(prefix)
     print(f"{first.name}: reproducible; front ends build and run from it")
 
 

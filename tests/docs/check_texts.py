@@ -41,10 +41,10 @@ def check_links():
 
 
 def check_languages():
-    """A block is tried (cpp, sh, cmake) or says that it is not (text)."""
+    """A block is tried (cpp, sh, bat, cmake) or says that it is not (text)."""
     for file in documents():
         for block in blocks(file):
-            expect(block.language in ("cpp", "sh", "cmake", "json", "text"),
+            expect(block.language in ("cpp", "sh", "bat", "cmake", "json", "text"),
                    f"{block.place}: a block of '{block.language}'")
     for block in all_blocks("json"):
         try:

@@ -12,6 +12,7 @@ class Block:
     line: int  # of its first line
     language: str
     text: str
+    section: str  # the heading above it
 
     @property
     def place(self):
@@ -27,15 +28,18 @@ def documents():
 
 def blocks(file):
     """The fenced blocks of a document."""
-    found, opened, lines = [], None, file.read_text(encoding="utf-8").splitlines()
+    found, opened, section, lines = [], None, "", file.read_text(encoding="utf-8").splitlines()
     for number, line in enumerate(lines, 1):
         fence = re.match(r"\s*```(\w*)\s*$", line)
         if opened is None and fence:
             opened = (number, fence[1])
+        elif opened is None and line.startswith("#"):
+            section = line.lstrip("# ")
         elif opened is not None and fence:
             if fence[1]:
                 raise SystemExit(f"{file.name}:{number}: a block begins inside the one of line {opened[0]}")
-            found.append(Block(file, opened[0] + 1, opened[1], "\n".join(lines[opened[0]:number - 1]) + "\n"))
+            found.append(Block(file, opened[0] + 1, opened[1], "\n".join(lines[opened[0]:number - 1]) + "\n",
+                               section))
             opened = None
     if opened is not None:
         raise SystemExit(f"{file.name}:{opened[0]}: the block has no end")
@@ -48,6 +52,11 @@ def all_blocks(language):
 
 def first_block(file, language):
     return next(block for block in blocks(root / file) if block.language == language)
+
+
+def is_of_package(block):
+    """Whether its commands are for the unpacked package; the test of the package runs those."""
+    return block.file == root / "README.md" and block.section in ("From the package", "A front end in ten lines")
 
 
 def prose(file):

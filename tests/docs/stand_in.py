@@ -43,15 +43,18 @@ class StandIn:
 
     def call(self, program, *arguments, check=False):
         """Runs a Windows program; the result has its output as text."""
+        return self.execute([self.wine_run, program, *arguments], self.folder, check)
+
+    def execute(self, command, folder, check=True):
+        """Runs a command of the machine itself, for which Wine's programs have the prefix of the test."""
         # By files: the server that a program starts inherits its outputs, and would hold pipes open as long as it runs.
         names = [self.folder / "stdout", self.folder / "stderr"]
         with open(names[0], "wb") as output, open(names[1], "wb") as errors:
-            done = subprocess.run([self.wine_run, program, *arguments], cwd=self.folder, env=self.environment,
-                                  stdin=subprocess.DEVNULL, stdout=output, stderr=errors, timeout=300)
+            done = subprocess.run(command, cwd=folder, env=self.environment, stdin=subprocess.DEVNULL, stdout=output,
+                                  stderr=errors, timeout=300)
         done.stdout, done.stderr = (name.read_text(encoding="utf-8", errors="replace") for name in names)
         if check and done.returncode:
-            raise SystemExit(f"{pathlib.Path(program).name} {' '.join(arguments)}: {done.returncode}\n"
-                             f"{done.stdout}{done.stderr}")
+            raise SystemExit(f"{' '.join(map(str, command))}: {done.returncode}\n{done.stdout}{done.stderr}")
         return done
 
     def run(self, line):
