@@ -29,3 +29,28 @@ function(travik_add_test)
     set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
         ENVIRONMENT "TRAVIK_TEST_SCRATCH=${scratch};TRAVIK_TEST_BIN=${bin}")
 endfunction()
+
+# travik_operation_list(out [implementation header]): a header with the names of all operations, made from the public
+# header (and of those that the implementation adds), as a macro that takes a macro.
+function(travik_operation_list out)
+    set(interface ${PROJECT_SOURCE_DIR}/include/travik/vbox_instance.h)
+    set(implementation ${ARGN})
+    if(NOT implementation)
+        set(implementation ${interface})
+    endif()
+    set(script ${PROJECT_SOURCE_DIR}/tests/component/make_operation_list.py)
+    set(made ${CMAKE_CURRENT_BINARY_DIR}/operation_list.h)
+    add_custom_command(OUTPUT ${made} COMMAND ${Python3_EXECUTABLE} ${script} ${interface} ${implementation} ${made}
+        DEPENDS ${interface} ${implementation} ${script} VERBATIM)
+    set(${out} ${made} PARENT_SCOPE)
+endfunction()
+
+# travik_lawful_codes(out): a header with the codes that the documents promise for each operation.
+function(travik_lawful_codes out)
+    set(promises ${PROJECT_SOURCE_DIR}/docs/operations.tsv)
+    set(script ${PROJECT_SOURCE_DIR}/tests/endurance/make_lawful_codes.py)
+    set(made ${CMAKE_CURRENT_BINARY_DIR}/lawful_codes.h)
+    add_custom_command(OUTPUT ${made} COMMAND ${Python3_EXECUTABLE} ${script} ${promises} ${made}
+        DEPENDS ${promises} ${script} VERBATIM)
+    set(${out} ${made} PARENT_SCOPE)
+endfunction()

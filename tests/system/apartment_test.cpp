@@ -15,7 +15,7 @@
 #include "harness/running_machine.h"
 #include "lawful_codes.h"
 #include "scratch.h"
-#include "slot_list.h"
+#include "operation_list.h"
 
 namespace TravikTest {
 namespace {
@@ -317,7 +317,7 @@ TEST_F(Apartments, EverySlotFromEveryKindOfThreadGivesACode)
     }
     EXPECT_EQ(nameOf(find(Machines::worker)), Machines::worker);
 
-    // A refused call's own arguments may stay referenced: Wine packs them before it looks at the thread. Nothing else.
+    // A refused call's own arguments may stay referenced: seen under Wine. Nothing else.
     sdk.releaseRC();
     std::wstring listing;
     control().references(listing);

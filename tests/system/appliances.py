@@ -6,13 +6,16 @@ appliances.py compare FOLDER IMPORTED  compares the bytes of the imported disks 
 """
 
 import hashlib
-import io
 import pathlib
 import random
 import shutil
 import subprocess
 import sys
 import tarfile
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "simulator/appliance/tests"))
+sys.dont_write_bytecode = True
+from qemu_ovas import write_archive  # noqa: E402
 
 MEGABYTE = 1 << 20
 
@@ -96,11 +99,7 @@ def make_appliance(folder, name, suffix, image_format, options, version, tar_for
             for file, data in members:
                 (work / file).write_bytes(data)
             continue
-        with tarfile.open(folder / (stem + ".ova"), "w", format=tar_format) as archive:
-            for file, data in members:
-                member = tarfile.TarInfo(file)
-                member.size = len(data)
-                archive.addfile(member, io.BytesIO(data))
+        write_archive(folder / (stem + ".ova"), members, tar_format)
 
 
 def make(folder):

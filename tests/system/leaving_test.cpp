@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
+#include <tuple>
 
 #include "harness/system_test.h"
 #include "scratch.h"
@@ -122,46 +124,6 @@ TEST_F(Leaving, WithoutHavingUsedVirtualBox)
         expectEnd(L"leave-untouched", way);
 }
 
-TEST_F(Leaving, HoldingObjectsByReturnFromMain)
-{
-    expectEnd(L"leave-holding", L"return");
-}
-
-TEST_F(Leaving, HoldingObjectsByExit)
-{
-    expectEnd(L"leave-holding", L"exit");
-}
-
-TEST_F(Leaving, HoldingObjectsByAnUncaughtException)
-{
-    expectEnd(L"leave-holding", L"exception");
-}
-
-TEST_F(Leaving, HoldingObjectsByUnloadingTheLibrary)
-{
-    expectEnd(L"leave-holding", L"unload");
-}
-
-TEST_F(Leaving, HoldingOneObjectOfEveryTableByReturnFromMain)
-{
-    expectEnd(L"leave-holding-all", L"return");
-}
-
-TEST_F(Leaving, HoldingOneObjectOfEveryTableByExit)
-{
-    expectEnd(L"leave-holding-all", L"exit");
-}
-
-TEST_F(Leaving, HoldingOneObjectOfEveryTableByAnUncaughtException)
-{
-    expectEnd(L"leave-holding-all", L"exception");
-}
-
-TEST_F(Leaving, HoldingOneObjectOfEveryTableByUnloadingTheLibrary)
-{
-    expectEnd(L"leave-holding-all", L"unload");
-}
-
 TEST_F(Leaving, AfterReleasingEverything)
 {
     for (const wchar_t* way : {L"return", L"exit", L"exception", L"unload"})
@@ -177,6 +139,26 @@ TEST_F(Leaving, LeavesTheMachineToOthers)
     EXPECT_TRUE(done(sdk.setMachineMemory(mutableMachine, 512)));
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
+
+/// What the front end holds, and the way it takes.
+class LeavingHolding : public Leaving, public testing::WithParamInterface<std::tuple<const wchar_t*, const wchar_t*>>
+{};
+
+TEST_P(LeavingHolding, EndsInTime)
+{
+    const auto& [role, way] = GetParam();
+    expectEnd(role, way);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, LeavingHolding,
+                         testing::Combine(testing::Values(L"leave-holding", L"leave-holding-all"),
+                                          testing::Values(L"return", L"exit", L"exception", L"unload")),
+                         [](const auto& test) {
+                             return std::string(std::get<0>(test.param) == std::wstring_view(L"leave-holding-all")
+                                                    ? "OneObjectOfEveryTableBy"
+                                                    : "SomeObjectsBy") +
+                                    utf8(std::get<1>(test.param));
+                         });
 
 class LeavingServer : public Leaving
 {

@@ -51,6 +51,14 @@ def make_content(path):
             file.write(source.choice([source.randbytes(size), bytes(size), (b"text " * size)[:size]]))
 
 
+def write_archive(path, members, tar_format):
+    with tarfile.open(path, "w", format=tar_format) as archive:
+        for file, data in members:
+            member = tarfile.TarInfo(file)
+            member.size = len(data)
+            archive.addfile(member, io.BytesIO(data))
+
+
 def make_archive(folder, name, disk, image_format, options, tar_format, digest, descriptor_last):
     work = folder / name
     work.mkdir()
@@ -66,11 +74,7 @@ def make_archive(folder, name, disk, image_format, options, tar_format, digest, 
     if digest:
         manifest = "".join(f"{digest}({file})= {hashlib.new(digest, data).hexdigest()}\n" for file, data in members)
         members.insert(1, (name + ".mf", manifest.encode()))
-    with tarfile.open(folder / (name + ".ova"), "w", format=tar_format) as archive:
-        for file, data in members:
-            member = tarfile.TarInfo(file)
-            member.size = len(data)
-            archive.addfile(member, io.BytesIO(data))
+    write_archive(folder / (name + ".ova"), members, tar_format)
 
 
 def make(folder):

@@ -134,7 +134,8 @@ std::wstring timeStamp()
 
 void appendTimeStamp(std::wstring& text)
 {
-    wchar_t buffer[32] = {};
+    wchar_t buffer[256];
+    buffer[0] = L'\0'; // the whole would cost as much as the call
     const __time64_t now = _time64(nullptr);
     _wctime64_s(buffer, std::size(buffer), &now);
     text.append(buffer, std::wcscspn(buffer, L"\n"));
