@@ -13,7 +13,6 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr std::uint64_t sectorSize = 512;
 constexpr std::size_t copyPiece = std::size_t(4) << 20;
 
 /// A file that is open for writing too.

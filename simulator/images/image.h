@@ -31,6 +31,8 @@ constexpr std::uint32_t Fixed = 0x10000;
 constexpr std::uint32_t Diff = 0x20000;
 } // namespace ImageVariant
 
+/// Bytes; the unit of all formats.
+constexpr std::uint64_t sectorSize = 512;
 /// Images that claim to be larger are refused.
 constexpr std::uint64_t maxImageSize = std::uint64_t(16) << 40;
 

@@ -38,7 +38,6 @@ constexpr std::uint32_t typeFixed = 2;
 constexpr std::uint32_t typeDiff = 4;
 constexpr std::uint32_t blockUnallocated = 0xFFFFFFFF;
 constexpr std::uint32_t blockZero = 0xFFFFFFFE;
-constexpr std::uint32_t sectorSize = 512;
 constexpr std::uint64_t largestBlock = std::uint64_t(64) << 20;
 
 constexpr char banner[] = "<<< Oracle VM VirtualBox Disk Image >>>\n";

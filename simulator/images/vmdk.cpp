@@ -9,8 +9,6 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr std::uint64_t sectorSize = 512;
-constexpr std::uint64_t largestDescriptor = std::uint64_t(1) << 20;
 constexpr std::size_t descriptorStart = 32;
 constexpr char imageUuidKey[] = "ddb.uuid.image";
 constexpr char modificationUuidKey[] = "ddb.uuid.modification";
@@ -80,7 +78,7 @@ bool isMonolithicSparse(const ByteSource& source)
 VmdkDescriptor readVmdkDescriptor(const ByteSource& source, const std::wstring& name)
 {
     if (!isVmdkSparse(source))
-        return {readAll(source, largestDescriptor, name), name};
+        return {readAll(source, largestVmdkDescriptor, name), name};
     const VmdkSparseHeader header = readVmdkSparseHeader(source, name);
     std::string text(static_cast<std::size_t>(header.descriptorSize), '\0');
     source.readAt(header.descriptorOffset, text.data(), text.size());
@@ -195,7 +193,7 @@ void setVmdkUuid(File& file, const ByteSource& source, const std::wstring& name,
                  const Poco::UUID* parentUuid)
 {
     std::uint64_t place = 0;
-    std::uint64_t room = largestDescriptor;
+    std::uint64_t room = largestVmdkDescriptor;
     std::uint64_t oldSize = source.size();
     char padding = '\n';
     if (isVmdkSparse(source)) {

@@ -8,6 +8,9 @@
 
 namespace VBoxSim {
 
+/// A descriptor that is longer, in bytes, is refused.
+constexpr std::uint64_t largestVmdkDescriptor = std::uint64_t(1) << 20;
+
 enum class VmdkExtentType
 {
     Sparse,

@@ -10,7 +10,6 @@ namespace VBoxSim {
 namespace {
 
 constexpr std::size_t headerSize = 512;
-constexpr std::uint64_t sectorSize = 512;
 constexpr std::uint32_t magic = 0x564D444B;
 constexpr std::uint32_t flagNewlineTest = 0x1;
 constexpr std::uint32_t flagZeroGrains = 0x4;
@@ -21,7 +20,6 @@ constexpr std::uint64_t tableSize = tableEntries * sizeof(std::uint32_t);
 constexpr std::uint64_t smallestGrain = 8 * sectorSize;
 constexpr std::uint64_t largestGrain = 2048 * sectorSize;
 constexpr std::uint64_t directoryAtEnd = UINT64_MAX;
-constexpr std::uint64_t largestDescriptor = std::uint64_t(1) << 20;
 constexpr std::size_t grainMarkerSize = 12;
 constexpr std::size_t grainsPiece = std::size_t(256) << 10;
 constexpr std::uint32_t absentEntry = 0;
@@ -119,7 +117,8 @@ VmdkSparseHeader readVmdkSparseHeader(const ByteSource& source, const std::wstri
         throwDamaged(name, L"the grain size makes no sense");
     if (raw.u32(44) != tableEntries)
         throwDamaged(name, L"the size of the grain tables makes no sense");
-    if (header.descriptorSize > largestDescriptor || header.descriptorOffset + header.descriptorSize > source.size())
+    if (header.descriptorSize > largestVmdkDescriptor ||
+        header.descriptorOffset + header.descriptorSize > source.size())
         throwDamaged(name, L"the descriptor lies outside");
 
     const std::uint64_t tableSpan = header.grainSize * tableEntries;

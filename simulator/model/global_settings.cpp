@@ -8,7 +8,7 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr const char* emptyFile = R"(<?xml version="1.0"?>
+constexpr const char* nothingRegistered = R"(<?xml version="1.0"?>
 <VirtualBox xmlns="http://www.virtualbox.org/" version="1.12-windows"><Global/></VirtualBox>)";
 
 constexpr const char* movesToAttribute = "vboxsimMovesTo";
@@ -64,7 +64,7 @@ GlobalSettings loadGlobalSettings(const std::wstring& file)
 
 void saveGlobalSettings(GlobalSettings& settings, const std::wstring& file)
 {
-    Xml::DocumentPtr document = Xml::parse(settings.source.empty() ? emptyFile : settings.source);
+    Xml::DocumentPtr document = Xml::parse(settings.source.empty() ? nothingRegistered : settings.source);
     Xml::Element* global = globalElement(document);
     const std::wstring home = Files::folderOf(file);
     Xml::match(

@@ -17,7 +17,7 @@ namespace {
 
 using Xml::Element;
 
-constexpr const char* emptyFile = R"(<?xml version="1.0"?>
+constexpr const char* emptyMachine = R"(<?xml version="1.0"?>
 <VirtualBox xmlns="http://www.virtualbox.org/" version="1.16-windows"><Machine/></VirtualBox>)";
 
 std::wstring demandUuid(const Element* element, const char* attribute)
@@ -106,7 +106,7 @@ void readMedia(Element* parent, const char* name, std::uint32_t deviceType, cons
         MediumRecord record;
         record.id = demandUuid(element, "uuid");
         record.location = Files::resolve(folder, Xml::get(element, "location"));
-        record.format = Xml::get(element, "format", deviceType == 3 ? L"VDI" : L"RAW");
+        record.format = Xml::get(element, "format", deviceType == DeviceKind::hardDisk ? L"VDI" : L"RAW");
         record.type = Xml::get(element, "type", L"Normal");
         record.deviceType = deviceType;
         record.parent = parentId;
@@ -265,7 +265,7 @@ void writeMedia(Element* parent, const char* name, std::uint32_t deviceType, con
         parent, name, "uuid", here, [](const MediumRecord& record) { return braced(record.id); },
         [&](Element* element, const MediumRecord& record) {
             Xml::set(element, "location", Files::relativeTo(folder, record.location));
-            if (deviceType == 3) {
+            if (deviceType == DeviceKind::hardDisk) {
                 Xml::set(element, "format", record.format);
                 if (parentId.empty())
                     Xml::set(element, "type", record.type);
@@ -284,7 +284,9 @@ void writeMediaRegistry(Element* machine, const MachineSettings& settings, const
         const char* list;
         const char* item;
         std::uint32_t deviceType;
-    } kinds[] = {{"HardDisks", "HardDisk", 3}, {"DVDImages", "Image", 2}, {"FloppyImages", "Image", 1}};
+    } kinds[] = {{"HardDisks", "HardDisk", DeviceKind::hardDisk},
+                 {"DVDImages", "Image", DeviceKind::dvd},
+                 {"FloppyImages", "Image", DeviceKind::floppy}};
     for (const auto& kind : kinds) {
         bool any = Xml::child(registry, kind.list) != nullptr;
         for (const MediumRecord& record : settings.media)
@@ -402,7 +404,7 @@ MachineSettings parseMachineSettings(std::string text, const std::wstring& file)
         settings.extraData[Xml::get(item, "name")] = Xml::get(item, "value");
 
     Element* registry = Xml::child(machine, "MediaRegistry");
-    readMedia(Xml::child(registry, "HardDisks"), "HardDisk", 3, folder, L"", settings.media);
+    readMedia(Xml::child(registry, "HardDisks"), "HardDisk", DeviceKind::hardDisk, folder, L"", settings.media);
     readMedia(Xml::child(registry, "DVDImages"), "Image", 2, folder, L"", settings.media);
     readMedia(Xml::child(registry, "FloppyImages"), "Image", 1, folder, L"", settings.media);
 
@@ -417,7 +419,7 @@ MachineSettings parseMachineSettings(std::string text, const std::wstring& file)
 
 std::string renderMachineSettings(const MachineSettings& settings, const std::wstring& file)
 {
-    Xml::DocumentPtr document = Xml::parse(settings.source.empty() ? emptyFile : settings.source);
+    Xml::DocumentPtr document = Xml::parse(settings.source.empty() ? emptyMachine : settings.source);
     writeMachine(Xml::child(document->documentElement(), "Machine"), settings, Files::folderOf(file));
     return Xml::write(document);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/storage_buses.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -30,7 +32,7 @@ struct NetworkAdapterSettings
 
 struct AttachmentSettings
 {
-    std::uint32_t type = 3; ///< DeviceType
+    std::uint32_t type = DeviceKind::hardDisk;
     std::int32_t port = 0;
     std::int32_t device = 0;
     bool nonRotational = false;
@@ -73,7 +75,7 @@ struct MediumRecord
     std::wstring location; ///< full path
     std::wstring format;
     std::wstring type = L"Normal";
-    std::uint32_t deviceType = 3;
+    std::uint32_t deviceType = DeviceKind::hardDisk;
     std::wstring parent; ///< UUID; empty for a base image
 };
 

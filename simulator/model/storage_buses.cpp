@@ -6,7 +6,7 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr std::uint32_t floppy = 1, dvd = 2, hardDisk = 3;
+using DeviceKind::dvd, DeviceKind::floppy, DeviceKind::hardDisk;
 
 const std::vector<StorageBusLimits>& allBuses()
 {

@@ -6,6 +6,13 @@
 
 namespace VBoxSim {
 
+/// VirtualBox's DeviceType.
+namespace DeviceKind {
+constexpr std::uint32_t floppy = 1;
+constexpr std::uint32_t dvd = 2;
+constexpr std::uint32_t hardDisk = 3;
+} // namespace DeviceKind
+
 /// What a kind of storage controller can hold.
 struct StorageBusLimits
 {
@@ -16,7 +23,7 @@ struct StorageBusLimits
     std::uint32_t defaultPorts;
     std::uint32_t defaultType;              ///< StorageControllerType
     std::vector<std::uint32_t> types;       ///< StorageControllerType
-    std::vector<std::uint32_t> deviceTypes; ///< DeviceType
+    std::vector<std::uint32_t> deviceTypes; ///< DeviceKind
 };
 
 /// Null for a number that is no bus.

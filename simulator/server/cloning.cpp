@@ -31,8 +31,6 @@ struct Options
     bool keepHardwareIds = false;
 };
 
-constexpr std::uint32_t hardDisk = 3;
-
 Options parse(const std::vector<LONG>& values)
 {
     Options options;
@@ -122,7 +120,7 @@ private:
         std::vector<std::wstring> ids;
         for (const StorageControllerSettings& controller : source.controllers)
             for (const AttachmentSettings& attachment : controller.attachments)
-                if (attachment.type == hardDisk)
+                if (attachment.type == DeviceKind::hardDisk)
                     ids.push_back(attachment.medium);
         if (mode_ == allStates)
             ids.insert(ids.end(), source.snapshotMedia.begin(), source.snapshotMedia.end());
@@ -135,7 +133,7 @@ private:
             const MediumPtr medium = World::instance().findMedium(id);
             if (!medium)
                 throw Failure(Result::objectNotFound, L"The medium " + braced(id) + L" is not known");
-            if (medium->deviceType != hardDisk)
+            if (medium->deviceType != DeviceKind::hardDisk)
                 continue;
             if (mode_ == allStates)
                 for (const MediumPtr& parent : chainOf(*medium))
@@ -222,7 +220,8 @@ private:
             for (AttachmentSettings& attachment : controller.attachments)
                 if (newIds_.contains(attachment.medium))
                     attachment.medium = newIds_.at(attachment.medium);
-        std::erase_if(settings_.media, [](const MediumRecord& record) { return record.deviceType == hardDisk; });
+        std::erase_if(settings_.media,
+                      [](const MediumRecord& record) { return record.deviceType == DeviceKind::hardDisk; });
         for (const Copy& copy : copies_)
             settings_.media.push_back(copy.target);
     }

@@ -18,8 +18,6 @@ enum CleanupMode : ULONG
     full = 4
 };
 
-constexpr std::uint32_t hardDisk = 3;
-
 std::vector<std::wstring> attachedMedia(const MachineSettings& settings)
 {
     std::vector<std::wstring> ids = settings.snapshotMedia;
@@ -48,7 +46,7 @@ std::vector<MediumPtr> mediaToReturn(const MachineSettings& settings, ULONG mode
     for (const std::wstring& id : attachedMedia(settings)) {
         const MediumPtr medium = World::instance().findMedium(id);
         const bool known = std::find(media.begin(), media.end(), medium) != media.end();
-        if (medium && !known && (mode == full || medium->deviceType == hardDisk))
+        if (medium && !known && (mode == full || medium->deviceType == DeviceKind::hardDisk))
             media.push_back(medium);
     }
     std::stable_sort(media.begin(), media.end(),

@@ -179,9 +179,8 @@ private:
                     byOldId.erase(found);
                 }
             }
-            constexpr std::uint32_t hardDisk = 3;
             std::erase_if(controller.attachments, [](const AttachmentSettings& attachment) {
-                return attachment.type == hardDisk && attachment.medium.empty();
+                return attachment.type == DeviceKind::hardDisk && attachment.medium.empty();
             });
         }
         if (settings_.media.size() != diskCount)
@@ -241,7 +240,7 @@ private:
     {
         switch (entry.type) {
         case DescriptionType::HardDiskImage:
-            addDrive(entry, 3);
+            addDrive(entry, DeviceKind::hardDisk);
             break;
         case DescriptionType::CDROM:
             addDrive(entry, 2);
@@ -267,14 +266,13 @@ private:
 
     void addDrive(const DescriptionEntry& entry, std::uint32_t deviceType)
     {
-        constexpr std::uint32_t hardDisk = 3;
         const auto place = parseDrivePlace(entry.extra);
         const auto name = place ? controllers_.find(place->controller) : controllers_.end();
         StorageControllerSettings* controller = name == controllers_.end() ? nullptr : controllerNamed(name->second);
         const StorageBusLimits* bus = controller ? storageBus(controller->bus) : nullptr;
         if (!bus || place->channel / bus->devicesPerPort >= bus->maxPorts) {
             // An empty drive is no loss; a disk would be left without a machine.
-            if (deviceType == hardDisk)
+            if (deviceType == DeviceKind::hardDisk)
                 throw Failure(Result::invalidArgument,
                               L"There is no place for the disk '" + entry.reference + L"' at '" + entry.extra + L"'");
             return;
@@ -284,7 +282,7 @@ private:
         attachment.port = static_cast<std::int32_t>(place->channel / bus->devicesPerPort);
         attachment.device = static_cast<std::int32_t>(place->channel % bus->devicesPerPort);
         controller->portCount = std::max(controller->portCount, static_cast<std::uint32_t>(attachment.port) + 1);
-        if (deviceType == hardDisk) {
+        if (deviceType == DeviceKind::hardDisk) {
             const MediumRecord& disk = disks_->at(entry.suggested);
             attachment.medium = disk.id;
             settings_.media.push_back(disk);

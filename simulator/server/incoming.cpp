@@ -32,10 +32,12 @@ std::wstring describe(BSTR text)
 {
     if (!text)
         return L"null";
-    constexpr std::size_t longest = 200;
+    constexpr std::size_t mostShown = 200;
     std::wstring shown(text, SysStringLen(text));
-    if (shown.size() > longest)
-        shown.replace(longest, std::wstring::npos, L"...");
+    if (shown.size() > mostShown) {
+        shown.resize(mostShown);
+        shown += L"...";
+    }
     return L"\"" + shown + L"\"";
 }
 

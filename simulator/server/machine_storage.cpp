@@ -12,8 +12,6 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr std::uint32_t hardDisk = 3;
-
 template <class Settings>
 auto& findController(Settings& settings, const std::wstring& name)
 {
@@ -70,14 +68,14 @@ void attach(MachineSettings& settings, const std::wstring& name, const Attachmen
                                                L", device " + std::to_wstring(wanted.device) + L" of controller '" +
                                                name + L"'");
     if (!medium) {
-        if (wanted.type == hardDisk)
+        if (wanted.type == DeviceKind::hardDisk)
             throw Failure(Result::invalidArgument, L"A hard disk slot cannot be empty");
     } else {
         if (medium->closed)
             throw Failure(Result::accessDenied, L"The medium is closed");
         if (medium->deviceType != wanted.type)
             throw Failure(Result::invalidArgument, L"The medium is not of the device type");
-        if (medium->deviceType == hardDisk && World::instance().isMediumBusy(*medium))
+        if (medium->deviceType == DeviceKind::hardDisk && World::instance().isMediumBusy(*medium))
             throw Failure(Result::objectInUse, L"Medium '" + medium->location +
                                                    L"' is already attached to a virtual "
                                                    L"machine, or has differencing children");
@@ -222,7 +220,7 @@ AttachmentSettings& Machine::attachmentToMark(BSTR controller, LONG port, LONG d
     AttachmentSettings* attachment = attachmentAt(found, port, device);
     if (!attachment)
         nothingAttached(name, port, device);
-    if (attachment->type != hardDisk)
+    if (attachment->type != DeviceKind::hardDisk)
         throw Failure(Result::invalidArgument, L"The device is no hard disk");
     return *attachment;
 }

@@ -81,10 +81,9 @@ HRESULT VirtualBox::get_Machines(SAFEARRAY** machines)
 HRESULT VirtualBox::get_HardDisks(SAFEARRAY** disks)
 {
     return get(L"IVirtualBox::get_HardDisks", disks, [] {
-        constexpr std::uint32_t hardDisk = 3;
         Interfaces<IMedium> found;
         for (const MediumPtr& medium : World::instance().media())
-            if (medium->deviceType == hardDisk && medium->parent.empty())
+            if (medium->deviceType == DeviceKind::hardDisk && medium->parent.empty())
                 found.push_back(make<Medium>(medium));
         return found;
     });

@@ -96,7 +96,7 @@ struct MediumData
     std::wstring location;
     std::wstring format;
     std::wstring type = L"Normal";
-    std::uint32_t deviceType = 3;
+    std::uint32_t deviceType = DeviceKind::hardDisk;
     std::wstring parent; ///< UUID; empty for a base image
     std::wstring description;
     std::uint32_t state = MediumState::Inaccessible; ///< the locked states are worked out when asked

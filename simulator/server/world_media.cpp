@@ -12,8 +12,6 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr std::uint32_t dvd = 2, hardDisk = 3;
-
 bool uses(const MachineSettings& settings, const std::wstring& medium)
 {
     for (const StorageControllerSettings& controller : settings.controllers)
@@ -27,8 +25,8 @@ bool uses(const MachineSettings& settings, const std::wstring& medium)
 /// Refuses an image that is no medium of that kind.
 void checkKind(const ImageInfo& info, std::uint32_t deviceType, const std::wstring& location)
 {
-    const bool fits = deviceType == hardDisk ? !info.optical : info.format == ImageFormat::Raw;
-    const bool floppyAsDvd = deviceType == dvd && !info.optical;
+    const bool fits = deviceType == DeviceKind::hardDisk ? !info.optical : info.format == ImageFormat::Raw;
+    const bool floppyAsDvd = deviceType == DeviceKind::dvd && !info.optical;
     if (!fits || floppyAsDvd)
         throw Failure(Result::invalidArgument, L"'" + location + L"' is not a medium of the device type asked for");
 }
@@ -100,7 +98,7 @@ MediumPtr World::openMedium(const std::wstring& location, std::uint32_t deviceTy
     medium->id = info.uuid.isNull() ? newUuid() : fromUuid(info.uuid);
     medium->location = path;
     medium->deviceType = deviceType;
-    medium->type = deviceType == hardDisk ? L"Normal" : L"Writethrough";
+    medium->type = deviceType == DeviceKind::hardDisk ? L"Normal" : L"Writethrough";
     medium->parent = fromUuid(info.parentUuid);
     if (const MediumPtr same = findMedium(medium->id))
         throw Failure(Result::invalidArgument, L"Cannot register the hard disk '" + path + L"' " + braced(medium->id) +
@@ -164,7 +162,8 @@ std::uint32_t World::stateOf(const MediumData& medium) const
         for (const StorageControllerSettings& controller : machine->saved.controllers) {
             for (const AttachmentSettings& attachment : controller.attachments) {
                 if (attachment.medium == medium.id)
-                    return medium.deviceType == hardDisk ? MediumState::LockedWrite : MediumState::LockedRead;
+                    return medium.deviceType == DeviceKind::hardDisk ? MediumState::LockedWrite
+                                                                     : MediumState::LockedRead;
                 for (MediumPtr child = findMedium(attachment.medium); child && !child->parent.empty();
                      child = findMedium(child->parent))
                     if (child->parent == medium.id)

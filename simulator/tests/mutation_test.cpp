@@ -12,7 +12,7 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::wstring file = L"C:\\machines\\x\\x.vbox";
+const std::wstring settingsFile = L"C:\\machines\\x\\x.vbox";
 
 std::string mutated(std::string text, std::mt19937& random)
 {
@@ -57,9 +57,10 @@ TEST(DamagedSettings, AreAnsweredOrRefused)
         for (unsigned changes = 1 + random() % 3; changes > 0; --changes)
             text = mutated(text, random);
         try {
-            const MachineSettings settings = parseMachineSettings(text, file);
+            const MachineSettings settings = parseMachineSettings(text, settingsFile);
             // What was accepted can be written, and reads the same again.
-            const MachineSettings again = parseMachineSettings(renderMachineSettings(settings, file), file);
+            const MachineSettings again =
+                parseMachineSettings(renderMachineSettings(settings, settingsFile), settingsFile);
             ASSERT_EQ(again.id, settings.id) << text;
             ASSERT_EQ(again.cpuCount, settings.cpuCount) << text;
             ++accepted;

@@ -1,6 +1,7 @@
 #include "bench.h"
 
 #include <cwctype>
+#include <fstream>
 
 #include "com_memory.h"
 #include "names.h"
@@ -122,6 +123,14 @@ bool Bench::mutexIsFree()
     if (free)
         box.mutex.unlock();
     return free;
+}
+
+std::filesystem::path makeFile(const std::wstring& name)
+{
+    std::filesystem::path path = scratchFolder() / name;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << "content";
+    return path;
 }
 
 std::wstring qualified(const std::wstring& operation)

@@ -17,6 +17,12 @@ namespace TravikTest {
 using Travik::SdkErrorCode;
 using Travik::VBoxHandle;
 
+/// VBOX_E_OBJECT_NOT_FOUND, the failure that most tests have VirtualBox give.
+inline constexpr HRESULT notFound = static_cast<HRESULT>(0x80BB0001);
+
+/// A file with some content in the scratch folder, and the folders that lead to it.
+std::filesystem::path makeFile(const std::wstring& name);
+
 /// The handle tables in their order.
 enum class Table
 {

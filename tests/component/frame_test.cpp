@@ -11,8 +11,6 @@
 namespace TravikTest {
 namespace {
 
-constexpr HRESULT notFound = static_cast<HRESULT>(0x80BB0001);
-
 void failOnce(const std::wstring& method, HRESULT result)
 {
     FakeWorld::answerOnce(method, {.result = result});

@@ -3,7 +3,6 @@
 #include <Poco/Exception.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "bench.h"
 #include "com_memory.h"
@@ -21,11 +20,6 @@ void composeFiles(const std::vector<std::wstring>& names)
 {
     for (const std::wstring& name : names)
         FakeWorld::answerOnce(L"IVirtualBox::ComposeMachineFilename", {.given = {(scratchFolder() / name).wstring()}});
-}
-
-void makeFile(const std::wstring& name)
-{
-    std::ofstream(scratchFolder() / name) << "content";
 }
 
 void listed(MakeArray machines)

@@ -3,7 +3,6 @@
 #include <Poco/Exception.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "bench.h"
 #include "com_memory.h"
@@ -18,14 +17,6 @@ namespace TravikTest {
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path makeFile(const std::wstring& name)
-{
-    const fs::path path = scratchFolder() / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << "content";
-    return path;
-}
 
 void describe(std::vector<std::wstring> labels)
 {

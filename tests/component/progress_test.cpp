@@ -10,7 +10,6 @@ namespace TravikTest {
 namespace {
 
 const std::wstring waiter = L"_waitForProgressCompletion";
-constexpr HRESULT notFound = static_cast<HRESULT>(0x80BB0001);
 
 Given number(std::int64_t value)
 {

@@ -136,8 +136,8 @@ std::filesystem::path checkInstallation(Report& report, const Identity& own, con
 
 void checkApartment(Report& report)
 {
-    APTTYPE type;
-    APTTYPEQUALIFIER qualifier;
+    APTTYPE type = APTTYPE_CURRENT;
+    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
     const HRESULT result = CoGetApartmentType(&type, &qualifier);
     if (result == CO_E_NOTINITIALIZED)
         report.bad("apartment", "COM is not initialised on this thread",

@@ -59,7 +59,7 @@ Json ruleOf(const std::wstring& text)
             {"guestAddress", parts[4]}, {"guestPort", parts[5]}};
 }
 
-void list(Context& context, const NatOptions& options)
+void listRules(Context& context, const NatOptions& options)
 {
     const ScopedMachine machine = context.machine(options.machine);
     const ScopedNATEngine engine = engineOf(context, machine, options.adapter);
@@ -111,6 +111,6 @@ void addNatVerbs(Verbs& verbs)
 
     auto listed = std::make_shared<NatOptions>();
     CLI::App& listVerb = verbs.add(group, "list", "The rules, all but the last one",
-                                   [listed](Context& context) { list(context, *listed); });
+                                   [listed](Context& context) { listRules(context, *listed); });
     common(listVerb, *listed);
 }

@@ -95,7 +95,7 @@ namespace {
 constexpr std::size_t sector = 512;
 constexpr std::size_t grainSectors = 128;
 constexpr std::size_t grainBytes = grainSectors * sector;
-constexpr std::uint64_t diskSectors = 64 * 1024 * 1024 / sector;
+constexpr std::uint64_t diskSectors = std::uint64_t(64) * 1024 * 1024 / sector;
 constexpr std::size_t entriesPerTable = 512;
 constexpr std::size_t descriptorSectors = 20;
 

@@ -10,7 +10,7 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::size_t oddSize = 9 * megabyte + 300 * sector;
+const std::size_t imageSize = 9 * megabyte + 300 * sector;
 const Poco::UUID sampleUuid{sampleUuidText};
 
 bool goOn(std::uint64_t, std::uint64_t)
@@ -92,7 +92,7 @@ TEST_F(Writing, RefusesSizesThatNoDiskHas)
 
 TEST_F(Writing, ConvertsEveryFormat)
 {
-    const Bytes content = makeContent(oddSize, 21);
+    const Bytes content = makeContent(imageSize, 21);
     VmdkOptions compressed;
     compressed.compressed = true;
     put("flat-flat.vmdk", content);
@@ -142,18 +142,18 @@ TEST_F(Writing, GivesARandomUuidWhenNoneIsAskedFor)
 TEST_F(Writing, ProgressGrowsToTheEnd)
 {
     for (const auto& source :
-         {put("disk.img", makeContent(oddSize, 22)), put("sparse.vmdk", makeVmdk(makeContent(oddSize, 22)))}) {
+         {put("disk.img", makeContent(imageSize, 22)), put("sparse.vmdk", makeVmdk(makeContent(imageSize, 22)))}) {
         std::uint64_t last = 0;
         std::size_t calls = 0;
         convertToVdi(*openImage(source), folder_ / "target.vdi", {}, [&](std::uint64_t done, std::uint64_t total) {
-            EXPECT_EQ(total, oddSize);
+            EXPECT_EQ(total, imageSize);
             EXPECT_GE(done, last);
             EXPECT_LE(done, total);
             last = done;
             ++calls;
             return true;
         });
-        EXPECT_EQ(last, oddSize);
+        EXPECT_EQ(last, imageSize);
         EXPECT_GT(calls, 3u);
         std::filesystem::remove(folder_ / "target.vdi");
     }
@@ -161,9 +161,9 @@ TEST_F(Writing, ProgressGrowsToTheEnd)
 
 TEST_F(Writing, CancelLeavesNothing)
 {
-    const auto source = put("disk.img", makeContent(oddSize, 23));
+    const auto source = put("disk.img", makeContent(imageSize, 23));
     const auto before = listing();
-    for (const std::uint64_t at : {std::uint64_t(0), std::uint64_t(4 * megabyte), std::uint64_t(oddSize)}) {
+    for (const std::uint64_t at : {std::uint64_t(0), std::uint64_t(4 * megabyte), std::uint64_t(imageSize)}) {
         const auto cancel = [&](std::uint64_t done, std::uint64_t) { return done < at; };
         EXPECT_EQ(faultOf([&] { convertToVdi(*openImage(source), folder_ / "target.vdi", {}, cancel); }),
                   Fault::Canceled);
@@ -183,7 +183,7 @@ TEST_F(Writing, FailureLeavesNothing)
 
 TEST_F(Writing, AnExceptionOfTheCallbackLeavesNothing)
 {
-    const auto source = put("disk.img", makeContent(oddSize, 24));
+    const auto source = put("disk.img", makeContent(imageSize, 24));
     const auto before = listing();
     const auto thrower = [](std::uint64_t done, std::uint64_t) -> bool {
         return done < megabyte ? true : throw std::runtime_error("callback");
@@ -219,7 +219,7 @@ TEST_F(Writing, NeverReplacesAFile)
 TEST_F(Writing, ClonesKeepFormatVariantAndContent)
 {
     const Poco::UUID newUuid("12345678-9abc-4def-8123-456789abcdef");
-    const Bytes content = makeContent(oddSize, 26);
+    const Bytes content = makeContent(imageSize, 26);
     VdiOptions fixed;
     fixed.type = 2;
     VmdkOptions compressed;
