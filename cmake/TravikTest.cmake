@@ -30,6 +30,11 @@ function(travik_add_test)
         ENVIRONMENT "TRAVIK_TEST_SCRATCH=${scratch};TRAVIK_TEST_BIN=${bin}")
 endfunction()
 
+# One VirtualBox is known to COM at a time: whoever registers one, or asks for it, takes the same lock.
+function(travik_uses_virtualbox)
+    set_tests_properties(${ARGN} PROPERTIES RESOURCE_LOCK virtualbox)
+endfunction()
+
 # travik_operation_list(out [implementation header]): a header with the names of all operations, made from the public
 # header (and of those that the implementation adds), as a macro that takes a macro.
 function(travik_operation_list out)

@@ -21,6 +21,7 @@
 #include "random_numbers.h"
 #include "scratch.h"
 #include "selq6/vbox.h"
+#include "start_process.h"
 
 namespace TravikTest {
 namespace {
@@ -105,12 +106,7 @@ public:
         done_ = static_cast<volatile std::uint32_t*>(
             MapViewOfFile(mapping_, FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, sizeof(std::uint32_t)));
         *done_ = 0;
-        std::wstring command = L"\"" + (productFolder() / L"tests" / L"endless_log.exe").wstring() + L"\" \"" +
-                               log.wstring() + L"\" " + name;
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof startup;
-        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process_))
-            throw std::runtime_error("the writing program does not start");
+        process_ = startProcess(productFolder() / L"tests" / L"endless_log.exe", {log.wstring(), name});
     }
 
     ~EndlessProcess()

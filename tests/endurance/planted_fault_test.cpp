@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "scratch.h"
+#include "start_process.h"
 
 namespace {
 
@@ -25,13 +26,8 @@ constexpr DWORD behindOddBlock = aborted;
 
 DWORD exitCodeOf(const std::wstring& fault)
 {
-    std::wstring command =
-        L"\"" + (TravikTest::productFolder() / L"tests" / L"planted_fault.exe").wstring() + L"\" " + fault;
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return 0;
+    const PROCESS_INFORMATION process =
+        TravikTest::startProcess(TravikTest::productFolder() / L"tests" / L"planted_fault.exe", {fault});
     DWORD code = STILL_ACTIVE;
     if (WaitForSingleObject(process.hProcess, 30'000) != WAIT_OBJECT_0)
         TerminateProcess(process.hProcess, STILL_ACTIVE);

@@ -8,8 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include <process.h>
 #include <windows.h>
+
+#include "start_process.h"
 
 namespace TravikTest {
 namespace {
@@ -34,6 +35,17 @@ std::vector<std::string> selectedTests()
     return tests;
 }
 
+DWORD exitCodeOf(const std::wstring& program, const std::vector<std::wstring>& arguments)
+{
+    const PROCESS_INFORMATION process = startProcess(program, arguments);
+    WaitForSingleObject(process.hProcess, INFINITE);
+    DWORD code = 1;
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hProcess);
+    CloseHandle(process.hThread);
+    return code;
+}
+
 std::wstring ownPath()
 {
     std::wstring path(32'768, L'\0');
@@ -52,11 +64,10 @@ std::optional<int> runTestsInOwnProcesses()
     if (tests.size() <= 1)
         return std::nullopt;
     const std::wstring program = ownPath();
-    const std::wstring quoted = L'"' + program + L'"';
     std::vector<std::string> failed;
     for (const std::string& test : tests) {
         const std::wstring filter = L"--gtest_filter=" + std::wstring(test.begin(), test.end());
-        if (_wspawnl(_P_WAIT, program.c_str(), quoted.c_str(), filter.c_str(), L"--gtest_brief=1", nullptr) != 0)
+        if (exitCodeOf(program, {filter, L"--gtest_brief=1"}) != 0)
             failed.push_back(test);
     }
     std::printf("%zu tests, %zu failed\n", tests.size(), failed.size());

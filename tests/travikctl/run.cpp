@@ -6,22 +6,9 @@
 
 #include "child_process.h"
 #include "scratch.h"
+#include "start_process.h"
 
 namespace {
-
-/// As the C runtime of the other side takes it apart.
-std::wstring quoted(const std::wstring& argument)
-{
-    std::wstring text = L"\"";
-    std::size_t backslashes = 0;
-    for (wchar_t character : argument) {
-        if (character == L'"')
-            text.append(backslashes + 1, L'\\');
-        backslashes = character == L'\\' ? backslashes + 1 : 0;
-        text += character;
-    }
-    return text.append(backslashes, L'\\') + L"\"";
-}
 
 HANDLE inheritedFile(const std::filesystem::path& file)
 {
@@ -72,24 +59,15 @@ Program::Program(const std::filesystem::path& program, const std::vector<std::ws
     const std::wstring name = L"output-" + std::to_wstring(++number);
     outFile_ = TravikTest::scratchFolder() / (name + L".out");
     errFile_ = TravikTest::scratchFolder() / (name + L".err");
-    std::wstring command = quoted(program.wstring());
-    for (const std::wstring& argument : arguments)
-        command += L' ' + quoted(argument);
-
     STARTUPINFOW start{};
-    start.cb = sizeof(start);
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     start.hStdOutput = inheritedFile(outFile_);
     const HANDLE errors = inheritedFile(errFile_);
     start.hStdError = console != nullptr ? console->screen() : errors;
-    PROCESS_INFORMATION process{};
-    const BOOL started = CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, flags, nullptr,
-                                        nullptr, &start, &process);
+    const PROCESS_INFORMATION process = TravikTest::startProcess(program, arguments, start, flags);
     CloseHandle(start.hStdOutput);
     CloseHandle(errors);
-    if (!started)
-        throw std::runtime_error("cannot start " + TravikTest::utf8(program.wstring()));
     CloseHandle(process.hThread);
     process_ = process.hProcess;
     id_ = process.dwProcessId;

@@ -6,6 +6,7 @@
 
 #include "file_bytes.h"
 #include "scratch.h"
+#include "start_process.h"
 
 namespace TravikTest {
 namespace {
@@ -35,15 +36,6 @@ HANDLE inheritableFile(const std::filesystem::path& file)
     return handle;
 }
 
-/// Each argument in quotation marks; none of ours holds one, or ends in a backslash.
-std::wstring commandLine(const std::filesystem::path& program, const std::vector<std::wstring>& arguments)
-{
-    std::wstring line = L"\"" + program.wstring() + L"\"";
-    for (const std::wstring& argument : arguments)
-        line += L" \"" + argument + L"\"";
-    return line;
-}
-
 } // namespace
 
 std::filesystem::path childProgram()
@@ -56,15 +48,11 @@ ChildResult runChild(const std::filesystem::path& program, const std::vector<std
     const std::filesystem::path outputFile = scratchFolder() / L"child_output.txt";
     const Handle output(inheritableFile(outputFile));
     STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     startup.hStdOutput = output.get();
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-    PROCESS_INFORMATION started = {};
-    std::wstring line = commandLine(program, arguments);
-    if (!CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started))
-        throw std::runtime_error("cannot start " + program.string());
+    const PROCESS_INFORMATION started = startProcess(program, arguments, startup);
     const Handle process(started.hProcess);
     const Handle thread(started.hThread);
 

@@ -5,6 +5,8 @@
 
 #include <tlhelp32.h>
 
+#include "start_process.h"
+
 namespace TravikTest {
 namespace {
 
@@ -12,20 +14,6 @@ void require(bool done, const char* what)
 {
     if (!done)
         throw std::runtime_error(std::string(what) + " failed: " + std::to_string(GetLastError()));
-}
-
-/// As CommandLineToArgvW takes it apart.
-std::wstring quoted(const std::wstring& argument)
-{
-    std::wstring text = L"\"";
-    std::size_t backslashes = 0;
-    for (wchar_t c : argument) {
-        if (c == L'"')
-            text.append(backslashes + 1, L'\\');
-        backslashes = c == L'\\' ? backslashes + 1 : 0;
-        text += c;
-    }
-    return text.append(backslashes, L'\\') + L'"';
 }
 
 /// A pipe of which the program inherits one end.
@@ -81,22 +69,14 @@ void terminate(DWORD process)
 
 ChildProcess::ChildProcess(const std::filesystem::path& program, const std::vector<std::wstring>& arguments)
 {
-    std::wstring command = quoted(program.wstring());
-    for (const std::wstring& argument : arguments)
-        command += L' ' + quoted(argument);
-
     STARTUPINFOW start{};
-    start.cb = sizeof(start);
     start.dwFlags = STARTF_USESTDHANDLES;
     makePipe(start.hStdInput, input_, start.hStdInput);
     makePipe(output_, start.hStdOutput, start.hStdOutput);
     start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-    PROCESS_INFORMATION process{};
-    const BOOL started =
-        CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process);
+    const PROCESS_INFORMATION process = startProcess(program, arguments, start);
     CloseHandle(start.hStdInput);
     CloseHandle(start.hStdOutput);
-    require(started, "CreateProcess");
     CloseHandle(process.hThread);
     process_ = process.hProcess;
     id_ = process.dwProcessId;
