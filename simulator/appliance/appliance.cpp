@@ -1,7 +1,7 @@
-#include "appliance.h"
+#include "appliance/appliance.h"
 
-#include "byte_source.h"
-#include "safe_name.h"
+#include "base/safe_name.h"
+#include "images/byte_source.h"
 
 #include <Poco/Exception.h>
 #include <Poco/URI.h>

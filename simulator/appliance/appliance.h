@@ -1,9 +1,9 @@
 #pragma once
 
-#include "image.h"
-#include "interpretation.h"
-#include "manifest.h"
-#include "tar.h"
+#include "appliance/interpretation.h"
+#include "appliance/manifest.h"
+#include "appliance/tar.h"
+#include "images/image.h"
 
 namespace VBoxSim {
 

@@ -1,7 +1,7 @@
-#include "interpretation.h"
+#include "appliance/interpretation.h"
 
-#include "os_type.h"
-#include "safe_name.h"
+#include "appliance/os_type.h"
+#include "base/safe_name.h"
 
 #include <algorithm>
 #include <cwctype>

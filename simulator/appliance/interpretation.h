@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ovf.h"
+#include "appliance/ovf.h"
 
 #include <filesystem>
 #include <functional>

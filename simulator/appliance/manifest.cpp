@@ -1,6 +1,6 @@
-#include "manifest.h"
+#include "appliance/manifest.h"
 
-#include "byte_source.h"
+#include "images/byte_source.h"
 
 #include <Poco/SHA1Engine.h>
 #include <Poco/SHA2Engine.h>

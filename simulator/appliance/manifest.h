@@ -1,6 +1,6 @@
 #pragma once
 
-#include "image.h"
+#include "images/image.h"
 
 #include <string>
 #include <vector>

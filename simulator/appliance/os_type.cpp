@@ -1,4 +1,4 @@
-#include "os_type.h"
+#include "appliance/os_type.h"
 
 #include <map>
 

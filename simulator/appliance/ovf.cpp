@@ -1,6 +1,6 @@
-#include "ovf.h"
+#include "appliance/ovf.h"
 
-#include "xml_tree.h"
+#include "base/xml_tree.h"
 
 #include <Poco/String.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
-#include "tar.h"
+#include "appliance/tar.h"
 
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <algorithm>
 #include <array>

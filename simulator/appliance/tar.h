@@ -1,6 +1,6 @@
 #pragma once
 
-#include "byte_source.h"
+#include "images/byte_source.h"
 
 #include <string>
 

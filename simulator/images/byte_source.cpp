@@ -1,6 +1,6 @@
-#include "byte_source.h"
+#include "images/byte_source.h"
 
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <algorithm>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "file.h"
+#include "base/file.h"
 
 #include <memory>
 #include <vector>

@@ -1,8 +1,8 @@
-#include "image.h"
+#include "images/image.h"
 
-#include "safe_name.h"
-#include "vdi.h"
-#include "vmdk.h"
+#include "base/safe_name.h"
+#include "images/vdi.h"
+#include "images/vmdk.h"
 
 #include <Poco/UUIDGenerator.h>
 

@@ -1,6 +1,6 @@
-#include "vdi.h"
+#include "images/vdi.h"
 
-#include "endian.h"
+#include "images/endian.h"
 
 #include <Poco/UUIDGenerator.h>
 

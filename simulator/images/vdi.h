@@ -1,7 +1,7 @@
 #pragma once
 
-#include "byte_source.h"
-#include "sparse_reader.h"
+#include "images/byte_source.h"
+#include "images/sparse_reader.h"
 
 namespace VBoxSim {
 

@@ -1,7 +1,7 @@
-#include "vmdk.h"
+#include "images/vmdk.h"
 
-#include "safe_name.h"
-#include "vmdk_sparse.h"
+#include "base/safe_name.h"
+#include "images/vmdk_sparse.h"
 
 #include <algorithm>
 

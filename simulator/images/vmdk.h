@@ -1,8 +1,8 @@
 #pragma once
 
-#include "byte_source.h"
-#include "sparse_reader.h"
-#include "vmdk_descriptor.h"
+#include "images/byte_source.h"
+#include "images/sparse_reader.h"
+#include "images/vmdk_descriptor.h"
 
 namespace VBoxSim {
 

@@ -1,6 +1,6 @@
-#include "vmdk_descriptor.h"
+#include "images/vmdk_descriptor.h"
 
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <Poco/NumberParser.h>
 #include <Poco/String.h>

@@ -1,6 +1,6 @@
-#include "vmdk_sparse.h"
+#include "images/vmdk_sparse.h"
 
-#include "endian.h"
+#include "images/endian.h"
 
 #include <algorithm>
 #include <array>

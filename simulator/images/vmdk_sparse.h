@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vmdk.h"
+#include "images/vmdk.h"
 
 #include <zlib.h>
 

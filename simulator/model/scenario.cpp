@@ -1,8 +1,8 @@
 #include "model/scenario.h"
 
-#include "model/failure.h"
+#include "base/failure.h"
+#include "base/text.h"
 #include "model/fault_table.h"
-#include "model/text.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,13 +1,13 @@
 #include "server/cloning.h"
 
-#include "model/files.h"
-#include "model/machine_names.h"
-#include "model/snapshots.h"
-#include "model/text.h"
-#include "model/time.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/time.h"
 #include "server/incoming.h"
 #include "server/scheduler.h"
 #include "server/storage.h"
+#include "settings/machine_names.h"
+#include "settings/snapshots.h"
 
 #include <algorithm>
 #include <map>

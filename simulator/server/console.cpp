@@ -1,6 +1,6 @@
 #include "server/console.h"
 
-#include "model/files.h"
+#include "base/files.h"
 #include "server/machine.h"
 #include "server/shared_folder.h"
 #include "server/vm_life.h"

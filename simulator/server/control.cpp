@@ -1,6 +1,6 @@
 #include "server/control.h"
 
-#include "model/text.h"
+#include "base/text.h"
 #include "server/class_objects.h"
 #include "server/vm_life.h"
 #include "server/world.h"

@@ -1,8 +1,8 @@
 #include "server/deletion.h"
 
-#include "model/files.h"
-#include "model/snapshots.h"
+#include "base/files.h"
 #include "server/scheduler.h"
+#include "settings/snapshots.h"
 
 #include <algorithm>
 

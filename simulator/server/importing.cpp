@@ -1,15 +1,15 @@
 #include "server/importing.h"
 
-#include "model/files.h"
-#include "model/guest_os_types.h"
-#include "model/limits.h"
-#include "model/snapshots.h"
-#include "model/storage_buses.h"
-#include "model/text.h"
-#include "model/time.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/time.h"
 #include "server/scheduler.h"
 #include "server/storage.h"
 #include "server/world.h"
+#include "settings/guest_os_types.h"
+#include "settings/limits.h"
+#include "settings/snapshots.h"
+#include "settings/storage_buses.h"
 
 #include <algorithm>
 #include <cwchar>

@@ -2,7 +2,7 @@
 
 #include "server/progress.h"
 
-#include "appliance.h"
+#include "appliance/appliance.h"
 
 #include <memory>
 #include <string>

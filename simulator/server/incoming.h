@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/failure.h"
 #include "model/call_trace.h"
-#include "model/failure.h"
 #include "model/fault_table.h"
 #include "server/values.h"
 

@@ -1,9 +1,7 @@
 #include "server/machine.h"
 
-#include "model/files.h"
-#include "model/guest_os_types.h"
-#include "model/limits.h"
-#include "model/text.h"
+#include "base/files.h"
+#include "base/text.h"
 #include "server/audio_adapter.h"
 #include "server/cloning.h"
 #include "server/deletion.h"
@@ -13,6 +11,8 @@
 #include "server/sessions.h"
 #include "server/virtual_box.h"
 #include "server/vm_life.h"
+#include "settings/guest_os_types.h"
+#include "settings/limits.h"
 
 namespace VBoxSim {
 

@@ -2,9 +2,9 @@
 #include "server/machine.h"
 #include "server/shared_folder.h"
 
-#include "model/guest_property_flags.h"
-#include "model/text.h"
-#include "model/time.h"
+#include "base/text.h"
+#include "base/time.h"
+#include "settings/guest_property_flags.h"
 
 #include <algorithm>
 #include <iterator>

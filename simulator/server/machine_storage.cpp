@@ -3,8 +3,8 @@
 #include "server/medium.h"
 #include "server/storage_controller.h"
 
-#include "model/storage_buses.h"
-#include "model/text.h"
+#include "base/text.h"
+#include "settings/storage_buses.h"
 
 #include <algorithm>
 

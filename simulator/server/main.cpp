@@ -9,8 +9,8 @@
 #include "server/vm_life.h"
 #include "server/world.h"
 
-#include "model/files.h"
-#include "model/text.h"
+#include "base/files.h"
+#include "base/text.h"
 
 #include <windows.h>
 

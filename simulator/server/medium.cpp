@@ -1,7 +1,7 @@
 #include "server/medium.h"
 
-#include "model/files.h"
-#include "model/text.h"
+#include "base/files.h"
+#include "base/text.h"
 #include "server/progress.h"
 #include "server/scheduler.h"
 

@@ -1,7 +1,7 @@
 #include "server/network.h"
 
-#include "model/nat_rules.h"
-#include "model/text.h"
+#include "base/text.h"
+#include "settings/nat_rules.h"
 
 #include <algorithm>
 

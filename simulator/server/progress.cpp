@@ -1,6 +1,6 @@
 #include "server/progress.h"
 
-#include "model/text.h"
+#include "base/text.h"
 #include "server/error_info.h"
 #include "server/scheduler.h"
 

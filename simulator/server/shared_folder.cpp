@@ -1,7 +1,7 @@
 #include "server/shared_folder.h"
 
-#include "model/files.h"
-#include "model/text.h"
+#include "base/files.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 

@@ -2,7 +2,7 @@
 
 #include "server/object.h"
 
-#include "model/machine_settings.h"
+#include "settings/machine_settings.h"
 
 namespace VBoxSim {
 

@@ -1,6 +1,6 @@
 #include "server/storage.h"
 
-#include "model/text.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 

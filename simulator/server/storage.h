@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/failure.h"
+#include "base/failure.h"
 
-#include "image.h"
+#include "images/image.h"
 
 #include <Poco/UUID.h>
 

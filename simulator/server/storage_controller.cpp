@@ -2,8 +2,8 @@
 
 #include "server/medium.h"
 
-#include "model/storage_buses.h"
-#include "model/text.h"
+#include "base/text.h"
+#include "settings/storage_buses.h"
 
 #include <algorithm>
 

@@ -1,11 +1,11 @@
 #include "server/system_objects.h"
 
-#include "model/limits.h"
-#include "model/machine_settings.h"
-#include "model/storage_buses.h"
-#include "model/time.h"
+#include "base/time.h"
 #include "server/processor.h"
 #include "server/world.h"
+#include "settings/limits.h"
+#include "settings/machine_settings.h"
+#include "settings/storage_buses.h"
 
 namespace VBoxSim {
 

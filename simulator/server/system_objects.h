@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/guest_os_types.h"
 #include "server/object.h"
+#include "settings/guest_os_types.h"
 
 namespace VBoxSim {
 

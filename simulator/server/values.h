@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/failure.h"
+#include "base/failure.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #include "server/virtual_box.h"
 
-#include "model/text.h"
+#include "base/text.h"
 #include "server/appliance_objects.h"
 #include "server/machine.h"
 #include "server/medium.h"

@@ -1,11 +1,11 @@
 #include "server/vm_life.h"
 
-#include "model/files.h"
-#include "model/guest_property_flags.h"
-#include "model/text.h"
-#include "model/time.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/time.h"
 #include "server/scheduler.h"
 #include "server/storage.h"
+#include "settings/guest_property_flags.h"
 
 #include <algorithm>
 #include <optional>

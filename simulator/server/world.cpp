@@ -1,13 +1,13 @@
 #include "server/world.h"
 
-#include "model/files.h"
-#include "model/guest_os_types.h"
-#include "model/machine_names.h"
-#include "model/text.h"
-#include "model/time.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/time.h"
 #include "server/incoming.h"
 #include "server/scheduler.h"
 #include "server/vm_life.h"
+#include "settings/guest_os_types.h"
+#include "settings/machine_names.h"
 
 #include <algorithm>
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "model/failure.h"
-#include "model/global_settings.h"
-#include "model/machine_settings.h"
+#include "base/failure.h"
 #include "model/scenario.h"
 #include "server/events.h"
 #include "server/progress.h"
+#include "settings/global_settings.h"
+#include "settings/machine_settings.h"
 
 #include "travik/vbox_types.h"
 

@@ -2,9 +2,9 @@
 #include "server/storage.h"
 #include "server/world.h"
 
-#include "model/files.h"
-#include "model/text.h"
-#include "model/time.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/time.h"
 
 #include <algorithm>
 

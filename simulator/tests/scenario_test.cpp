@@ -1,7 +1,7 @@
-#include "model/failure.h"
+#include "base/failure.h"
+#include "base/text.h"
 #include "model/fault_table.h"
 #include "model/scenario.h"
-#include "model/text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
+#include "appliance/manifest.h"
+#include "appliance/ovf.h"
+#include "appliance/tar.h"
 #include "appliance_writers.h"
-#include "byte_source.h"
-#include "manifest.h"
-#include "ovf.h"
-#include "tar.h"
+#include "base/xml_tree.h"
+#include "images/byte_source.h"
 #include "test_support.h"
-#include "xml_tree.h"
 
 #include <chrono>
 

@@ -1,6 +1,6 @@
-#include "appliance.h"
+#include "appliance/appliance.h"
 #include "appliance_writers.h"
-#include "byte_source.h"
+#include "images/byte_source.h"
 #include "test_support.h"
 
 #include <Poco/SHA1Engine.h>

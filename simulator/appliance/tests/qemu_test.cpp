@@ -1,5 +1,5 @@
-#include "appliance.h"
-#include "byte_source.h"
+#include "appliance/appliance.h"
+#include "images/byte_source.h"
 #include "test_support.h"
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "byte_source.h"
+#include "images/byte_source.h"
 #include "test_support.h"
 
 #include <functional>

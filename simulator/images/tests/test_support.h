@@ -1,7 +1,7 @@
 #pragma once
 
-#include "image.h"
 #include "image_writers.h"
+#include "images/image.h"
 
 #include <scratch.h>
 

@@ -1,5 +1,5 @@
-#include "byte_source.h"
-#include "safe_name.h"
+#include "base/safe_name.h"
+#include "images/byte_source.h"
 #include "test_support.h"
 
 #include <functional>

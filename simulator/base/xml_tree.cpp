@@ -1,6 +1,6 @@
-#include "xml_tree.h"
+#include "base/xml_tree.h"
 
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <Poco/Exception.h>
 #include <Poco/SAX/Attributes.h>

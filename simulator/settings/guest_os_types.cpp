@@ -1,4 +1,4 @@
-#include "model/guest_os_types.h"
+#include "settings/guest_os_types.h"
 
 namespace VBoxSim {
 

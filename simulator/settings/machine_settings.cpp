@@ -1,11 +1,11 @@
-#include "model/machine_settings.h"
+#include "settings/machine_settings.h"
 
-#include "model/enumeration_names.h"
-#include "model/files.h"
-#include "model/storage_buses.h"
-#include "model/text.h"
-#include "model/time.h"
-#include "model/xml.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/time.h"
+#include "base/xml.h"
+#include "settings/enumeration_names.h"
+#include "settings/storage_buses.h"
 
 #include <random>
 #include <set>
@@ -405,8 +405,8 @@ MachineSettings parseMachineSettings(std::string text, const std::wstring& file)
 
     Element* registry = Xml::child(machine, "MediaRegistry");
     readMedia(Xml::child(registry, "HardDisks"), "HardDisk", DeviceKind::hardDisk, folder, L"", settings.media);
-    readMedia(Xml::child(registry, "DVDImages"), "Image", 2, folder, L"", settings.media);
-    readMedia(Xml::child(registry, "FloppyImages"), "Image", 1, folder, L"", settings.media);
+    readMedia(Xml::child(registry, "DVDImages"), "Image", DeviceKind::dvd, folder, L"", settings.media);
+    readMedia(Xml::child(registry, "FloppyImages"), "Image", DeviceKind::floppy, folder, L"", settings.media);
 
     Element* hardware = Xml::child(machine, "Hardware");
     readHardware(hardware, settings);

@@ -1,8 +1,8 @@
 // Damaged settings files: an answer or a refusal, never more.
 #include "fixtures.h"
 
-#include "model/failure.h"
-#include "model/machine_settings.h"
+#include "base/failure.h"
+#include "settings/machine_settings.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
-#include "model/xml.h"
+#include "base/xml.h"
 
-#include "model/failure.h"
+#include "base/failure.h"
 
 #include <Poco/DOM/DOMParser.h>
 #include <Poco/DOM/DOMWriter.h>

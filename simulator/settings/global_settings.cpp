@@ -1,8 +1,8 @@
-#include "model/global_settings.h"
+#include "settings/global_settings.h"
 
-#include "model/failure.h"
-#include "model/files.h"
-#include "model/xml.h"
+#include "base/failure.h"
+#include "base/files.h"
+#include "base/xml.h"
 
 namespace VBoxSim {
 

@@ -1,6 +1,6 @@
-#include "model/guest_property_flags.h"
+#include "settings/guest_property_flags.h"
 
-#include "model/text.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 

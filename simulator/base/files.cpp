@@ -1,7 +1,7 @@
-#include "model/files.h"
+#include "base/files.h"
 
-#include "model/failure.h"
-#include "model/text.h"
+#include "base/failure.h"
+#include "base/text.h"
 
 #include <windows.h>
 

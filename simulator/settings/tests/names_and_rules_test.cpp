@@ -1,9 +1,9 @@
-#include "model/failure.h"
-#include "model/guest_property_flags.h"
-#include "model/machine_names.h"
-#include "model/nat_rules.h"
-#include "model/storage_buses.h"
-#include "model/text.h"
+#include "base/failure.h"
+#include "base/text.h"
+#include "settings/guest_property_flags.h"
+#include "settings/machine_names.h"
+#include "settings/nat_rules.h"
+#include "settings/storage_buses.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/machine_settings.h"
+#include "settings/machine_settings.h"
 
 #include <string>
 #include <vector>

@@ -1,11 +1,11 @@
 #include "fixtures.h"
 
-#include "model/failure.h"
-#include "model/files.h"
-#include "model/global_settings.h"
-#include "model/machine_settings.h"
-#include "model/snapshots.h"
+#include "base/failure.h"
+#include "base/files.h"
 #include "scratch.h"
+#include "settings/global_settings.h"
+#include "settings/machine_settings.h"
+#include "settings/snapshots.h"
 
 #include <gtest/gtest.h>
 

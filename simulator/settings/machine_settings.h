@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/storage_buses.h"
+#include "settings/storage_buses.h"
 
 #include <cstdint>
 #include <map>

@@ -1,7 +1,7 @@
-#include "model/snapshots.h"
+#include "settings/snapshots.h"
 
-#include "model/text.h"
-#include "model/xml.h"
+#include "base/text.h"
+#include "base/xml.h"
 
 namespace VBoxSim {
 

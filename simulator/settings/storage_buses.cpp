@@ -1,4 +1,4 @@
-#include "model/storage_buses.h"
+#include "settings/storage_buses.h"
 
 #include <algorithm>
 

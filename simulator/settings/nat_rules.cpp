@@ -1,7 +1,7 @@
-#include "model/nat_rules.h"
+#include "settings/nat_rules.h"
 
-#include "model/failure.h"
-#include "model/text.h"
+#include "base/failure.h"
+#include "base/text.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "file.h"
+#include "base/file.h"
 
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <windows.h>
 

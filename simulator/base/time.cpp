@@ -1,6 +1,6 @@
-#include "model/time.h"
+#include "base/time.h"
 
-#include "model/text.h"
+#include "base/text.h"
 
 #include <Poco/DateTime.h>
 #include <Poco/DateTimeFormat.h>

@@ -1,7 +1,7 @@
-#include "model/machine_names.h"
+#include "settings/machine_names.h"
 
-#include "model/failure.h"
-#include "model/text.h"
+#include "base/failure.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/text.h"
+#include "base/text.h"
 
 #include <Poco/AutoPtr.h>
 #include <Poco/DOM/Document.h>

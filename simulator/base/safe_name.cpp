@@ -1,6 +1,6 @@
-#include "safe_name.h"
+#include "base/safe_name.h"
 
-#include "storage_error.h"
+#include "base/storage_error.h"
 
 #include <algorithm>
 #include <array>
