@@ -9,9 +9,9 @@
 int main(int argc, char** argv)
 {
     testing::InitGoogleMock(&argc, argv);
-    if (const std::optional<int> exitCode = TravikTest::runTestsInOwnProcesses())
-        return *exitCode;
     try {
+        if (const std::optional<int> exitCode = TravikTest::runTestsInOwnProcesses())
+            return *exitCode;
         TravikTest::makeScratchFolder();
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';

@@ -3,7 +3,9 @@
 #include <stdexcept>
 
 namespace TravikTest {
+namespace {
 
+/// As CommandLineToArgvW and the C runtime take it apart.
 std::wstring quoted(const std::wstring& argument)
 {
     std::wstring text = L"\"";
@@ -16,6 +18,8 @@ std::wstring quoted(const std::wstring& argument)
     }
     return text.append(backslashes, L'\\') + L'"';
 }
+
+} // namespace
 
 PROCESS_INFORMATION startProcess(const std::filesystem::path& program, const std::vector<std::wstring>& arguments,
                                  STARTUPINFOW startup, DWORD flags)

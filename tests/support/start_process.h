@@ -9,9 +9,6 @@
 
 namespace TravikTest {
 
-/// An argument of a command line, as CommandLineToArgvW and the C runtime take it apart.
-std::wstring quoted(const std::wstring& argument);
-
 /// CreateProcessW: a program, which inherits the handles that it may, with arguments that are quoted here. Throws when
 /// it does not start. The caller closes both handles.
 ///
