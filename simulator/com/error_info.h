@@ -1,0 +1,40 @@
+#pragma once
+
+#include "com/object.h"
+
+namespace VBoxSim {
+
+/// VirtualBox's error object.
+class ErrorInfo : public Object<ErrorInfo, IVirtualBoxErrorInfo, IErrorInfo>
+{
+public:
+    ErrorInfo(Failure failure, std::wstring component, const GUID& interfaceId)
+        // NOLINTNEXTLINE(bugprone-throw-keyword-missing): the member is made here
+        : failure_(std::move(failure)), component_(std::move(component)), interfaceId_(interfaceId)
+    {}
+
+    HRESULT STDMETHODCALLTYPE GetGUID(GUID* id) override;
+    HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) override;
+    HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) override;
+    HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR* file) override;
+    HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD* context) override;
+
+    HRESULT STDMETHODCALLTYPE get_ResultCode(LONG* code) override;
+    HRESULT STDMETHODCALLTYPE get_ResultDetail(LONG* detail) override;
+    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* id) override;
+    HRESULT STDMETHODCALLTYPE get_Component(BSTR* component) override;
+    HRESULT STDMETHODCALLTYPE get_Text(BSTR* text) override;
+    HRESULT STDMETHODCALLTYPE get_Next(IVirtualBoxErrorInfo** next) override;
+
+    const wchar_t* typeName() const override { return L"IVirtualBoxErrorInfo"; }
+
+private:
+    Failure failure_;
+    std::wstring component_;
+    GUID interfaceId_;
+};
+
+/// Leaves the error object of a failed call with COM, which carries it to the client.
+void reportError(const Failure& failure, const wchar_t* call, REFIID interfaceId);
+
+} // namespace VBoxSim

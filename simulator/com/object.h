@@ -1,0 +1,193 @@
+#pragma once
+
+#include "com/call_frame.h"
+#include "com/clients.h"
+#include "com/interface_keeper.h"
+#include "com/values.h"
+#include "vboxsim_control_defaults.h"
+#include "virtualbox_defaults.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <string>
+#include <utility>
+
+namespace VBoxSim {
+
+template <class... Parts>
+std::wstring describeAll(const Parts&... parts)
+{
+    std::wstring all;
+    ((all += (all.empty() ? L"" : L", ") + describe(parts)), ...);
+    return all;
+}
+
+/// Base of every COM object of the server: reference count, identity, the census, and the frame around each call.
+/// `Bases` are the interfaces that `Interface` derives from, IDispatch and IUnknown aside. A class that other calls
+/// must recognise as an argument has a member `static constexpr GUID implementationId`.
+template <class Derived, class Interface, class... Bases>
+class Object : public Defaults<Interface>, public IExternalConnection, public ISupportErrorInfo, public Counted
+{
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
+    {
+        if (!out)
+            return E_POINTER;
+        *out = nullptr;
+        if (id == IID_IUnknown || id == __uuidof(Interface) || ((id == __uuidof(Bases)) || ...) ||
+            (hasDispatch && id == IID_IDispatch)) {
+            *out = static_cast<Interface*>(this);
+        } else if (id == IID_IExternalConnection) {
+            *out = static_cast<IExternalConnection*>(this);
+        } else if (id == IID_ISupportErrorInfo) {
+            *out = static_cast<ISupportErrorInfo*>(this);
+        } else if constexpr (requires { Derived::implementationId; }) {
+            if (id == Derived::implementationId)
+                *out = static_cast<Derived*>(this);
+        }
+        if (!*out)
+            return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        const ULONG left = --references_;
+        if (left == 0) {
+            leaveCensus();
+            delete static_cast<Derived*>(this);
+        }
+        return left;
+    }
+
+    DWORD STDMETHODCALLTYPE AddConnection(DWORD kind, DWORD) override
+    {
+        if (kind & EXTCONN_STRONG) {
+            ++connections_;
+            connected(true);
+        }
+        return connections_;
+    }
+
+    DWORD STDMETHODCALLTYPE ReleaseConnection(DWORD kind, DWORD, BOOL lastReleaseCloses) override
+    {
+        if (kind & EXTCONN_STRONG && --connections_ == 0) {
+            connected(false);
+            // COM expects this of an object that counts its connections; Wine's COM does it by itself, and would not
+            // survive it here.
+            if (lastReleaseCloses && !underWine())
+                CoDisconnectObject(identity(), 0);
+        }
+        return connections_;
+    }
+
+    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID) override { return S_OK; }
+
+protected:
+    Object()
+    {
+        static const bool kept = (keepRegistered(__uuidof(Interface)), (keepRegistered(__uuidof(Bases)), ...), true);
+        static_cast<void>(kept);
+    }
+    virtual ~Object() = default;
+
+    IUnknown* identity() override { return static_cast<Interface*>(this); }
+
+    bool tryAddRef() override
+    {
+        ULONG count = references_;
+        while (count != 0 && !references_.compare_exchange_weak(count, count + 1)) {
+        }
+        return count != 0;
+    }
+
+    /// Throws when the object takes no calls any more.
+    virtual void checkUsable() const {}
+
+    /// A method: `body` is called with the world's lock when it wants it.
+    template <class Body, class... Arguments>
+    HRESULT call(const wchar_t* name, Body&& body, const Arguments&... arguments)
+    {
+        return callAlways(
+            name,
+            [&](WorldLock& lock) {
+                checkUsable();
+                if constexpr (std::is_invocable_v<Body, WorldLock&>)
+                    body(lock);
+                else
+                    body();
+            },
+            arguments...);
+    }
+
+    /// A method that works on an unusable object as well.
+    template <class Body, class... Arguments>
+    HRESULT callAlways(const wchar_t* name, Body&& body, const Arguments&... arguments)
+    {
+        return serve(
+            name, [&] { return describeAll(arguments...); }, __uuidof(Interface),
+            [&](WorldLock& lock) {
+                if constexpr (std::is_invocable_v<Body, WorldLock&>)
+                    body(lock);
+                else
+                    body();
+            });
+    }
+
+    /// A method with one result: `read` gives it.
+    template <class Out, class Read, class... Arguments>
+    HRESULT get(const wchar_t* name, Out* out, Read&& read, const Arguments&... arguments)
+    {
+        return getAlways(
+            name, out,
+            [&] {
+                checkUsable();
+                return read();
+            },
+            arguments...);
+    }
+
+    template <class Out, class Read, class... Arguments>
+    HRESULT getAlways(const wchar_t* name, Out* out, Read&& read, const Arguments&... arguments)
+    {
+        if (out)
+            *out = Out{};
+        return callAlways(
+            name,
+            [&] {
+                require(out);
+                store(out, read());
+            },
+            arguments...);
+    }
+
+private:
+    static constexpr bool hasDispatch = std::is_base_of_v<IDispatch, Interface>;
+
+    std::atomic<ULONG> references_{0};
+    std::atomic<DWORD> connections_{0};
+};
+
+template <class Implementation, class... Arguments>
+ComPtr<Implementation> make(Arguments&&... arguments)
+{
+    return ComPtr<Implementation>(new Implementation(std::forward<Arguments>(arguments)...));
+}
+
+/// The implementation behind an argument; null when it is not an object of that class of this server.
+template <class Implementation>
+ComPtr<Implementation> implementationOf(IUnknown* object)
+{
+    void* pointer = nullptr;
+    if (!object || FAILED(object->QueryInterface(Implementation::implementationId, &pointer)))
+        return nullptr;
+    const ComPtr<Implementation> found = static_cast<Implementation*>(pointer);
+    found->Release(); // not by Attach, which takes a reference of its own in MinGW's header
+    return found;
+}
+
+} // namespace VBoxSim

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "com/object.h"
+#include "settings/guest_os_types.h"
+
+namespace VBoxSim {
+
+class SystemProperties : public Object<SystemProperties, ISystemProperties>
+{
+public:
+    HRESULT STDMETHODCALLTYPE get_MinGuestRAM(ULONG* megabytes) override;
+    HRESULT STDMETHODCALLTYPE get_MaxGuestRAM(ULONG* megabytes) override;
+    HRESULT STDMETHODCALLTYPE get_MinGuestCPUCount(ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE get_MaxGuestCPUCount(ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE get_DefaultMachineFolder(BSTR* folder) override;
+    HRESULT STDMETHODCALLTYPE put_DefaultMachineFolder(BSTR folder) override;
+    HRESULT STDMETHODCALLTYPE get_DefaultHardDiskFormat(BSTR* format) override;
+    HRESULT STDMETHODCALLTYPE GetMaxNetworkAdapters(ULONG chipset, ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE GetMaxDevicesPerPortForStorageBus(ULONG bus, ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE GetMinPortCountForStorageBus(ULONG bus, ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE GetMaxPortCountForStorageBus(ULONG bus, ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE GetDeviceTypesForStorageBus(ULONG bus, SAFEARRAY** types) override;
+
+    const wchar_t* typeName() const override { return L"ISystemProperties"; }
+};
+
+/// The machine that the server runs on.
+class Host : public Object<Host, IHost>
+{
+public:
+    HRESULT STDMETHODCALLTYPE get_ProcessorCount(ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE get_ProcessorOnlineCount(ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE get_MemorySize(ULONG* megabytes) override;
+    HRESULT STDMETHODCALLTYPE get_MemoryAvailable(ULONG* megabytes) override;
+    HRESULT STDMETHODCALLTYPE get_OperatingSystem(BSTR* name) override;
+    HRESULT STDMETHODCALLTYPE get_UTCTime(LONG64* milliseconds) override;
+    HRESULT STDMETHODCALLTYPE GetProcessorFeature(ULONG feature, BOOL* supported) override;
+    HRESULT STDMETHODCALLTYPE GenerateMACAddress(BSTR* address) override;
+
+    const wchar_t* typeName() const override { return L"IHost"; }
+};
+
+class GuestOsTypeObject : public Object<GuestOsTypeObject, IGuestOSType>
+{
+public:
+    explicit GuestOsTypeObject(const GuestOsType& type) : type_(type) {}
+
+    HRESULT STDMETHODCALLTYPE get_FamilyId(BSTR* id) override;
+    HRESULT STDMETHODCALLTYPE get_FamilyDescription(BSTR* description) override;
+    HRESULT STDMETHODCALLTYPE get_Id(BSTR* id) override;
+    HRESULT STDMETHODCALLTYPE get_Description(BSTR* description) override;
+    HRESULT STDMETHODCALLTYPE get_Is64Bit(BOOL* is64Bit) override;
+    HRESULT STDMETHODCALLTYPE get_RecommendedRAM(ULONG* megabytes) override;
+    HRESULT STDMETHODCALLTYPE get_RecommendedHDD(LONG64* bytes) override;
+    HRESULT STDMETHODCALLTYPE get_RecommendedCPUCount(ULONG* count) override;
+
+    const wchar_t* typeName() const override { return L"IGuestOSType"; }
+
+private:
+    const GuestOsType& type_;
+};
+
+} // namespace VBoxSim

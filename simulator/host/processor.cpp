@@ -1,0 +1,72 @@
+#include "host/processor.h"
+
+#include "travik/vbox_types.h"
+
+#include <windows.h>
+
+#ifdef _MSC_VER
+#include <intrin.h>
+#else
+#include <cpuid.h>
+#endif
+
+namespace VBoxSim {
+
+namespace {
+
+namespace ProcessorFeature = Travik::ProcessorFeature;
+
+struct Leaf
+{
+    unsigned a = 0, b = 0, c = 0, d = 0;
+};
+
+Leaf cpuid(unsigned number)
+{
+    Leaf leaf;
+#ifdef _MSC_VER
+    int parts[4];
+    __cpuid(parts, static_cast<int>(number & 0x80000000));
+    if (static_cast<unsigned>(parts[0]) < number)
+        return leaf;
+    __cpuid(parts, static_cast<int>(number));
+    leaf = {static_cast<unsigned>(parts[0]), static_cast<unsigned>(parts[1]), static_cast<unsigned>(parts[2]),
+            static_cast<unsigned>(parts[3])};
+#else
+    __get_cpuid(number, &leaf.a, &leaf.b, &leaf.c, &leaf.d);
+#endif
+    return leaf;
+}
+
+bool hasBit(unsigned value, unsigned bit)
+{
+    return (value >> bit) & 1;
+}
+
+} // namespace
+
+bool processorHas(std::uint32_t feature)
+{
+    const bool vtx = hasBit(cpuid(1).c, 5);
+    const bool amdV = hasBit(cpuid(0x80000001).c, 2);
+    // Only the kernel can ask an Intel processor for nested paging; Windows tells what it found.
+    constexpr DWORD secondLevelTranslation = 20;
+    const bool nestedPaging = (amdV && hasBit(cpuid(0x8000000A).d, 0)) ||
+                              ((vtx || amdV) && IsProcessorFeaturePresent(secondLevelTranslation));
+    switch (feature) {
+    case ProcessorFeature::HWVirtEx:
+        return vtx || amdV;
+    case ProcessorFeature::PAE:
+        return hasBit(cpuid(1).d, 6);
+    case ProcessorFeature::LongMode:
+        return hasBit(cpuid(0x80000001).d, 29);
+    case ProcessorFeature::NestedPaging:
+    case ProcessorFeature::UnrestrictedGuest:
+    case ProcessorFeature::NestedHWVirt:
+        return nestedPaging;
+    default:
+        return false;
+    }
+}
+
+} // namespace VBoxSim
