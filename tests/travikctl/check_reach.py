@@ -12,7 +12,7 @@ def main():
     operations = re.findall(r"virtual [\w:]+ (\w+)\([^)]*\) = 0;", interface)
     if len(operations) != 118:
         sys.exit(f"118 operations expected, {len(operations)} found")
-    users = [headers / "scoped_handle.h", *sources.glob("*.cpp"), *sources.glob("*.h")]
+    users = [headers / "scoped_handle.h", *sources.rglob("*.cpp"), *sources.rglob("*.h")]
     text = "".join(re.sub(r"//[^\n]*", "", user.read_text(encoding="utf-8")) for user in users)
     # Called on the instance, or passed as a pointer to the operation.
     used = set(re.findall(r"(?:vbox_?[.]|->|VBoxInstanceImpl::)(\w+)", text))

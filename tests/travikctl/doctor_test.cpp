@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "ctl_test.h"
-#include "installation.h"
+#include "verbs/installation.h"
 #include "vboxsim_control.h"
 
 using namespace TravikTest;

@@ -1,7 +1,7 @@
 // name, create, register, clone, delete, import.
 
 #include "ctl_test.h"
-#include "tour_world.h"
+#include "tour/world.h"
 
 using namespace TravikTest;
 
@@ -85,7 +85,7 @@ TEST_F(TravikctlLife, deleteTakesAnInaccessibleMachineOffTheList)
 TEST_F(TravikctlLife, importBringsAMachineIn)
 {
     const std::filesystem::path file = folder() / L"frei 中文.ova";
-    writeAppliance(file, "harbour");
+    writeAppliance(file);
     EXPECT_EQ(travikctl({L"import", file.wstring(), L"--name-only"}).out, "harbour\n");
     const Outcome run = travikctlJson({L"import", file.wstring()});
     ASSERT_TRUE(succeeded(run));

@@ -1,7 +1,7 @@
 // The samples do what their first lines promise.
 
 #include "ctl_test.h"
-#include "tour_world.h"
+#include "tour/world.h"
 
 using namespace TravikTest;
 
@@ -40,7 +40,7 @@ TEST_F(SampleTest, machineLife)
 TEST_F(SampleTest, importAppliance)
 {
     const std::filesystem::path file = folder() / L"harbour.ova";
-    writeAppliance(file, "harbour");
+    writeAppliance(file);
     const Outcome run = sample(L"import_appliance", {file.wstring()});
     ASSERT_EQ(run.exitCode, 0) << run.all();
     EXPECT_THAT(run.out, HasSubstr("imported harbour, "));

@@ -1,6 +1,7 @@
 // Guest properties.
 
-#include "verbs.h"
+#include "core/context.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -47,19 +48,18 @@ void remove(Context& context, const PropertyOptions& options)
 
 void addPropertyVerbs(Verbs& verbs)
 {
-    CLI::App& group = verbs.group("prop", "Guest properties, the channel between host and guest");
-    const auto add = [&](const char* name, const char* description, void (*action)(Context&, const PropertyOptions&)) {
+    Verbs::Group group = verbs.group("prop", "Guest properties, the channel between host and guest");
+    const auto add = [&group](const char* word, const char* description,
+                              void (*act)(Context&, const PropertyOptions&)) {
         auto options = std::make_shared<PropertyOptions>();
-        CLI::App& verb =
-            verbs.add(group, name, description, [options, action](Context& context) { action(context, *options); });
-        addMachine(verb, options->machine);
-        addArgument(verb, "NAME", options->name, "Name of the property");
-        return std::pair<CLI::App&, std::shared_ptr<PropertyOptions>>(verb, options);
+        Verb& verb = group.add(word, description, [options, act](Context& context) { act(context, *options); });
+        verb.machine(options->machine).argument("NAME", &options->name, "Name of the property");
+        return std::pair<Verb&, std::shared_ptr<PropertyOptions>>(verb, options);
     };
 
     add("get", "A property with its time (nanoseconds since 1970) and flags", get);
-    const auto [setVerb, options] = add("set", "Set a property; the machine must run or be off", set);
-    addArgument(setVerb, "VALUE", options->value, "Value; an empty one deletes the property");
-    setVerb.add_option("--flags", options->flags, "Flags, with commas: TRANSIENT, RDONLYGUEST, ...");
+    const auto [setting, options] = add("set", "Set a property; the machine must run or be off", set);
+    setting.argument("VALUE", &options->value, "Value; an empty one deletes the property")
+        .option("--flags", "TEXT", &options->flags, "Flags, with commas: TRANSIENT, RDONLYGUEST, ...");
     add("delete", "Delete a property", remove);
 }

@@ -1,7 +1,8 @@
 // Disk images, alone and in a machine's controllers.
 
-#include "names.h"
-#include "verbs.h"
+#include "core/context.h"
+#include "core/names.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -100,27 +101,26 @@ void current(Context& context, const DiskOptions& options)
 
 void addDiskVerbs(Verbs& verbs)
 {
-    CLI::App& group = verbs.group("disk", "Disk images and where they are attached");
+    Verbs::Group group = verbs.group("disk", "Disk images and where they are attached");
     using Options = std::shared_ptr<DiskOptions>;
-    const auto add = [&](const char* name, const char* description, void (*action)(Context&, const DiskOptions&)) {
+    const auto add = [&group](const char* word, const char* description, void (*act)(Context&, const DiskOptions&)) {
         Options options = std::make_shared<DiskOptions>();
-        CLI::App& verb =
-            verbs.add(group, name, description, [options, action](Context& context) { action(context, *options); });
-        return std::pair<CLI::App&, Options>(verb, options);
+        Verb& verb = group.add(word, description, [options, act](Context& context) { act(context, *options); });
+        return std::pair<Verb&, Options>(verb, options);
     };
-    const auto addFile = [](CLI::App& verb, const Options& options) {
-        addArgument(verb, "FILE", options->file, "Image file");
+    const auto addFile = [](Verb& verb, const Options& options) {
+        verb.argument("FILE", &options->file, "Image file");
     };
-    const auto addController = [](CLI::App& verb, const Options& options) {
-        addArgument(verb, "CONTROLLER", options->controller, "Name of the storage controller, such as SATA");
+    const auto addController = [](Verb& verb, const Options& options) {
+        verb.argument("CONTROLLER", &options->controller, "Name of the storage controller, such as SATA");
     };
-    const auto addPlace = [&](CLI::App& verb, const Options& options) {
+    const auto addPlace = [&](Verb& verb, const Options& options) {
         addController(verb, options);
-        verb.add_option("--port", options->port, "Port of the controller (0)")->type_name("N");
-        verb.add_option("--device", options->device, "Device on the port (0)")->type_name("N");
+        verb.option("--port", "N", &options->port, "Port of the controller (0)");
+        verb.option("--device", "N", &options->device, "Device on the port (0)");
     };
-    const auto addNewUuid = [](CLI::App& verb, const Options& options) {
-        verb.add_flag("--new-uuid", options->newUuid, "Give the image a new UUID, for a copied one");
+    const auto addNewUuid = [](Verb& verb, const Options& options) {
+        verb.flag("--new-uuid", options->newUuid, "Give the image a new UUID, for a copied one");
     };
 
     {
@@ -134,14 +134,14 @@ void addDiskVerbs(Verbs& verbs)
     }
     {
         const auto [verb, options] = add("attach", "Attach an image to a machine, as a solid-state disk", attach);
-        addMachine(verb, options->machine);
+        verb.machine(options->machine);
         addFile(verb, options);
         addPlace(verb, options);
         addNewUuid(verb, options);
     }
     {
         const auto [verb, options] = add("detach", "Take an image off a machine", detach);
-        addMachine(verb, options->machine);
+        verb.machine(options->machine);
         addPlace(verb, options);
     }
     {
@@ -154,18 +154,18 @@ void addDiskVerbs(Verbs& verbs)
     }
     {
         const auto [verb, options] = add("rename", "Move an image file; detach and close it before", rename);
-        verbs.withoutVirtualBox();
+        verb.withoutVirtualBox();
         addFile(verb, options);
-        addArgument(verb, "TARGET", options->target, "New path; nothing is overwritten");
+        verb.argument("TARGET", &options->target, "New path; nothing is overwritten");
     }
     {
         const auto [verb, options] = add("ports", "How many ports a storage controller has", ports);
-        addMachine(verb, options->machine);
+        verb.machine(options->machine);
         addController(verb, options);
     }
     {
         const auto [verb, options] = add("current", "The image at a place", current);
-        addMachine(verb, options->machine);
+        verb.machine(options->machine);
         addPlace(verb, options);
     }
 }

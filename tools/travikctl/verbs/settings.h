@@ -4,11 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "context.h"
-
-namespace CLI {
-class App;
-}
+#include "core/context.h"
+#include "core/verbs.h"
 
 /// Settings as the command line gives them.
 struct Settings
@@ -20,7 +17,7 @@ struct Settings
 };
 
 /// The options that fill settings.
-void addSettings(CLI::App& verb, Settings& settings);
+void addSettings(Verb& verb, Settings& settings);
 
 /// Changes a mutable machine; nothing is saved.
 void apply(const Context& context, Travik::VBoxHandle machine, const Settings& settings);

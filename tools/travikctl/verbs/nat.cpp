@@ -1,6 +1,7 @@
 // Port forwarding.
 
-#include "verbs.h"
+#include "core/context.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -21,7 +22,7 @@ ScopedNATEngine engineOf(const Context& context, VBoxHandle machine, std::uint32
     return context.ask<ScopedNATEngine>(&VBoxInstanceImpl::getNATEngine, adapter);
 }
 
-void add(Context& context, const NatOptions& options)
+void addRule(Context& context, const NatOptions& options)
 {
     context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
         const ScopedNATEngine engine = engineOf(context, machine, options.adapter);
@@ -34,7 +35,7 @@ void add(Context& context, const NatOptions& options)
                      {{"added", options.name}});
 }
 
-void remove(Context& context, const NatOptions& options)
+void removeRule(Context& context, const NatOptions& options)
 {
     context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
         const ScopedNATEngine engine = engineOf(context, machine, options.adapter);
@@ -77,40 +78,31 @@ void listRules(Context& context, const NatOptions& options)
 
 void addNatVerbs(Verbs& verbs)
 {
-    CLI::App& group = verbs.group("nat", "Port forwarding of a machine's network adapter in NAT mode");
-    const auto common = [](CLI::App& verb, NatOptions& options) {
-        addMachine(verb, options.machine);
-        verb.add_option("--adapter", options.adapter, "Network adapter, the first is 0 (default)")->type_name("N");
+    Verbs::Group group = verbs.group("nat", "Port forwarding of a machine's network adapter in NAT mode");
+    const auto add = [&group](const char* word, const char* description, void (*act)(Context&, const NatOptions&)) {
+        auto options = std::make_shared<NatOptions>();
+        Verb& verb = group.add(word, description, [options, act](Context& context) { act(context, *options); });
+        verb.machine(options->machine)
+            .option("--adapter", "N", &options->adapter, "Network adapter, the first is 0 (default)");
+        return std::pair<Verb&, std::shared_ptr<NatOptions>>(verb, options);
     };
 
-    auto added = std::make_shared<NatOptions>();
-    CLI::App& addVerb = verbs.add(group, "add", "Forward a host port to the guest",
-                                  [added](Context& context) { add(context, *added); });
-    common(addVerb, *added);
-    addArgument(addVerb, "NAME", added->name, "Name of the rule");
-    const std::map<std::string, std::uint32_t> protocols{{"udp", NATProtocol::UDP}, {"tcp", NATProtocol::TCP}};
-    addVerb.add_option("--protocol", added->protocol, "tcp (default) or udp")
-        ->type_name("PROTOCOL")
-        ->transform(CLI::CheckedTransformer(protocols, CLI::ignore_case).description(""));
-    addVerb.add_option("--host-port", added->hostPort, "Port of the host")
-        ->type_name("PORT")
-        ->required()
-        ->check(CLI::Range(1, 65535).description(""));
-    addVerb.add_option("--guest-port", added->guestPort, "Port of the guest")
-        ->type_name("PORT")
-        ->required()
-        ->check(CLI::Range(1, 65535).description(""));
-    addVerb.add_option("--host-address", added->hostAddress, "Address of the host; every one by default");
-    addVerb.add_option("--guest-address", added->guestAddress, "Address of the guest; the one it was given by default");
+    const auto [adding, added] = add("add", "Forward a host port to the guest", addRule);
+    adding.argument("NAME", &added->name, "Name of the rule")
+        .option("--protocol", "PROTOCOL", &added->protocol, "tcp (default) or udp")
+        .choices({{"udp", NATProtocol::UDP}, {"tcp", NATProtocol::TCP}})
+        .option("--host-port", "PORT", &added->hostPort, "Port of the host")
+        .required()
+        .between(1, 65535)
+        .option("--guest-port", "PORT", &added->guestPort, "Port of the guest")
+        .required()
+        .between(1, 65535)
+        .option("--host-address", "TEXT", &added->hostAddress, "Address of the host; every one by default")
+        .option("--guest-address", "TEXT", &added->guestAddress,
+                "Address of the guest; the one it was given by default");
 
-    auto removed = std::make_shared<NatOptions>();
-    CLI::App& removeVerb =
-        verbs.add(group, "remove", "Remove a rule", [removed](Context& context) { remove(context, *removed); });
-    common(removeVerb, *removed);
-    addArgument(removeVerb, "NAME", removed->name, "Name of the rule");
+    const auto [removing, removed] = add("remove", "Remove a rule", removeRule);
+    removing.argument("NAME", &removed->name, "Name of the rule");
 
-    auto listed = std::make_shared<NatOptions>();
-    CLI::App& listVerb = verbs.add(group, "list", "The rules, all but the last one",
-                                   [listed](Context& context) { listRules(context, *listed); });
-    common(listVerb, *listed);
+    add("list", "The rules, all but the last one", listRules);
 }

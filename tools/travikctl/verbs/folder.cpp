@@ -1,6 +1,7 @@
 // The folder in which VirtualBox creates machines.
 
-#include "verbs.h"
+#include "core/context.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -22,10 +23,10 @@ void set(Context& context, const std::string& folder)
 
 void addFolderVerbs(Verbs& verbs)
 {
-    CLI::App& group = verbs.group("folder", "The folder in which VirtualBox creates machines");
-    verbs.add(group, "get", "Show it", get);
+    Verbs::Group group = verbs.group("folder", "The folder in which VirtualBox creates machines");
+    group.add("get", "Show it", get);
 
     auto folder = std::make_shared<std::string>();
-    CLI::App& verb = verbs.add(group, "set", "Change it", [folder](Context& context) { set(context, *folder); });
-    addArgument(verb, "FOLDER", *folder, "A folder that exists");
+    group.add("set", "Change it", [folder](Context& context) { set(context, *folder); })
+        .argument("FOLDER", &*folder, "A folder that exists");
 }

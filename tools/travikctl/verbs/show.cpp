@@ -1,5 +1,6 @@
-#include "names.h"
-#include "verbs.h"
+#include "core/context.h"
+#include "core/names.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -42,6 +43,5 @@ void addShowVerbs(Verbs& verbs)
     verbs.add("list", "The registered machines", list);
 
     auto which = std::make_shared<std::string>();
-    CLI::App& verb = verbs.add("show", "One machine", [which](Context& context) { show(context, *which); });
-    addMachine(verb, *which);
+    verbs.add("show", "One machine", [which](Context& context) { show(context, *which); }).machine(*which);
 }

@@ -1,6 +1,7 @@
 // Two small subjects: a machine's sound and the host's processor.
 
-#include "verbs.h"
+#include "core/context.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -41,12 +42,13 @@ void host(Context& context)
 
 void addAudioAndHostVerbs(Verbs& verbs)
 {
-    CLI::App& group = verbs.group("audio", "A machine's sound; it changes only while the machine is off");
+    Verbs::Group group = verbs.group("audio", "A machine's sound; it changes only while the machine is off");
     for (const bool on : {true, false}) {
         auto machine = std::make_shared<std::string>();
-        CLI::App& verb = verbs.add(group, on ? "on" : "off", on ? "Switch it on" : "Switch it off",
-                                   [machine, on](Context& context) { setAudio(context, *machine, on); });
-        addMachine(verb, *machine);
+        group
+            .add(on ? "on" : "off", on ? "Switch it on" : "Switch it off",
+                 [machine, on](Context& context) { setAudio(context, *machine, on); })
+            .machine(*machine);
     }
     verbs.add("host", "What the host's processor can do", host);
 }

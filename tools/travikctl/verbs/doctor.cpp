@@ -2,8 +2,9 @@
 
 #include <filesystem>
 
+#include "core/context.h"
+#include "core/verbs.h"
 #include "installation.h"
-#include "verbs.h"
 
 using namespace Travik;
 
@@ -108,6 +109,6 @@ void examine(Context& context)
 
 void addDoctorVerb(Verbs& verbs)
 {
-    verbs.add("doctor", "Check the installation of VirtualBox and name the remedy of each finding", examine);
-    verbs.withoutVirtualBox();
+    verbs.add("doctor", "Check the installation of VirtualBox and name the remedy of each finding", examine)
+        .withoutVirtualBox();
 }

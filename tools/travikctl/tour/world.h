@@ -25,6 +25,5 @@ private:
     std::filesystem::path path_;
 };
 
-/// Writes an appliance (.ova) with one machine of that name: 2 processors, 256 MB, a NAT adapter, a SATA controller
-/// with one disk of 64 MB, compressed as appliances are.
-void writeAppliance(const std::filesystem::path& file, const std::string& machineName);
+/// Writes the appliance that this program carries: one machine, "harbour", with a disk (make_appliance.py).
+void writeAppliance(const std::filesystem::path& file);

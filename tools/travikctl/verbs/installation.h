@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "output.h"
+#include "core/output.h"
 
 // What doctor looks at itself, in registry and system, without VirtualBox.
 

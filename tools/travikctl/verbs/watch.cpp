@@ -1,8 +1,9 @@
 // A running machine's events, as they come.
 
-#include "names.h"
-#include "terminal.h"
-#include "verbs.h"
+#include "core/context.h"
+#include "core/names.h"
+#include "core/terminal.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -120,16 +121,16 @@ void Watch::run()
 void addWatchVerb(Verbs& verbs)
 {
     auto options = std::make_shared<WatchOptions>();
-    CLI::App& verb = verbs.add(
-        "watch", "The events of a running machine until it is off, or Ctrl-C; with --json one object per line",
-        [options](Context& context) {
-            const ScopedMachine machine = context.machine(options->machine);
-            context.withConsole(options->machine,
-                                [&](VBoxHandle console) { Watch(context, *options, machine, console).run(); });
-        });
-    verbs.waitingLong();
-    addMachine(verb, options->machine);
-    verb.add_option("--count", options->count, "End after so many events")->type_name("N");
-    verb.add_option("--for", options->seconds, "End after so many seconds")->type_name("SECONDS");
-    verb.add_flag("--all", options->all, "Events of every type, not only states and errors");
+    verbs
+        .add("watch", "The events of a running machine until it is off, or Ctrl-C; with --json one object per line",
+             [options](Context& context) {
+                 const ScopedMachine machine = context.machine(options->machine);
+                 context.withConsole(options->machine,
+                                     [&](VBoxHandle console) { Watch(context, *options, machine, console).run(); });
+             })
+        .waitingLong()
+        .machine(options->machine)
+        .option("--count", "N", &options->count, "End after so many events")
+        .option("--for", "SECONDS", &options->seconds, "End after so many seconds")
+        .flag("--all", options->all, "Events of every type, not only states and errors");
 }

@@ -2,8 +2,9 @@
 
 #include "settings.h"
 
-#include "names.h"
-#include "verbs.h"
+#include "core/context.h"
+#include "core/names.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -52,26 +53,23 @@ void get(Context& context, const std::string& which, const std::string& what,
 
 } // namespace
 
-void addSettings(CLI::App& verb, Settings& settings)
+void addSettings(Verb& verb, Settings& settings)
 {
-    const std::map<std::string, std::uint32_t> providers{
-        {"none", ParavirtProvider::None},     {"default", ParavirtProvider::Default},
-        {"legacy", ParavirtProvider::Legacy}, {"minimal", ParavirtProvider::Minimal},
-        {"hyperv", ParavirtProvider::HyperV}, {"kvm", ParavirtProvider::KVM}};
-    verb.add_option("--cpus", settings.cpus, "Number of processors")->type_name("N");
-    verb.add_option("--memory", settings.memory, "Memory size")->type_name("MEGABYTES");
-    verb.add_option("--paravirt", settings.paravirt, "Paravirtualisation: none, default, legacy, minimal, hyperv, kvm")
-        ->type_name("PROVIDER")
-        ->transform(CLI::CheckedTransformer(providers, CLI::ignore_case).description(""));
-    verb.add_option("--extra", settings.extra, "Extra data, as often as needed; an empty value deletes the key")
-        ->type_name("KEY=VALUE")
-        ->take_all()
-        ->expected(1)
-        ->check(CLI::Validator(
-            [](std::string& entry) {
-                return entry.find('=') == std::string::npos || entry.front() == '=' ? "KEY=VALUE is needed" : "";
-            },
-            ""));
+    verb.option("--cpus", "N", &settings.cpus, "Number of processors")
+        .option("--memory", "MEGABYTES", &settings.memory, "Memory size")
+        .option("--paravirt", "PROVIDER", &settings.paravirt,
+                "Paravirtualisation: none, default, legacy, minimal, hyperv, kvm")
+        .choices({{"none", ParavirtProvider::None},
+                  {"default", ParavirtProvider::Default},
+                  {"legacy", ParavirtProvider::Legacy},
+                  {"minimal", ParavirtProvider::Minimal},
+                  {"hyperv", ParavirtProvider::HyperV},
+                  {"kvm", ParavirtProvider::KVM}})
+        .option("--extra", "KEY=VALUE", &settings.extra,
+                "Extra data, as often as needed; an empty value deletes the key")
+        .checked([](const std::string& entry) {
+            return entry.find('=') == std::string::npos || entry.front() == '=' ? "KEY=VALUE is needed" : "";
+        });
 }
 
 void apply(const Context& context, VBoxHandle machine, const Settings& settings)
@@ -93,11 +91,10 @@ void apply(const Context& context, VBoxHandle machine, const Settings& settings)
 void addSettingsVerbs(Verbs& verbs)
 {
     auto change = std::make_shared<SetOptions>();
-    CLI::App& setVerb =
-        verbs.add("set", "Change a machine that is off", [change](Context& context) { set(context, *change); });
-    addMachine(setVerb, change->machine);
-    setVerb.add_option("--name", change->name, "New name; renames the machine's files too");
-    addSettings(setVerb, change->settings);
+    addSettings(verbs.add("set", "Change a machine that is off", [change](Context& context) { set(context, *change); })
+                    .machine(change->machine)
+                    .option("--name", "TEXT", &change->name, "New name; renames the machine's files too"),
+                change->settings);
 
     struct GetOptions
     {
@@ -105,12 +102,13 @@ void addSettingsVerbs(Verbs& verbs)
         std::optional<std::string> extraKey;
     };
     auto query = std::make_shared<GetOptions>();
-    CLI::App& getVerb =
-        verbs.add("get", "One value of a machine, alone on a line (the interface reads back no processors and memory)",
-                  [query](Context& context) { get(context, query->machine, query->what, query->extraKey); });
-    addMachine(getVerb, query->machine);
-    CLI::Option* what = getVerb.add_option("WHAT", query->what, "name, uuid or state (default)")
-                            ->type_name("")
-                            ->check(CLI::IsMember({"name", "uuid", "state"}).description(""));
-    getVerb.add_option("--extra", query->extraKey, "The extra data under this key")->type_name("KEY")->excludes(what);
+    verbs
+        .add("get", "One value of a machine, alone on a line (the interface reads back no processors and memory)",
+             [query](Context& context) { get(context, query->machine, query->what, query->extraKey); })
+        .machine(query->machine)
+        .argument("WHAT", &query->what, "name, uuid or state (default)")
+        .optional()
+        .words({"name", "uuid", "state"})
+        .option("--extra", "KEY", &query->extraKey, "The extra data under this key")
+        .excludes("WHAT");
 }

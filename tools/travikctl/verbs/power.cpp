@@ -1,7 +1,8 @@
 // A machine's process: start, stop, resume, state.
 
-#include "names.h"
-#include "verbs.h"
+#include "core/context.h"
+#include "core/names.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -68,24 +69,21 @@ void state(Context& context, const std::string& which, bool fromConsole)
 void addPowerVerbs(Verbs& verbs)
 {
     auto launch = std::make_shared<StartOptions>();
-    CLI::App& startVerb = verbs.add("start", "Start a machine and wait until it runs",
-                                    [launch](Context& context) { start(context, *launch); });
-    addMachine(startVerb, launch->machine);
-    startVerb.add_option("--type", launch->type, "Front end that VirtualBox starts: headless (default), gui, sdl");
-    startVerb.add_option("--env", launch->environment, "Change in the environment of the machine's process")
-        ->type_name("NAME[=VALUE]")
-        ->take_all()
-        ->expected(1);
+    verbs
+        .add("start", "Start a machine and wait until it runs", [launch](Context& context) { start(context, *launch); })
+        .machine(launch->machine)
+        .option("--type", "TEXT", &launch->type, "Front end that VirtualBox starts: headless (default), gui, sdl")
+        .option("--env", "NAME[=VALUE]", &launch->environment, "Change in the environment of the machine's process");
 
     auto stopped = std::make_shared<std::string>();
-    CLI::App& stopVerb = verbs.add("stop", "Switch a machine off, as by pulling its plug",
-                                   [stopped](Context& context) { stop(context, *stopped); });
-    addMachine(stopVerb, *stopped);
+    verbs
+        .add("stop", "Switch a machine off, as by pulling its plug",
+             [stopped](Context& context) { stop(context, *stopped); })
+        .machine(*stopped);
 
     auto resumed = std::make_shared<std::string>();
-    CLI::App& resumeVerb =
-        verbs.add("resume", "Let a paused machine run on", [resumed](Context& context) { resume(context, *resumed); });
-    addMachine(resumeVerb, *resumed);
+    verbs.add("resume", "Let a paused machine run on", [resumed](Context& context) { resume(context, *resumed); })
+        .machine(*resumed);
 
     struct StateOptions
     {
@@ -93,8 +91,9 @@ void addPowerVerbs(Verbs& verbs)
         bool console = false;
     };
     auto query = std::make_shared<StateOptions>();
-    CLI::App& stateVerb = verbs.add("state", "A machine's state",
-                                    [query](Context& context) { state(context, query->machine, query->console); });
-    addMachine(stateVerb, query->machine);
-    stateVerb.add_flag("--console", query->console, "Ask the running machine's console rather than the machine");
+    verbs
+        .add("state", "A machine's state",
+             [query](Context& context) { state(context, query->machine, query->console); })
+        .machine(query->machine)
+        .flag("--console", query->console, "Ask the running machine's console rather than the machine");
 }

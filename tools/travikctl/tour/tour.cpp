@@ -2,10 +2,11 @@
 
 #include <fstream>
 
-#include "names.h"
-#include "terminal.h"
-#include "tour_world.h"
-#include "verbs.h"
+#include "core/context.h"
+#include "core/names.h"
+#include "core/terminal.h"
+#include "core/verbs.h"
+#include "world.h"
 
 using namespace Travik;
 
@@ -277,7 +278,7 @@ void Tour::arrive()
 void Tour::importAppliance()
 {
     const std::filesystem::path file = scratch_.path() / "harbour.ova";
-    writeAppliance(file, "harbour");
+    writeAppliance(file);
     imported_ = context_.ask<std::wstring>(&VBoxInstanceImpl::getImportOvaVmName, file.wstring());
     verify(imported_ == L"harbour", "the appliance's machine will be called harbour");
     context_.check(vbox_.importOva(file.wstring()));
@@ -554,7 +555,7 @@ void Tour::deleteMachines()
 
 void addTourVerb(Verbs& verbs)
 {
-    verbs.add("tour", "The whole life of a machine, against the stand-in",
-              [](Context& context) { Tour(context).run(); });
-    verbs.waitingLong();
+    verbs
+        .add("tour", "The whole life of a machine, against the stand-in", [](Context& context) { Tour(context).run(); })
+        .waitingLong();
 }

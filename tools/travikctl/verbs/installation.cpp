@@ -8,7 +8,7 @@
 
 #include <fstream>
 
-#include "text.h"
+#include "core/text.h"
 
 #define TRAVIK_QUOTED(token) #token
 #define TRAVIK_GUID_TEXT(token) L"{" TRAVIK_QUOTED(token) "}"

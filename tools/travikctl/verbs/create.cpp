@@ -2,9 +2,10 @@
 
 #include <set>
 
-#include "names.h"
+#include "core/context.h"
+#include "core/names.h"
+#include "core/verbs.h"
 #include "settings.h"
-#include "verbs.h"
 
 using namespace Travik;
 
@@ -100,13 +101,16 @@ void addNameVerb(Verbs& verbs)
         std::optional<std::string> fileOf;
     };
     auto options = std::make_shared<Options>();
-    CLI::App& verb = verbs.add("name", "A free machine name: PREFIX_1 to PREFIX_99", [options](Context& context) {
-        options->fileOf ? fileOf(context, *options->fileOf) : freeName(context, options->prefix);
-    });
-    CLI::Option* prefix = verb.add_option("PREFIX", options->prefix, "Beginning of the name")->type_name("");
-    verb.add_option("--file", options->fileOf, "Only tell where the settings file of a machine of this name would be")
-        ->type_name("NAME")
-        ->excludes(prefix);
+    verbs
+        .add("name", "A free machine name: PREFIX_1 to PREFIX_99",
+             [options](Context& context) {
+                 options->fileOf ? fileOf(context, *options->fileOf) : freeName(context, options->prefix);
+             })
+        .argument("PREFIX", &options->prefix, "Beginning of the name")
+        .optional()
+        .option("--file", "NAME", &options->fileOf,
+                "Only tell where the settings file of a machine of this name would be")
+        .excludes("PREFIX");
 }
 
 void addCreateVerb(Verbs& verbs)
@@ -117,20 +121,22 @@ void addCreateVerb(Verbs& verbs)
         Settings settings;
     };
     auto options = std::make_shared<Options>();
-    CLI::App& verb = verbs.add("create", "Create a machine and register it", [options](Context& context) {
-        create(context, options->name, options->file, options->settings);
-    });
-    addArgument(verb, "NAME", options->name, "Name of the new machine");
-    verb.add_option("--file", options->file, "Settings file in place of the usual one")->type_name("FILE");
-    addSettings(verb, options->settings);
+    addSettings(
+        verbs
+            .add("create", "Create a machine and register it",
+                 [options](Context& context) { create(context, options->name, options->file, options->settings); })
+            .argument("NAME", &options->name, "Name of the new machine")
+            .option("--file", "FILE", &options->file, "Settings file in place of the usual one"),
+        options->settings);
 }
 
 void addRegisterVerb(Verbs& verbs)
 {
     auto file = std::make_shared<std::string>();
-    CLI::App& verb = verbs.add("register", "Register the machine of a settings file",
-                               [file](Context& context) { registerFile(context, *file); });
-    addArgument(verb, "FILE", *file, "Settings file");
+    verbs
+        .add("register", "Register the machine of a settings file",
+             [file](Context& context) { registerFile(context, *file); })
+        .argument("FILE", &*file, "Settings file");
 }
 
 void addCloneVerb(Verbs& verbs)
@@ -140,11 +146,12 @@ void addCloneVerb(Verbs& verbs)
         std::string source, name;
     };
     auto options = std::make_shared<Options>();
-    CLI::App& verb = verbs.add("clone", "Copy a machine with its disks and all its states, and register the copy",
-                               [options](Context& context) { clone(context, options->source, options->name); });
-    verbs.waitingLong();
-    addMachine(verb, options->source);
-    addArgument(verb, "NAME", options->name, "Name of the copy");
+    verbs
+        .add("clone", "Copy a machine with its disks and all its states, and register the copy",
+             [options](Context& context) { clone(context, options->source, options->name); })
+        .waitingLong()
+        .machine(options->source)
+        .argument("NAME", &options->name, "Name of the copy");
 }
 
 void addDeleteVerb(Verbs& verbs)
@@ -155,11 +162,13 @@ void addDeleteVerb(Verbs& verbs)
         bool sure = false;
     };
     auto options = std::make_shared<Options>();
-    CLI::App& verb = verbs.add("delete", "Unregister a machine and delete its settings and hard disks",
-                               [options](Context& context) { remove(context, options->machine); });
-    verbs.waitingLong();
-    addMachine(verb, options->machine);
-    verb.add_flag("--yes", options->sure, "Confirms that the disks are to be deleted too")->required();
+    verbs
+        .add("delete", "Unregister a machine and delete its settings and hard disks",
+             [options](Context& context) { remove(context, options->machine); })
+        .waitingLong()
+        .machine(options->machine)
+        .flag("--yes", options->sure, "Confirms that the disks are to be deleted too")
+        .required();
 }
 
 void addImportVerb(Verbs& verbs)
@@ -170,13 +179,14 @@ void addImportVerb(Verbs& verbs)
         bool nameOnly = false;
     };
     auto options = std::make_shared<Options>();
-    CLI::App& verb =
-        verbs.add("import", "Import an appliance (.ova, .ovf), its disks as VDI", [options](Context& context) {
-            options->nameOnly ? importName(context, options->file) : import(context, options->file);
-        });
-    verbs.waitingLong();
-    addArgument(verb, "FILE", options->file, "Appliance file");
-    verb.add_flag("--name-only", options->nameOnly, "Import nothing, tell the machine name that an import would give");
+    verbs
+        .add("import", "Import an appliance (.ova, .ovf), its disks as VDI",
+             [options](Context& context) {
+                 options->nameOnly ? importName(context, options->file) : import(context, options->file);
+             })
+        .waitingLong()
+        .argument("FILE", &options->file, "Appliance file")
+        .flag("--name-only", options->nameOnly, "Import nothing, tell the machine name that an import would give");
 }
 
 } // namespace

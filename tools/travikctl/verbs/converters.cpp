@@ -1,6 +1,7 @@
 // The library's own numbering beside VirtualBox's.
 
-#include "verbs.h"
+#include "core/context.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -29,11 +30,11 @@ const Kind kinds[] = {
     {"kind-c", &VBoxInstanceImpl::toVBoxKindC, &VBoxInstanceImpl::toSdkKindC},
 };
 
-std::set<std::string> kindNames()
+std::vector<std::string> kindNames()
 {
-    std::set<std::string> names;
+    std::vector<std::string> names;
     for (const Kind& kind : kinds)
-        names.insert(kind.name);
+        names.emplace_back(kind.name);
     return names;
 }
 
@@ -60,9 +61,11 @@ void addConverterVerb(Verbs& verbs)
         std::uint32_t value = 0;
     };
     auto options = std::make_shared<Options>();
-    CLI::App& verb = verbs.add("convert", "A number in VirtualBox's numbering and in the library's",
-                               [options](Context& context) { convert(context, options->kind, options->value); });
-    verbs.withoutVirtualBox();
-    addArgument(verb, "KIND", options->kind, "What the number stands for")->check(CLI::IsMember(kindNames()));
-    verb.add_option("VALUE", options->value, "Number, also as 0x...")->required()->type_name("");
+    verbs
+        .add("convert", "A number in VirtualBox's numbering and in the library's",
+             [options](Context& context) { convert(context, options->kind, options->value); })
+        .withoutVirtualBox()
+        .argument("KIND", &options->kind, "What the number stands for")
+        .words(kindNames())
+        .argument("VALUE", &options->value, "Number, also as 0x...");
 }

@@ -1,6 +1,7 @@
 // Shared folders.
 
-#include "verbs.h"
+#include "core/context.h"
+#include "core/verbs.h"
 
 using namespace Travik;
 
@@ -12,7 +13,7 @@ struct ShareOptions
     bool writable = false, automount = false, transient = false;
 };
 
-void add(Context& context, const ShareOptions& options)
+void addShare(Context& context, const ShareOptions& options)
 {
     const std::wstring name = fromUtf8(options.name);
     const std::wstring path = fullPath(options.path);
@@ -31,7 +32,7 @@ void add(Context& context, const ShareOptions& options)
                      {{"added", {{"name", options.name}, {"path", toUtf8(path)}, {"transient", options.transient}}}});
 }
 
-void remove(Context& context, const ShareOptions& options)
+void removeShare(Context& context, const ShareOptions& options)
 {
     const std::wstring name = fromUtf8(options.name);
     if (options.transient) {
@@ -49,22 +50,20 @@ void remove(Context& context, const ShareOptions& options)
 
 void addShareVerbs(Verbs& verbs)
 {
-    CLI::App& group = verbs.group("share", "Folders of the host that a machine sees");
-    const auto common = [](CLI::App& verb, ShareOptions& options) {
-        addMachine(verb, options.machine);
-        addArgument(verb, "NAME", options.name, "Name of the share");
-        verb.add_flag("--transient", options.transient, "Of the running machine only; gone when it stops");
+    Verbs::Group group = verbs.group("share", "Folders of the host that a machine sees");
+    const auto add = [&group](const char* word, const char* description, void (*act)(Context&, const ShareOptions&)) {
+        auto options = std::make_shared<ShareOptions>();
+        Verb& verb = group.add(word, description, [options, act](Context& context) { act(context, *options); });
+        verb.machine(options->machine)
+            .argument("NAME", &options->name, "Name of the share")
+            .flag("--transient", options->transient, "Of the running machine only; gone when it stops");
+        return std::pair<Verb&, std::shared_ptr<ShareOptions>>(verb, options);
     };
 
-    auto added = std::make_shared<ShareOptions>();
-    CLI::App& addVerb = verbs.add(group, "add", "Share a folder", [added](Context& context) { add(context, *added); });
-    common(addVerb, *added);
-    addArgument(addVerb, "FOLDER", added->path, "Folder of the host");
-    addVerb.add_flag("--writable", added->writable, "The guest may write");
-    addVerb.add_flag("--automount", added->automount, "The guest mounts it by itself");
+    const auto [adding, added] = add("add", "Share a folder", addShare);
+    adding.argument("FOLDER", &added->path, "Folder of the host")
+        .flag("--writable", added->writable, "The guest may write")
+        .flag("--automount", added->automount, "The guest mounts it by itself");
 
-    auto removed = std::make_shared<ShareOptions>();
-    CLI::App& removeVerb =
-        verbs.add(group, "remove", "Take a share away", [removed](Context& context) { remove(context, *removed); });
-    common(removeVerb, *removed);
+    add("remove", "Take a share away", removeShare);
 }
