@@ -424,7 +424,8 @@ std::vector<Step> RoundTrips::story()
     add(
         "openMedium", [=, this] { sdkDone(sdk.openMedium(image, false, &h.medium)); },
         [=, this] {
-            require(o.roots.virtualBox->OpenMedium(Text(image), DeviceType(3), AccessMode(2), FALSE, &o.medium));
+            require(o.roots.virtualBox->OpenMedium(Text(image), Travik::DeviceType::HardDisk,
+                                                   Travik::AccessMode::ReadWrite, FALSE, &o.medium));
         });
     add(
         "getMachineStorageControllerPortCount",
@@ -439,7 +440,7 @@ std::vector<Step> RoundTrips::story()
         "attachMedium", [=, this] { sdkDone(sdk.attachMedium(h.locked, h.medium, L"SATA", 0, 0)); },
         [this] {
             const Text name(L"SATA");
-            require(o.locked->AttachDevice(name, 0, 0, DeviceType(3), o.medium.Get()));
+            require(o.locked->AttachDevice(name, 0, 0, Travik::DeviceType::HardDisk, o.medium.Get()));
             require(o.locked->SetAutoDiscardForDevice(name, 0, 0, TRUE));
             require(o.locked->NonRotationalDevice(name, 0, 0, TRUE));
         });
@@ -509,7 +510,7 @@ std::vector<Step> RoundTrips::story()
         "cloneToMachine", [=, this] { sdkDone(sdk.cloneToMachine(h.machine, h.created)); },
         [this] {
             ComPtr<IProgress> progress;
-            require(o.machine->CloneTo(o.created.Get(), CloneMode(3), nullptr, &progress));
+            require(o.machine->CloneTo(o.created.Get(), Travik::CloneMode::AllStates, nullptr, &progress));
             RawClient::finish(*progress.Get());
         });
     add(
@@ -519,7 +520,7 @@ std::vector<Step> RoundTrips::story()
         "deleteMachine", [=, this] { sdkDone(sdk.deleteMachine(h.created)); },
         [this] {
             RawClient::Array media;
-            require(o.created->Unregister(CleanupMode(3), media.put()));
+            require(o.created->Unregister(Travik::CleanupMode::DetachAllReturnHardDisksOnly, media.put()));
             ComPtr<IProgress> progress;
             require(o.created->DeleteConfig(media, &progress));
             RawClient::finish(*progress.Get());
@@ -540,8 +541,8 @@ std::vector<Step> RoundTrips::story()
             require(opened->get_VirtualSystemDescriptions(systems.put()));
             const auto all = systems.copies<ComPtr<IVirtualSystemDescription>, IVirtualSystemDescription*>();
             RawClient::Array values;
-            require(all.at(0)->GetValuesByType(VirtualSystemDescriptionType(3), VirtualSystemDescriptionValueType(3),
-                                               values.put()));
+            require(all.at(0)->GetValuesByType(Travik::VirtualSystemDescriptionType::Name,
+                                               Travik::VirtualSystemDescriptionValueType::Auto, values.put()));
         });
     add(
         "importOva", [=, this] { sdkDone(sdk.importOva(file)); },

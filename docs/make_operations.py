@@ -63,8 +63,8 @@ same interface as a table: what goes in and out, and the rules that hold around 
   them on the calling thread when there are none; *any* is any thread; *quiet* is any thread while no other runs an
   operation.
 - **throws** ([Errors](errors.md#exceptions)): *memory* is `_com_error` when a COM string cannot be made, *file* is a
-  `Poco::Exception` of the file system. (A mutex that fails throws `std::system_error` from every operation but
-  `setLogPath` and the converters.)
+  `Poco::Exception` of the file system. (A lock that the system refuses throws `std::system_error` from every
+  operation but `setLogPath` and the converters.)
 - **codes**: what it can return beside 0 ([Errors](errors.md#codes)), in the order of its steps.
 """
 

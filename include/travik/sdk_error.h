@@ -9,162 +9,161 @@ namespace Travik {
 ///
 /// The numbers and names are fixed. A name is the VirtualBox method or the step of the library, followed by Fail; those
 /// that begin with COM_Get_ stand for a handle that is not in its table, those that begin with VBoxCo for the start-up
-/// of COM. Codes 102 to 105 and 182 come from other components that share the table. listVms reports a failed listing as
-/// 210, a code without a name: its text says "Unknow".
-enum SdkErrorCode : std::uint32_t
-{
-    // Start-up and registration.
-    InitVboxComFail = 101,
-    VBoxInstance_LinkFail = 102,
-    RegisterHelper_TargetNotFoundFail = 103,
-    RegisterHelper_OpenKeyFail = 104,
-    RegisterHelper_QueryKeyFail = 105,
+/// of COM. Codes 102 to 105 and 182 come from other components that share the table. listVms reports a failed listing
+/// as 210, a code without a name: its text says "Unknow".
+using SdkErrorCode = std::uint32_t;
 
-    // Machines and sessions.
-    OpenMachineFail = 106,
-    FindMachineFail = 107,
-    LaunchVMProcessFail = 108,
-    LockMachineFail = 109,
-    UnlockMachineFail = 110,
-    RegisterMachineFail = 111,
-    MachineGetStateFail = 112,
-    CreateMutableMachineFail = 113,
-    ReleaseMutableMachineFail = 114,
+// Start-up and registration.
+constexpr SdkErrorCode InitVboxComFail = 101;
+constexpr SdkErrorCode VBoxInstance_LinkFail = 102;
+constexpr SdkErrorCode RegisterHelper_TargetNotFoundFail = 103;
+constexpr SdkErrorCode RegisterHelper_OpenKeyFail = 104;
+constexpr SdkErrorCode RegisterHelper_QueryKeyFail = 105;
 
-    // Machine settings (see also GetMachineExtraDataFail, 158).
-    SetMachineCPUCountFail = 115,
-    SetMachineMemoryFail = 116,
-    SetMachineParavirtProviderFail = 117,
-    SetMachineExtraDataFail = 118,
-    SaveSettingsFail = 119,
-    PowerDownFail = 120,
+// Machines and sessions.
+constexpr SdkErrorCode OpenMachineFail = 106;
+constexpr SdkErrorCode FindMachineFail = 107;
+constexpr SdkErrorCode LaunchVMProcessFail = 108;
+constexpr SdkErrorCode LockMachineFail = 109;
+constexpr SdkErrorCode UnlockMachineFail = 110;
+constexpr SdkErrorCode RegisterMachineFail = 111;
+constexpr SdkErrorCode MachineGetStateFail = 112;
+constexpr SdkErrorCode CreateMutableMachineFail = 113;
+constexpr SdkErrorCode ReleaseMutableMachineFail = 114;
 
-    // Progress objects.
-    ProgressWaitForCompletionFail = 121,
-    GetProgressCompletedFail = 122,
-    GetProgressResultCodeFail = 123,
-    GetProgressErrorInfoFail = 124,
+// Machine settings (see also GetMachineExtraDataFail, 158).
+constexpr SdkErrorCode SetMachineCPUCountFail = 115;
+constexpr SdkErrorCode SetMachineMemoryFail = 116;
+constexpr SdkErrorCode SetMachineParavirtProviderFail = 117;
+constexpr SdkErrorCode SetMachineExtraDataFail = 118;
+constexpr SdkErrorCode SaveSettingsFail = 119;
+constexpr SdkErrorCode PowerDownFail = 120;
 
-    // Host, shared folders and console.
-    GetHostFail = 125,
-    HostGetProcessorFeatureFail = 126,
-    MachineRemoveSharedFolderFail = 127,
-    MachineCreateSharedFolderFail = 128,
-    GetConsoleFail = 129,
-    ConsoleGetStateFail = 130,
-    ConsoleResumeFail = 131,
-    ConsoleRemoveSharedFolderFail = 132,
-    ConsoleCreateSharedFolderFail = 133,
+// Progress objects.
+constexpr SdkErrorCode ProgressWaitForCompletionFail = 121;
+constexpr SdkErrorCode GetProgressCompletedFail = 122;
+constexpr SdkErrorCode GetProgressResultCodeFail = 123;
+constexpr SdkErrorCode GetProgressErrorInfoFail = 124;
 
-    // Network adapters and port forwarding.
-    GetNetworkAdapterFail = 134,
-    GetNATEngineFail = 135,
-    RemoveRedirectFail = 136,
-    AddRedirectFail = 137,
-    GetRedirectsFail = 138,
+// Host, shared folders and console.
+constexpr SdkErrorCode GetHostFail = 125;
+constexpr SdkErrorCode HostGetProcessorFeatureFail = 126;
+constexpr SdkErrorCode MachineRemoveSharedFolderFail = 127;
+constexpr SdkErrorCode MachineCreateSharedFolderFail = 128;
+constexpr SdkErrorCode GetConsoleFail = 129;
+constexpr SdkErrorCode ConsoleGetStateFail = 130;
+constexpr SdkErrorCode ConsoleResumeFail = 131;
+constexpr SdkErrorCode ConsoleRemoveSharedFolderFail = 132;
+constexpr SdkErrorCode ConsoleCreateSharedFolderFail = 133;
 
-    // Guest properties and audio.
-    GetGuestPropertyFail = 139,
-    SetGuestPropertyFail = 140,
-    DeleteGuestPropertyFail = 141,
-    GetAudioAdapterFail = 142,
-    SetAudioAdapterEnabledFail = 143,
+// Network adapters and port forwarding.
+constexpr SdkErrorCode GetNetworkAdapterFail = 134;
+constexpr SdkErrorCode GetNATEngineFail = 135;
+constexpr SdkErrorCode RemoveRedirectFail = 136;
+constexpr SdkErrorCode AddRedirectFail = 137;
+constexpr SdkErrorCode GetRedirectsFail = 138;
 
-    // Events.
-    GetEventSourceFail = 144,
-    EventSourceCreateListenerFail = 145,
-    EventSourceRegisterListenerFail = 146,
-    EventSourceUnregisterListenerFail = 147,
-    SafeArrayCreateFail = 148,
-    EventSourceGetEventFail = 149,
-    EventSourceEventProcessedFail = 150,
-    EventSourceEventGetTypeFail = 151,
-    GetEventSourceStateChangedEventFail = 152,
-    EventSourceStateChangedEventGetStateFail = 153,
-    GetEventSourceRuntimeErrorEventFail = 154,
-    EventSourceRuntimeErrorEventGetFatalFail = 155,
-    EventSourceRuntimeErrorEventGetIdFail = 156,
-    EventSourceRuntimeErrorEventGetMessageFail = 157,
+// Guest properties and audio.
+constexpr SdkErrorCode GetGuestPropertyFail = 139;
+constexpr SdkErrorCode SetGuestPropertyFail = 140;
+constexpr SdkErrorCode DeleteGuestPropertyFail = 141;
+constexpr SdkErrorCode GetAudioAdapterFail = 142;
+constexpr SdkErrorCode SetAudioAdapterEnabledFail = 143;
 
-    // Machine names, folders and extra data.
-    GetMachineExtraDataFail = 158,
-    ComposeMachineFilenameFail = 159,
-    GetSystemPropertiesFail = 160,
-    PutDefaultMachineFolderFail = 161,
-    GetDefaultMachineFolderFail = 162,
+// Events.
+constexpr SdkErrorCode GetEventSourceFail = 144;
+constexpr SdkErrorCode EventSourceCreateListenerFail = 145;
+constexpr SdkErrorCode EventSourceRegisterListenerFail = 146;
+constexpr SdkErrorCode EventSourceUnregisterListenerFail = 147;
+constexpr SdkErrorCode SafeArrayCreateFail = 148;
+constexpr SdkErrorCode EventSourceGetEventFail = 149;
+constexpr SdkErrorCode EventSourceEventProcessedFail = 150;
+constexpr SdkErrorCode EventSourceEventGetTypeFail = 151;
+constexpr SdkErrorCode GetEventSourceStateChangedEventFail = 152;
+constexpr SdkErrorCode EventSourceStateChangedEventGetStateFail = 153;
+constexpr SdkErrorCode GetEventSourceRuntimeErrorEventFail = 154;
+constexpr SdkErrorCode EventSourceRuntimeErrorEventGetFatalFail = 155;
+constexpr SdkErrorCode EventSourceRuntimeErrorEventGetIdFail = 156;
+constexpr SdkErrorCode EventSourceRuntimeErrorEventGetMessageFail = 157;
 
-    // Media and attachments.
-    OpenMediumFail = 163,
-    CloseMediumFail = 164,
-    SetAutoDiscardForDeviceFail = 165,
-    NonRotationalDeviceFail = 166,
-    AttachDeviceFail = 167,
-    DetachDeviceFail = 168,
+// Machine names, folders and extra data.
+constexpr SdkErrorCode GetMachineExtraDataFail = 158;
+constexpr SdkErrorCode ComposeMachineFilenameFail = 159;
+constexpr SdkErrorCode GetSystemPropertiesFail = 160;
+constexpr SdkErrorCode PutDefaultMachineFolderFail = 161;
+constexpr SdkErrorCode GetDefaultMachineFolderFail = 162;
 
-    // Names and UUIDs: the code of setVmName, and of getVmName and getVmUUID too.
-    PutNameFail = 169,
+// Media and attachments.
+constexpr SdkErrorCode OpenMediumFail = 163;
+constexpr SdkErrorCode CloseMediumFail = 164;
+constexpr SdkErrorCode SetAutoDiscardForDeviceFail = 165;
+constexpr SdkErrorCode NonRotationalDeviceFail = 166;
+constexpr SdkErrorCode AttachDeviceFail = 167;
+constexpr SdkErrorCode DetachDeviceFail = 168;
 
-    // Appliance import.
-    CreateApplianceFail = 170,
-    ApplianceReadFail = 171,
-    ApplianceInterpretFail = 172,
-    SetImportOptionsFail = 173,
-    ApplianceImportMachinesFail = 174,
-    SafeArrayCreateIntVectorFail = 175,
-    ApplianceGetMachinesFail = 176,
+// Names and UUIDs: the code of setVmName, and of getVmName and getVmUUID too.
+constexpr SdkErrorCode PutNameFail = 169;
 
-    // Creating, cloning and deleting machines.
-    CreateMachineFail = 177,
-    CloneMachineFail = 178,
-    MachineUnregisterFail = 179,
-    MachineDeleteConfigFail = 180,
+// Appliance import.
+constexpr SdkErrorCode CreateApplianceFail = 170;
+constexpr SdkErrorCode ApplianceReadFail = 171;
+constexpr SdkErrorCode ApplianceInterpretFail = 172;
+constexpr SdkErrorCode SetImportOptionsFail = 173;
+constexpr SdkErrorCode ApplianceImportMachinesFail = 174;
+constexpr SdkErrorCode SafeArrayCreateIntVectorFail = 175;
+constexpr SdkErrorCode ApplianceGetMachinesFail = 176;
 
-    // A handle that is not in its table.
-    COM_Get_MachineFail = 181,
-    COM_Get_MutableMachineFail = 182,
-    COM_Get_ProgressFail = 183,
-    COM_Get_ConsoleFail = 184,
-    COM_Get_EventSourceFail = 185,
-    COM_Get_EventSourceListenerFail = 186,
-    COM_Get_EventFail = 187,
-    COM_Get_StateChangedEventFail = 188,
-    COM_Get_RuntimeErrorEventFail = 189,
-    COM_Get_AudioAdaptFail = 190,
-    COM_Get_NatEngineFail = 191,
-    COM_Get_NetAdaptFail = 192,
-    COM_Get_HostFail = 193,
-    COM_Get_MediumFail = 194,
+// Creating, cloning and deleting machines.
+constexpr SdkErrorCode CreateMachineFail = 177;
+constexpr SdkErrorCode CloneMachineFail = 178;
+constexpr SdkErrorCode MachineUnregisterFail = 179;
+constexpr SdkErrorCode MachineDeleteConfigFail = 180;
 
-    // Files.
-    CheckFileExistsFail = 195,
-    RenameFilePathFail = 196,
-    RemoveFilePathFail = 197,
+// A handle that is not in its table.
+constexpr SdkErrorCode COM_Get_MachineFail = 181;
+constexpr SdkErrorCode COM_Get_MutableMachineFail = 182;
+constexpr SdkErrorCode COM_Get_ProgressFail = 183;
+constexpr SdkErrorCode COM_Get_ConsoleFail = 184;
+constexpr SdkErrorCode COM_Get_EventSourceFail = 185;
+constexpr SdkErrorCode COM_Get_EventSourceListenerFail = 186;
+constexpr SdkErrorCode COM_Get_EventFail = 187;
+constexpr SdkErrorCode COM_Get_StateChangedEventFail = 188;
+constexpr SdkErrorCode COM_Get_RuntimeErrorEventFail = 189;
+constexpr SdkErrorCode COM_Get_AudioAdaptFail = 190;
+constexpr SdkErrorCode COM_Get_NatEngineFail = 191;
+constexpr SdkErrorCode COM_Get_NetAdaptFail = 192;
+constexpr SdkErrorCode COM_Get_HostFail = 193;
+constexpr SdkErrorCode COM_Get_MediumFail = 194;
 
-    // Storage controllers and media.
-    MachineGetStorageControllerByNameFail = 198,
-    StorageControllerGetPortCountFail = 199,
-    MediumGetLocationFail = 200,
-    MachineGetMediumFail = 201,
+// Files.
+constexpr SdkErrorCode CheckFileExistsFail = 195;
+constexpr SdkErrorCode RenameFilePathFail = 196;
+constexpr SdkErrorCode RemoveFilePathFail = 197;
 
-    // Waiting inside an operation: seen in the log only.
-    ProgressCancelFail = 202,
-    ProgressGetDescriptionFail = 203,
-    ProgressGetErrorInfoFail = 204,
-    ProgressGetCancelFail = 205,
-    ProgressGetCancelableFail = 206,
+// Storage controllers and media.
+constexpr SdkErrorCode MachineGetStorageControllerByNameFail = 198;
+constexpr SdkErrorCode StorageControllerGetPortCountFail = 199;
+constexpr SdkErrorCode MediumGetLocationFail = 200;
+constexpr SdkErrorCode MachineGetMediumFail = 201;
 
-    // Start-up of COM: seen through getVBoxErrorMessage, never returned.
-    VBoxCoInitializeFail = 207,
-    VBoxCoCreateInstanceVBoxFail = 208,
-    VBoxCoCreateInstanceSessionFail = 209,
+// Waiting inside an operation: seen in the log only.
+constexpr SdkErrorCode ProgressCancelFail = 202;
+constexpr SdkErrorCode ProgressGetDescriptionFail = 203;
+constexpr SdkErrorCode ProgressGetErrorInfoFail = 204;
+constexpr SdkErrorCode ProgressGetCancelFail = 205;
+constexpr SdkErrorCode ProgressGetCancelableFail = 206;
 
-    // Appliance descriptions; medium queries.
-    ApplianceGetVirtualSystemDescriptionsFail = 211,
-    VirtualSystemDescriptionGetValuesFail = 212,
-    MediumGetStateFail = 213,
-    MediumGetLastAccessErrorFail = 214,
-    MediumGetIdFail = 215,
-};
+// Start-up of COM: seen through getVBoxErrorMessage, never returned.
+constexpr SdkErrorCode VBoxCoInitializeFail = 207;
+constexpr SdkErrorCode VBoxCoCreateInstanceVBoxFail = 208;
+constexpr SdkErrorCode VBoxCoCreateInstanceSessionFail = 209;
+
+// Appliance descriptions; medium queries.
+constexpr SdkErrorCode ApplianceGetVirtualSystemDescriptionsFail = 211;
+constexpr SdkErrorCode VirtualSystemDescriptionGetValuesFail = 212;
+constexpr SdkErrorCode MediumGetStateFail = 213;
+constexpr SdkErrorCode MediumGetLastAccessErrorFail = 214;
+constexpr SdkErrorCode MediumGetIdFail = 215;
 
 } // namespace Travik
 

@@ -23,35 +23,36 @@ namespace Travik {
 ///
 /// Results. An operation returns 0 or the code of the step that failed; the codes named below are its own. On failure
 /// outputs are left as they were; getVBoxError and getVBoxErrorMessage tell the HRESULT and a readable text. An output
-/// place may be null: the operation then hands nothing out and still returns 0 (the value and time stamp of
-/// getGuestProperty are the exception). A handle that is not in its table gives the code of that table (181 to 194)
-/// without asking VirtualBox. RPC failures of a server that died come back as the code of the operation.
+/// place may be null: the operation then hands nothing out there and still returns 0 (the time stamp of
+/// getGuestProperty and the flag of eventSourceRuntimeErrorEventGetFatal are the exceptions). A handle that is not in
+/// its table gives the code of that table (181 to 194) without asking VirtualBox. RPC failures of a server that died
+/// come back as the code of the operation.
 ///
 /// Handles. Every call that hands out an object makes a new handle, also for an object that the caller already holds.
-/// The library owns the object; the caller gives the handle back through the release operation of its kind. A table that
-/// holds more than 2000 entries drops its oldest one for each new one.
+/// The library owns the object; the caller gives the handle back through the release operation of its kind. A table
+/// that holds more than 2000 entries drops its oldest one for each new one.
 ///
-/// Threads. COM is initialised, single-threaded, on the thread whose call creates the VirtualBox objects (the first that
-/// needs them); call the operations from that thread, which a real VirtualBox server insists on. One mutex serialises
-/// operations and is free while VirtualBox works. "Blocks" below marks operations that wait for more than one answer
-/// of the server.
+/// Threads. COM is initialised, single-threaded, on the thread whose call creates the VirtualBox objects (the first
+/// that needs them); call the operations from that thread, which a real VirtualBox server insists on. One mutex
+/// serialises operations and is free while VirtualBox works. "Blocks" below marks operations that wait for more than
+/// one answer of the server.
 ///
-/// Exceptions. A failing mutex (std::system_error) and a lack of memory for a COM string (_com_error, E_OUTOFMEMORY)
-/// leave any operation as exceptions; so do the file system's failures (Poco::Exception) in the operations that touch
-/// files themselves: createVmName, setDefaultMachineFolder, openMedium, deleteMedium, importOva, getImportOvaVmName,
-/// renameVmDisk.
+/// Exceptions. A lock that the system refuses (std::system_error) and a lack of memory for a COM string (_com_error,
+/// E_OUTOFMEMORY) leave any operation as exceptions; so do the file system's failures (Poco::Exception) in the
+/// operations that touch files themselves: createVmName, setDefaultMachineFolder, openMedium, deleteMedium, importOva,
+/// getImportOvaVmName, renameVmDisk.
 ///
 /// The order of the declarations is the binary contract: new operations are never inserted.
 class VBoxInstanceImpl
 {
 public:
-    /// Sends the log to this file (appending), away from standard output. Always 0, also when the file cannot be opened:
-    /// the log then stays on standard output. Takes no lock: call it before other threads run operations.
+    /// Sends the log to this file (appending), away from standard output. Always 0, also when the file cannot be
+    /// opened: the log then stays on standard output. Takes no lock: call it before other threads run operations.
     virtual SdkErrorCode setLogPath(const std::wstring& path) = 0; // 0
 
     /// A free machine name: prefix, "_" and the first number from 1 to 99 whose settings file does not exist; an empty
-    /// prefix stands for "kolbrenix_vbox86". The 99th is handed out even when it is taken. Returns the result of the last
-    /// composeMachineFilename (0, 101, 159). Holds no lock of its own.
+    /// prefix stands for "kolbrenix_vbox86". The 99th is handed out even when it is taken. Returns the result of the
+    /// last composeMachineFilename (0, 101, 159). Holds no lock of its own.
     virtual SdkErrorCode createVmName(const std::wstring& prefix, std::wstring* name) = 0; // 1
 
     /// Where VirtualBox would put the settings file of a machine of that name. 101, 159.
@@ -63,8 +64,8 @@ public:
     /// Changes the folder in which VirtualBox creates machines; it must exist. 195, 101, 160, 161.
     virtual SdkErrorCode setDefaultMachineFolder(const std::wstring& folder) = 0; // 4
 
-    /// Opens a hard-disk image for reading and writing. forceNewUuid gives the image a new UUID. Release the handle with
-    /// releaseMedium. 195 (no such file), 101, 163.
+    /// Opens a hard-disk image for reading and writing. forceNewUuid gives the image a new UUID. Release the handle
+    /// with releaseMedium. 195 (no such file), 101, 163.
     virtual SdkErrorCode openMedium(const std::wstring& location, bool forceNewUuid, VBoxHandle* medium) = 0; // 5
 
     /// Makes VirtualBox forget the image; the handle stays until releaseMedium. 194, 164.
@@ -74,8 +75,9 @@ public:
     /// (not removed).
     virtual SdkErrorCode deleteMedium(VBoxHandle medium) = 0; // 7
 
-    /// Puts an image on a controller's port and device, marked as a solid-state disk that takes discards (a refused mark
-    /// is only logged). The machine must be the mutable one of a locked session; kept by saveSettings. 181, 194, 167.
+    /// Puts an image on a controller's port and device, marked as a solid-state disk that takes discards (a refused
+    /// mark is only logged). The machine must be the mutable one of a locked session; kept by saveSettings. 181, 194,
+    /// 167.
     virtual SdkErrorCode attachMedium(VBoxHandle machine, VBoxHandle medium, const std::wstring& controllerName,
                                       std::int32_t port, std::int32_t device) = 0; // 8
 
@@ -100,8 +102,8 @@ public:
     /// take minutes. 195, 101, 170, 171, 121, 172, 148, 174.
     virtual SdkErrorCode importOva(const std::wstring& ovaPath) = 0; // 14
 
-    /// Creates an empty machine, neither saved nor registered; an empty settingsFile means the composed one. Release the
-    /// handle with releaseMachine. 101, 177.
+    /// Creates an empty machine, neither saved nor registered; an empty settingsFile means the composed one. Release
+    /// the handle with releaseMachine. 101, 177.
     virtual SdkErrorCode createMachine(const std::wstring& settingsFile, const std::wstring& name,
                                        VBoxHandle* machine) = 0; // 15
 
@@ -117,12 +119,12 @@ public:
     /// Leaves getVBoxError as it was. 196.
     virtual SdkErrorCode renameVmDisk(const std::wstring& fromPath, const std::wstring& toPath) = 0; // 18
 
-    /// Creates the VirtualBox objects now rather than on first need, and so decides the thread they belong to. Returns 0
-    /// even when that fails: ask getVBoxError. 101 is reserved.
+    /// Creates the VirtualBox objects now rather than on first need, and so decides the thread they belong to. Returns
+    /// 0 even when that fails: ask getVBoxError. 101 is reserved.
     virtual SdkErrorCode initComComponent() = 0; // 19
 
-    /// Drops all objects and handles and creates the VirtualBox objects anew, for example after the server died. Returns
-    /// 0 even when that fails: ask getVBoxError.
+    /// Drops all objects and handles and creates the VirtualBox objects anew, for example after the server died.
+    /// Returns 0 even when that fails: ask getVBoxError.
     virtual SdkErrorCode resetComComponent() = 0; // 20
 
     /// Drops all objects and handles. The next operation that needs VirtualBox creates the objects again. Always 0.
@@ -135,7 +137,8 @@ public:
     /// The text of the last recorded failure; success does not clear it. Shared by all threads.
     virtual std::wstring getVBoxErrorMessage() = 0; // 23
 
-    /// Opens a machine by its settings file; it need not be registered. Release the handle with releaseMachine. 101, 106.
+    /// Opens a machine by its settings file; it need not be registered. Release the handle with releaseMachine. 101,
+    /// 106.
     virtual SdkErrorCode openMachine(const std::wstring& settingsFile, VBoxHandle* machine) = 0; // 24
 
     /// Finds a registered machine by its exact name or its UUID. Release the handle with releaseMachine. 101, 107.
@@ -143,11 +146,13 @@ public:
 
     /// Starts a machine. type is the front end that VirtualBox knows ("headless", "gui", ...); environmentChanges are
     /// NAME=value or NAME entries for its process. Wait on the progress; its result tells whether the machine runs.
-    /// Release it with releaseProgress. Not for a locked machine or session. 181, 101 (no session), 108.
+    /// Release it with releaseProgress. Not for a locked machine or session; without a session VirtualBox refuses it.
+    /// 181, 108.
     virtual SdkErrorCode launchVMProcess(VBoxHandle machine, const std::wstring& type,
                                          std::list<std::wstring> environmentChanges, VBoxHandle* progress) = 0; // 26
 
-    /// Locks a machine to the library's one session; lockType as in LockType. 181, 101 (no session), 109.
+    /// Locks a machine to the library's one session; lockType as in LockType. Without a session VirtualBox refuses it.
+    /// 181, 109.
     virtual SdkErrorCode lockMachine(VBoxHandle machine, std::uint32_t lockType) = 0; // 27
 
     /// Gives the session's lock back; changes that were not saved are lost. 101, 110.
@@ -160,10 +165,11 @@ public:
     virtual SdkErrorCode machineGetState(VBoxHandle machine, std::uint32_t* state) = 0; // 30
 
     /// A value of a machine's extra data, empty when there is none. 181, 158.
-    virtual SdkErrorCode getMachineExtraData(VBoxHandle machine, const std::wstring& key, std::wstring* value) = 0; // 31
+    virtual SdkErrorCode getMachineExtraData(VBoxHandle machine, const std::wstring& key,
+                                             std::wstring* value) = 0; // 31
 
-    /// The mutable machine of the library's session, whatever machine is passed: lockMachine decides. Release the handle
-    /// with releaseMachine. 101, 113.
+    /// The mutable machine of the library's session, whatever machine is passed: lockMachine decides. Release the
+    /// handle with releaseMachine. 101, 113.
     virtual SdkErrorCode createMutableMachine(VBoxHandle machine, VBoxHandle* mutableMachine) = 0; // 32
 
     /// Sets the number of processors; on a mutable machine, kept by saveSettings. 181, 115.
@@ -172,7 +178,8 @@ public:
     /// Sets the memory size; on a mutable machine, kept by saveSettings. 181, 116.
     virtual SdkErrorCode setMachineMemory(VBoxHandle machine, std::uint32_t megabytes) = 0; // 34
 
-    /// Sets the paravirtualisation provider, as in ParavirtProvider; on a mutable machine, kept by saveSettings. 181, 117.
+    /// Sets the paravirtualisation provider, as in ParavirtProvider; on a mutable machine, kept by saveSettings. 181,
+    /// 117.
     virtual SdkErrorCode setMachineParavirtProvider(VBoxHandle machine, std::uint32_t provider) = 0; // 35
 
     /// Sets a value of a machine's extra data; an empty value deletes the key. 181, 118.
@@ -251,9 +258,8 @@ public:
     /// one: the list never holds it, so a single rule gives an empty list. Replaces the caller's list. 191, 138.
     virtual SdkErrorCode getRedirects(VBoxHandle natEngine, std::list<std::wstring>* rules) = 0; // 56
 
-    /// A guest property with its time stamp (nanoseconds since 1970) and flags. value and timestamp are required: without
-    /// a value place nothing is handed out, without a time stamp place VirtualBox fails the call; flags may be null.
-    /// 181, 139.
+    /// A guest property with its time stamp (nanoseconds since 1970) and flags. Without a time stamp place VirtualBox
+    /// fails the call; value and flags may be null, and what has a place is handed out all the same. 181, 139.
     virtual SdkErrorCode getGuestProperty(VBoxHandle machine, const std::wstring& name, std::wstring* value,
                                           std::int64_t* timestamp, std::wstring* flags) = 0; // 57
 
@@ -285,8 +291,9 @@ public:
     /// Ends the registration. On success both handles are given back too. 185, 186, 147.
     virtual SdkErrorCode eventSourceUnregisterListener(VBoxHandle eventSource, VBoxHandle listener) = 0; // 65
 
-    /// The next event, waiting up to timeoutMs milliseconds for it; event is left as it was when none came, so preset it
-    /// to 0. Blocks. Mark it with eventSourceEventProcessed, then give it back with eventSourceReleaseEvent. 185, 186, 149.
+    /// The next event, waiting up to timeoutMs milliseconds for it; event is left as it was when none came, so preset
+    /// it to 0. Blocks. Mark it with eventSourceEventProcessed, then give it back with eventSourceReleaseEvent. 185,
+    /// 186, 149.
     virtual SdkErrorCode eventSourceGetEvent(VBoxHandle eventSource, VBoxHandle listener, std::uint32_t timeoutMs,
                                              VBoxHandle* event) = 0; // 66
 
@@ -305,14 +312,16 @@ public:
     virtual SdkErrorCode getEventSourceStateChangedEvent(VBoxHandle event, VBoxHandle* stateChangedEvent) = 0; // 70
 
     /// The new state, as in MachineState. 188, 153.
-    virtual SdkErrorCode eventSourceStateChangedEventGetState(VBoxHandle stateChangedEvent, std::uint32_t* state) = 0; // 71
+    virtual SdkErrorCode eventSourceStateChangedEventGetState(VBoxHandle stateChangedEvent,
+                                                              std::uint32_t* state) = 0; // 71
 
     /// The event as a runtime error; fails for events of another type. Release the handle with
     /// releaseRuntimeErrorEvent. 187, 154.
     virtual SdkErrorCode getEventSourceRuntimeErrorEvent(VBoxHandle event, VBoxHandle* runtimeErrorEvent) = 0; // 72
 
     /// Whether the error is fatal, 0 or 1. VirtualBox writes to the place itself and fails without one. 189, 155.
-    virtual SdkErrorCode eventSourceRuntimeErrorEventGetFatal(VBoxHandle runtimeErrorEvent, std::int32_t* fatal) = 0; // 73
+    virtual SdkErrorCode eventSourceRuntimeErrorEventGetFatal(VBoxHandle runtimeErrorEvent,
+                                                              std::int32_t* fatal) = 0; // 73
 
     /// The error's identifier. 189, 156.
     virtual SdkErrorCode eventSourceRuntimeErrorEventGetId(VBoxHandle runtimeErrorEvent, std::wstring* id) = 0; // 74
@@ -348,9 +357,11 @@ public:
 
     // Converters between the library's numbering and VirtualBox's. Pure: no lock, no log; an unknown value gives 0.
 
-    /// VirtualBox machine state to the library's: 1 to 15 as they are, 17 to 23 one less.
+    /// VirtualBox's machine state (MachineState) to the library's (SdkMachineState): 1 to 15 as they are, 17 to 23 one
+    /// less.
     virtual std::uint32_t toSdkMachineState(std::uint32_t value) = 0; // 83
-    /// The library's machine state to VirtualBox's: 1 to 15 as they are, 16 to 22 one more.
+    /// The library's machine state (SdkMachineState) to VirtualBox's (MachineState): 1 to 15 as they are, 16 to 22 one
+    /// more.
     virtual std::uint32_t toVBoxMachineState(std::uint32_t value) = 0; // 84
     /// 1 for 1.
     virtual std::uint32_t toVBoxFlagA(std::uint32_t value) = 0; // 85
@@ -421,8 +432,8 @@ extern "C" {
 /// VirtualBox too. The library owns it.
 TRAVIK_API Travik::VBoxInstanceImpl* GetVBoxInstance();
 
-/// Removes a file, or a folder with all it holds; true when it no longer exists, false also when it never did. path must
-/// not be null. A refusal of the file system leaves as Poco::Exception.
+/// Removes a file, or a folder with all it holds; true when it no longer exists, false also when it never did. path
+/// must not be null. A refusal of the file system leaves as Poco::Exception.
 TRAVIK_API bool utils_removeFilePath(const wchar_t* path);
 
 /// The text in UTF-8; valid until the next call on the same thread, nothing to free. text must not be null.

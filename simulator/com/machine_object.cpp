@@ -224,7 +224,7 @@ HRESULT Machine::GetEffectiveParavirtProvider(ULONG* provider)
         const GuestOsType* type = findGuestOsType(settings().osType);
         if (type && type->familyId == L"Windows")
             return Travik::ParavirtProvider::HyperV;
-        return type && type->familyId == L"Linux" ? Travik::ParavirtProvider::KVM : Travik::ParavirtProvider::None;
+        return type && type->familyId == L"Linux" ? Travik::ParavirtProvider::KVM : Travik::ParavirtProvider::Null;
     });
 }
 

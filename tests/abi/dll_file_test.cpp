@@ -52,6 +52,14 @@ TEST(DllFile, needsNoDllButTheSystems)
         EXPECT_TRUE(system.count(name) == 1 || name.rfind("api-ms-win-crt-", 0) == 0) << name;
 }
 
+// The runtime asks for this function to keep the DLL loaded while a thread lives that has used a thread_local with a
+// destructor; nothing else in the library wants it.
+TEST(DllFile, doesNotPinItself)
+{
+    EXPECT_TRUE(dll().contains("CoCreateInstance")) << "the search finds nothing";
+    EXPECT_FALSE(dll().contains("GetModuleHandleEx"));
+}
+
 TEST(DllFile, carriesTheVersionOfTheProject)
 {
     DWORD ignored = 0;

@@ -24,6 +24,7 @@ struct World
     std::vector<std::wstring> calls;
     std::vector<std::wstring> violations;
     std::vector<std::wstring> released;
+    std::function<void()> atLastRelease;
     long references = 0;
     int queries = 0;
 };
@@ -190,13 +191,22 @@ ULONG FakeBase::addReference()
 
 ULONG FakeBase::dropReference()
 {
-    const std::lock_guard lock(world().guard);
-    --world().references;
-    if (references_ <= 0)
-        world().violations.push_back(label_ + L" released after its last release");
-    if (--references_ == 0)
-        world().released.push_back(label_);
-    return static_cast<ULONG>(references_.load());
+    std::function<void()> last;
+    long left = 0;
+    {
+        const std::lock_guard lock(world().guard);
+        --world().references;
+        if (references_ <= 0)
+            world().violations.push_back(label_ + L" released after its last release");
+        left = --references_;
+        if (left == 0) {
+            world().released.push_back(label_);
+            last = world().atLastRelease;
+        }
+    }
+    if (last)
+        last();
+    return static_cast<ULONG>(left);
 }
 
 void FakeBase::noteQuery()
@@ -388,6 +398,12 @@ std::vector<std::wstring> takeReleased()
     return std::exchange(world().released, {});
 }
 
+void onLastRelease(std::function<void()> function)
+{
+    const std::lock_guard lock(world().guard);
+    world().atLastRelease = std::move(function);
+}
+
 int queries()
 {
     const std::lock_guard lock(world().guard);
@@ -405,18 +421,19 @@ void reset()
     world().calls.clear();
     world().violations.clear();
     world().released.clear();
+    world().atLastRelease = nullptr;
     world().references = 0;
     world().queries = 0;
     answerAsUsual();
 }
 
-void registerClasses()
+void registerClasses(DWORD virtualBoxContext, DWORD sessionContext)
 {
     if (registrations[0] != 0)
         return;
-    CoRegisterClassObject(CLSID_VirtualBox, &virtualBoxClass, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE,
+    CoRegisterClassObject(CLSID_VirtualBox, &virtualBoxClass, virtualBoxContext, REGCLS_MULTI_SEPARATE,
                           &registrations[0]);
-    CoRegisterClassObject(CLSID_Session, &sessionClass, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &registrations[1]);
+    CoRegisterClassObject(CLSID_Session, &sessionClass, sessionContext, REGCLS_MULTI_SEPARATE, &registrations[1]);
 }
 
 void revokeClasses()

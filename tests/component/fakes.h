@@ -79,15 +79,19 @@ std::vector<std::wstring> violations();
 /// The labels of the fakes whose last reference went since the last time, in order.
 std::vector<std::wstring> takeReleased();
 
+/// Runs whenever the last reference of any fake goes, in the thread that releases it; an empty function: no more.
+void onLastRelease(std::function<void()> function);
+
 /// How often any fake was asked for one of its own interfaces.
 int queries();
 
 /// Forgets everything; a finished progress that succeeded is what a progress is from the start.
 void reset();
 
-/// Lets CoCreateInstance find the fakes of the two root objects, or not any more. Their creation is recorded and
-/// answered as "VirtualBox::CreateInstance" and "Session::CreateInstance", whose one output place is the object.
-void registerClasses();
+/// Lets CoCreateInstance find the fakes of the two root objects, as servers of their kind, or not any more. Their
+/// creation is recorded and answered as "VirtualBox::CreateInstance" and "Session::CreateInstance", whose one output
+/// place is the object.
+void registerClasses(DWORD virtualBoxContext = CLSCTX_LOCAL_SERVER, DWORD sessionContext = CLSCTX_INPROC_SERVER);
 void revokeClasses();
 bool classesAreRegistered();
 

@@ -66,6 +66,29 @@ TEST(Start, ReturnsZeroWithoutAServerAndTellsTheFailure)
     EXPECT_EQ(bench.box.unlockMachine(), 0);
 }
 
+// VirtualBox itself is another process, its session lives in this one: a class of the wrong kind does not do.
+TEST(Start, TakesVirtualBoxFromALocalServerOnly)
+{
+    Bench bench(Bench::withoutRoots);
+    FakeWorld::revokeClasses();
+    FakeWorld::registerClasses(CLSCTX_INPROC_SERVER, CLSCTX_INPROC_SERVER);
+    EXPECT_EQ(bench.box.initComComponent(), 0u);
+    EXPECT_EQ(bench.records(), (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", 208, 0x80040154)}));
+    EXPECT_EQ(FakeWorld::takeCalls(), Calls());
+    FakeWorld::revokeClasses();
+}
+
+TEST(Start, TakesTheSessionFromAnInProcessServerOnly)
+{
+    Bench bench(Bench::withoutRoots);
+    FakeWorld::revokeClasses();
+    FakeWorld::registerClasses(CLSCTX_LOCAL_SERVER, CLSCTX_LOCAL_SERVER);
+    EXPECT_EQ(bench.box.initComComponent(), 0u);
+    EXPECT_EQ(bench.records(), (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", 209, 0x80040154)}));
+    EXPECT_EQ(FakeWorld::takeCalls(), Calls{createVirtualBox});
+    FakeWorld::revokeClasses();
+}
+
 TEST(Start, WithoutASessionKeepsVirtualBoxAndDropsItWhenItStartsAgain)
 {
     Bench bench(Bench::withoutRoots);

@@ -25,17 +25,19 @@ bool isTime(const std::string& text)
     return true;
 }
 
-/// Masks time and line of a record that is laid out as it should be.
-std::string masked(const std::string& raw)
+/// Masks time and line of a record that is laid out as it should be; the line goes to shown.
+std::string masked(const std::string& raw, int& shown)
 {
     const std::size_t timeLength = 26;
     const std::size_t line = raw.find(") <");
     const std::size_t text = line == std::string::npos ? line : raw.find("> # ", line);
+    shown = 0;
     if (text == std::string::npos || !isTime(raw.substr(0, timeLength)))
         return raw;
     const std::string number = raw.substr(line + 3, text - line - 3);
     const bool decimal = !number.empty() && number[0] != '0' && number.size() <= 5 &&
                          std::all_of(number.begin(), number.end(), [](unsigned char c) { return std::isdigit(c); });
+    shown = decimal ? std::stoi(number) : 0;
     return decimal ? raw.substr(timeLength, line + 1 - timeLength) + " # " + raw.substr(text + 4) : raw;
 }
 
@@ -62,15 +64,25 @@ std::string LogReader::takeBytes()
 
 std::vector<std::string> LogReader::take()
 {
+    std::vector<int> lines;
+    return take(lines);
+}
+
+std::vector<std::string> LogReader::take(std::vector<int>& lines)
+{
     const std::string bytes = takeBytes();
     const std::string lineEnd = "\r\n[";
     std::vector<std::string> records;
     std::size_t start = bytes.find(lineEnd);
-    if (start != 0 && !bytes.empty())
+    if (start != 0 && !bytes.empty()) {
+        lines.push_back(0);
         records.push_back(bytes.substr(0, start));
+    }
     while (start != std::string::npos) {
         const std::size_t next = bytes.find(lineEnd, start + 1);
-        records.push_back(masked(bytes.substr(start + 2, next == std::string::npos ? next : next - start - 2)));
+        lines.push_back(0);
+        records.push_back(
+            masked(bytes.substr(start + 2, next == std::string::npos ? next : next - start - 2), lines.back()));
         start = next;
     }
     return records;

@@ -18,6 +18,9 @@ public:
     /// The records since the last call.
     std::vector<std::string> take();
 
+    /// The same, and in lines the source line that each of them shows.
+    std::vector<std::string> take(std::vector<int>& lines);
+
     /// The bytes since the last call.
     std::string takeBytes();
 

@@ -391,16 +391,23 @@ TEST(LaunchVMProcess, LeavesByTheMemoryExceptionWhenItsArrayCannotBeMade)
     EXPECT_EQ(FakeWorld::takeCalls(), Calls());
 }
 
-TEST(LaunchAndLock, CreateNoSessionOfTheirOwn)
+TEST(LaunchAndLock, WithoutASessionLetVirtualBoxSayWhyAndCreateNone)
 {
     Bench bench(Bench::withoutRoots);
     bench.give(Table::machine);
-    EXPECT_EQ(bench.box.lockMachine(1, 2), 101);
-    EXPECT_EQ(bench.box.launchVMProcess(1, L"gui", {L"A"}, nullptr), 101);
-    EXPECT_EQ(bench.box.lockMachine(9, 2), 181);
-    EXPECT_EQ(bench.records(), (Records{info(L"lockMachine", L"1 | 2"), info(L"launchVMProcess", L"1 | gui | A"),
-                                        info(L"lockMachine", L"9 | 2"), sdkFailure(L"lockMachine", 181)}));
-    EXPECT_EQ(FakeWorld::takeCalls(), Calls());
+    for (const wchar_t* method : {L"IMachine::LockMachine", L"IMachine::LaunchVMProcess"})
+        FakeWorld::answer(method, {.result = E_INVALIDARG});
+    EXPECT_EQ(bench.box.lockMachine(1, 2), 109);
+    EXPECT_EQ(bench.box.getVBoxError(), 0x80070057u);
+    EXPECT_EQ(maskedFailure(bench.box.lastErrorText), comFailureText(L"lockMachine", L"1 | 2", 109, 0x80070057));
+    EXPECT_EQ(bench.box.launchVMProcess(1, L"gui", {L"A"}, nullptr), 108);
+    EXPECT_EQ(bench.box.lastRC, 0x80070057u);
+    EXPECT_EQ(maskedFailure(bench.box.lastErrorText),
+              comFailureText(L"launchVMProcess", L"1 | gui | A", 108, 0x80070057));
+    EXPECT_EQ(FakeWorld::takeCalls(),
+              (Calls{L"machine#1: IMachine::LockMachine(null, 2)",
+                     L"machine#1: IMachine::LaunchVMProcess(null, \"gui\"[3], VT_BSTR[0+1]{\"A\"[1]})"}));
+    EXPECT_EQ(bench.box.session, nullptr);
 }
 
 TEST(GetConsole, GivesTwoHandlesToTheSameConsole)

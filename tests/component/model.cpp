@@ -16,7 +16,8 @@ std::wstring replaced(std::wstring text, const std::wstring& what, const std::ws
     return text;
 }
 
-/// The text with its placeholders filled in: handles and texts as they are, or texts as arguments of calls show them.
+} // namespace
+
 std::wstring filled(std::wstring text, const Invocation& invocation, bool asCall)
 {
     for (std::size_t i = 0; i < invocation.handles.size(); ++i)
@@ -26,6 +27,8 @@ std::wstring filled(std::wstring text, const Invocation& invocation, bool asCall
                         asCall ? rendered(invocation.texts[i]) : invocation.texts[i]);
     return text;
 }
+
+namespace {
 
 /// Goes through the steps of a row and writes down what each leaves behind.
 class Walk
@@ -91,7 +94,7 @@ private:
     void take(const SessionStep&)
     {
         if (here_ == Deviation::noSession)
-            endsWith(101);
+            session_ = L"null";
     }
 
     void endsWith(std::uint32_t code)
@@ -114,7 +117,7 @@ private:
             ended_ = true;
             return;
         }
-        expected_.calls.push_back(filled(step.call, invocation_, true));
+        expected_.calls.push_back(replaced(filled(step.call, invocation_, true), L"{session}", session_));
         const bool deviates = here_ == Deviation::comResult || here_ == Deviation::comGivesNull;
         if (deviates && step.tolerated && deviation_.result != 0)
             expected_.records.push_back(ignored(name_, step.code, static_cast<std::uint32_t>(deviation_.result)));
@@ -157,7 +160,7 @@ private:
 
     void take(const ResultStep& step)
     {
-        if (!deviation_.withPlaces)
+        if (!deviation_.withPlaces && !step.withoutPlace)
             return;
         const std::size_t value = step.text.find(L"text of ");
         const std::wstring text = deviation_.given ? step.text.substr(0, value) + *deviation_.given : step.text;
@@ -188,6 +191,7 @@ private:
     const Invocation& invocation_;
     const Deviation& deviation_;
     std::wstring arguments_;
+    std::wstring session_ = L"session";
     Expected expected_;
     Deviation::Kind here_ = Deviation::none;
     bool ended_ = false;

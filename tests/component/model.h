@@ -18,7 +18,7 @@ struct Deviation
         comResult,      // the call gives this HRESULT
         comGivesNull,   // the call gives this HRESULT, which is a success, and no object or text
         noVirtualBox,   // no root objects yet, and the first cannot be created: this HRESULT
-        noSession,      // no root objects yet, and only the first can be created; or the session step finds none
+        noSession,      // no root objects yet, and only the first can be created; or there is none to pass on
         freshRoots,     // no root objects yet, and both can be created
         progressResult, // the awaited progress ends with this result
         waitResult      // the wait for the progress itself gives this HRESULT; the progress ends with 0
@@ -46,6 +46,10 @@ struct Expected
 
 /// The result of an operation by its row.
 Expected expected(std::size_t slot, const Invocation& invocation, const Deviation& deviation);
+
+/// A text of a row with its placeholders filled in: handles and texts as they are, or texts as arguments of calls show
+/// them.
+std::wstring filled(std::wstring text, const Invocation& invocation, bool asCall);
 
 /// The method of a call step: "IMachine::get_Name".
 std::wstring methodOf(const CallStep& step);

@@ -2,6 +2,7 @@
 
 #include <comdef.h>
 
+#include <algorithm>
 #include <set>
 #include <stdexcept>
 
@@ -279,9 +280,16 @@ TEST(EveryOperation, ReturnsThatItIsNotReadyWithoutTheRootItUses)
         runAndCompare(slot, {.kind = Deviation::noVirtualBox, .step = step, .result = REGDB_E_CLASSNOTREG});
         runAndCompare(slot, {.kind = Deviation::noSession, .step = step, .result = E_ACCESSDENIED});
     });
-    forEachStep<SessionStep>([](std::size_t slot, std::size_t step, const SessionStep&) {
+}
+
+TEST(EveryOperation, PassesAMissingSessionOnWhereItChecksNoReadiness)
+{
+    std::set<std::wstring> passing;
+    forEachStep<SessionStep>([&](std::size_t slot, std::size_t step, const SessionStep&) {
+        passing.insert(nameOf(slot));
         runAndCompare(slot, {.kind = Deviation::noSession, .step = step});
     });
+    EXPECT_EQ(passing, (std::set<std::wstring>{L"launchVMProcess", L"lockMachine"}));
 }
 
 TEST(EveryOperation, PassesUnusualTextsInUnchanged)
@@ -362,6 +370,62 @@ TEST(EveryOperation, LeavesByAnExceptionWhenAComStringCannotBeMade)
     });
 }
 
+// A reader of the log finds the failing step by its line, not the beginning of the operation.
+TEST(EveryOperation, ShowsTheLineOfTheStepThatFails)
+{
+    const auto expectOwnLine = [](std::size_t slot, std::size_t step, Deviation deviation) {
+        deviation.step = step;
+        Bench bench;
+        Invocation invocation = prepared(bench, slot);
+        deviate(bench, slot, deviation);
+        if (deviation.kind == Deviation::unknownHandle)
+            bench.box.with(std::get<FindStep>(rows()[slot].steps[step]).table, [](auto& table) { table.releaseAll(); });
+        bench.records();
+        const auto code = static_cast<std::uint32_t>(rows()[slot].invoke(invocation));
+        std::vector<int> lines;
+        const Records records = bench.log.take(lines);
+        ASSERT_GE(records.size(), 2u);
+        EXPECT_EQ(records.front(), info(nameOf(slot), filled(rows()[slot].arguments, invocation, false)));
+        const auto failure = std::find_if(records.begin() + 1, records.end(), [](const std::string& record) {
+            return record.starts_with("[ERROR]") || record.find("# [ignore]") != std::string::npos;
+        });
+        ASSERT_NE(failure, records.end());
+        const int line = lines[static_cast<std::size_t>(failure - records.begin())];
+        EXPECT_GT(line, 0);
+        EXPECT_NE(line, lines.front()) << *failure;
+        if (code != 0) {
+            EXPECT_NE(bench.box.lastErrorText.find(L"):" + std::to_wstring(line) + L" "), std::wstring::npos)
+                << logged(bench.box.lastErrorText) << " shows another line than " << line;
+        }
+    };
+    forEachStep<CallStep>([&](std::size_t slot, std::size_t step, const CallStep&) {
+        expectOwnLine(slot, step, {.kind = Deviation::comResult, .result = E_FAIL});
+    });
+    forEachStep<WaitStep>([&](std::size_t slot, std::size_t step, const WaitStep&) {
+        expectOwnLine(slot, step, {.kind = Deviation::progressResult, .result = E_FAIL});
+    });
+    forEachStep<FindStep>([&](std::size_t slot, std::size_t step, const FindStep&) {
+        expectOwnLine(slot, step, {.kind = Deviation::unknownHandle});
+    });
+    forEachStep<FileStep>([&](std::size_t slot, std::size_t step, const FileStep&) {
+        expectOwnLine(slot, step, {.kind = Deviation::fileAnswersNo});
+    });
+}
+
+TEST(EveryOperation, ShowsTheLineOfItsResult)
+{
+    forEachStep<ResultStep>([](std::size_t slot, std::size_t, const ResultStep&) {
+        Bench bench;
+        Invocation invocation = prepared(bench, slot);
+        bench.records();
+        EXPECT_EQ(rows()[slot].invoke(invocation), 0u);
+        std::vector<int> lines;
+        bench.log.take(lines);
+        ASSERT_GE(lines.size(), 2u);
+        EXPECT_NE(lines.back(), lines.front());
+    });
+}
+
 TEST(EveryOperation, LetsAnotherThreadRunAWholeOperationDuringEveryCall)
 {
     forEach(Row::framed, [](std::size_t slot, const Row& row) {
@@ -429,20 +493,36 @@ TEST(EveryOperation, IsNotDisturbedWhenItsObjectsAreReleasedDuringACall)
     });
 }
 
+// The objects that an operation looked up go back under the lock, also when the exception of a call takes them along.
 TEST(EveryOperation, TakesTheMutexBackWhenACallThrows)
 {
-    forEachStep<CallStep>([](std::size_t slot, std::size_t, const CallStep& call) {
+    forEachStep<CallStep>([](std::size_t slot, std::size_t step, const CallStep& call) {
         if (methodOf(call).find(L"QueryInterface") != std::wstring::npos)
             return; // ComPtr asks, and lets nothing through
         Bench bench;
         Invocation invocation = prepared(bench, slot);
+        std::vector<bool> lockedAtRelease;
         FakeWorld::changeOnce(methodOf(call), [&](Answer& answer) {
-            answer.during = [&bench] {
+            answer.during = [&] {
                 EXPECT_TRUE(bench.mutexIsFree());
+                // From here on the operation's references are the last ones.
+                EXPECT_TRUE(worker().run([&] {
+                    std::size_t next = 0;
+                    for (const Step& earlier : rows()[slot].steps) {
+                        if (const auto* find = std::get_if<FindStep>(&earlier))
+                            bench.box.release(find->table, invocation.handle(next++));
+                    }
+                    bench.box.releaseRC();
+                }));
+                FakeWorld::onLastRelease(
+                    [&] { EXPECT_TRUE(worker().run([&] { lockedAtRelease.push_back(!bench.mutexIsFree()); })); });
                 throw std::runtime_error("thrown by a call");
             };
         });
         EXPECT_THROW(rows()[slot].invoke(invocation), std::runtime_error);
+        FakeWorld::onLastRelease({});
+        EXPECT_FALSE(lockedAtRelease.empty()) << "nothing was released on the way out of step " << step;
+        EXPECT_EQ(std::count(lockedAtRelease.begin(), lockedAtRelease.end(), false), 0);
         EXPECT_TRUE(bench.mutexIsFree());
     });
 }

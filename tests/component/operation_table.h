@@ -89,7 +89,7 @@ struct ReadyStep
     Root root;
 };
 
-/// The session is used without a readiness check; without a session 101, unrecorded.
+/// The session is passed on as it is, without a readiness check: {session} in the call after it, null without one.
 struct SessionStep
 {};
 
@@ -125,10 +125,11 @@ struct WaitStep
     std::wstring tag;
 };
 
-/// The second record of a success with an output place.
+/// The second record of a success with an output place, or of every success.
 struct ResultStep
 {
     std::wstring text;
+    bool withoutPlace = false;
 };
 
 using Step = std::variant<FileStep, ReadyStep, SessionStep, FindStep, CallStep, WaitStep, ResultStep>;
@@ -213,6 +214,10 @@ inline WaitStep wait(std::wstring progress, std::wstring tag)
 inline ResultStep result(std::wstring text)
 {
     return {std::move(text)};
+}
+inline ResultStep resultInAnyCase(std::wstring text)
+{
+    return {std::move(text), true};
 }
 
 /// A file in the scratch folder that exists when the operation is called, and one that does not.

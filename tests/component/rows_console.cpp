@@ -14,7 +14,7 @@ Row row<Op::launchVMProcess>()
             .arguments = L"{h0} | {t0} | {t1}",
             .texts = {L"headless", L"A=1", L"B"},
             .steps = {find(Table::machine), SessionStep{},
-                      call(L"machine#1: IMachine::LaunchVMProcess(session, {t0}, VT_BSTR[0+2]{{t1}, {t2}})", 108,
+                      call(L"machine#1: IMachine::LaunchVMProcess({session}, {t0}, VT_BSTR[0+2]{{t1}, {t2}})", 108,
                            Gives::optional)},
             .handsOut = {Table::progress},
             .comTexts = 3};
@@ -26,7 +26,7 @@ Row row<Op::lockMachine>()
     return {
         .invoke = [](Invocation& i) { return i.box.lockMachine(i.handle(0), 99); },
         .arguments = L"{h0} | 99",
-        .steps = {find(Table::machine), SessionStep{}, call(L"machine#1: IMachine::LockMachine(session, 99)", 109)}};
+        .steps = {find(Table::machine), SessionStep{}, call(L"machine#1: IMachine::LockMachine({session}, 99)", 109)}};
 }
 
 template <>

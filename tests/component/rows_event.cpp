@@ -109,7 +109,7 @@ Row row<Op::eventSourceEventGetType>()
     return {.invoke = [](Invocation& i) { return i.box.eventSourceEventGetType(i.handle(0), i.number()); },
             .arguments = L"{h0}",
             .steps = {find(Table::event), call(L"event#1: IEvent::get_Type()", 151, Gives::number),
-                      result(L"return type = 7")},
+                      resultInAnyCase(L"return type = 7")},
             .good = [](Places& places) { places.number = 7; }};
 }
 

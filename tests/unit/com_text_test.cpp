@@ -35,6 +35,24 @@ BSTR WINAPI sysAllocStringLen(const OLECHAR* text, UINT length)
     return systemFunction<decltype(sysAllocStringLen)>("SysAllocStringLen")(text, length);
 }
 
+BSTR lastFreedText = nullptr;
+
+void WINAPI sysFreeString(BSTR text)
+{
+    if (text != nullptr)
+        lastFreedText = text;
+    systemFunction<decltype(sysFreeString)>("SysFreeString")(text);
+}
+
+SAFEARRAY* lastDestroyedArray = nullptr;
+
+HRESULT WINAPI safeArrayDestroy(SAFEARRAY* array)
+{
+    if (array != nullptr)
+        lastDestroyedArray = array;
+    return systemFunction<decltype(safeArrayDestroy)>("SafeArrayDestroy")(array);
+}
+
 SAFEARRAY* WINAPI safeArrayCreateVector(VARTYPE type, LONG lowerBound, ULONG count)
 {
     if (!arraysLeft)
@@ -48,6 +66,8 @@ SAFEARRAY* WINAPI safeArrayCreateVector(VARTYPE type, LONG lowerBound, ULONG cou
 // import library.
 extern "C" {
 decltype(&sysAllocStringLen) __imp_SysAllocStringLen = &sysAllocStringLen;
+decltype(&sysFreeString) __imp_SysFreeString = &sysFreeString;
+decltype(&safeArrayDestroy) __imp_SafeArrayDestroy = &safeArrayDestroy;
 decltype(&safeArrayCreateVector) __imp_SafeArrayCreateVector = &safeArrayCreateVector;
 }
 
@@ -126,8 +146,10 @@ TEST(ComStrings, AreNullUntilACallWritesToThem)
 TEST(ComStrings, AreNullAgainWhenTheirPlaceIsHandedOutOnceMore)
 {
     ComString string(L"before");
+    const BSTR before = string.get();
     EXPECT_EQ(nullptr, *string.put());
     EXPECT_TRUE(string.isNull());
+    EXPECT_EQ(before, lastFreedText);
 }
 
 TEST(ComStrings, GiveTheirTextUp)
@@ -297,6 +319,15 @@ TEST(ComArrays, AreFreedOrGivenUpOnce)
     EXPECT_EQ(S_OK, SafeArrayDestroy(raw));
     *array.put() = SafeArrayCreateVector(VT_I4, 0, 1);
     EXPECT_FALSE(array.isNull());
+}
+
+TEST(ComArrays, AreNullAgainWhenTheirPlaceIsHandedOutOnceMore)
+{
+    ComArray array(SafeArrayCreateVector(VT_I4, 0, 1));
+    SAFEARRAY* const before = array.get();
+    EXPECT_EQ(nullptr, *array.put());
+    EXPECT_TRUE(array.isNull());
+    EXPECT_EQ(before, lastDestroyedArray);
 }
 
 } // namespace

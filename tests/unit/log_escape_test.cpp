@@ -74,6 +74,29 @@ TEST(EncodedInTheUsersLocale, CharactersOfTheCodePageAreConvertedAndTheOthersEsc
     EXPECT_EQ("plain\r\n", encoded(L"plain\n", userTextLocale()));
 }
 
+TEST(EncodedInTheUsersLocale, EveryCharacterOfTheFirst384IsTheCodePagesByteOrAnEscape)
+{
+    if (GetACP() == CP_UTF8)
+        GTEST_SKIP() << "the next test is for that";
+    const std::locale locale = userTextLocale();
+    for (wchar_t unit = 0x7E; unit < 0x180; ++unit) {
+        char expected[8] = {};
+        BOOL replaced = FALSE;
+        const int count = WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, &unit, 1, expected, 8, nullptr, &replaced);
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(unit));
+        EXPECT_EQ(replaced ? escape : std::string(expected, static_cast<std::size_t>(count)),
+                  encoded(std::wstring(1, unit), locale))
+            << std::hex << static_cast<unsigned>(unit);
+    }
+}
+
+TEST(EncodedInTheUsersLocale, OnAUtf8SystemAsciiEndsAt7F)
+{
+    const TravikTest::CodePage utf8(CP_UTF8);
+    EXPECT_EQ("\x7F\xC2\x80-\xC2\x80\x7F", encoded(L"\x7F\u0080-\u0080\x7F", userTextLocale()));
+}
+
 TEST(EncodedInTheUsersLocale, OnAUtf8SystemEveryCharacterIsConvertedButLoneSurrogates)
 {
     const TravikTest::CodePage utf8(CP_UTF8);

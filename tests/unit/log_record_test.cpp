@@ -74,26 +74,56 @@ TEST_F(LogRecords, GoToTheSameDestinationAtEveryLevel)
     EXPECT_EQ(L"", console.text());
 }
 
-TEST_F(LogRecords, ShowTheCurrentLocalTimeIn24Characters)
+/// While it lives, the process is in another time zone, as the C runtime's TZ names it.
+class TimeZone
+{
+public:
+    explicit TimeZone(const char* name) { set(name); }
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+    ~TimeZone() { set(""); }
+
+private:
+    static void set(const char* name)
+    {
+        _putenv_s("TZ", name);
+        _tzset();
+    }
+};
+
+TEST_F(LogRecords, ShowTheTimeOfTheUsersZoneIn24Characters)
 {
     openLog();
-    const std::time_t before = std::time(nullptr);
-    writeRecord(LogLevel::Info, 1, L"f", L"");
-    const std::time_t after = std::time(nullptr);
-
-    const std::vector<std::string> times = timesOf(logBytes());
-    ASSERT_EQ(1u, times.size());
-    EXPECT_EQ(24u, times[0].size());
-    std::vector<std::string> possible;
-    for (std::time_t second = before; second <= after; ++second) {
-        char text[64];
-        std::strftime(text, sizeof text, "%a %b %d %H:%M:%S %Y", std::localtime(&second));
-        possible.emplace_back(text);
+    const TravikTest::Clock clock(1'771'123'200); // Sun Feb 15 02:40:00 2026 UTC
+    {
+        const TimeZone east("AAA-9");
+        writeRecord(LogLevel::Info, 1, L"f", L"");
     }
-    std::string shown = times[0];
-    if (shown[8] == ' ') // the day of the month is padded to two places
-        shown[8] = '0';
-    EXPECT_THAT(possible, testing::Contains(shown));
+    {
+        const TimeZone west("EST5EDT");
+        writeRecord(LogLevel::Info, 1, L"f", L"");
+    }
+    EXPECT_THAT(timesOf(logBytes()), testing::ElementsAre("Sun Feb 15 11:40:00 2026", "Sat Feb 14 21:40:00 2026"));
+}
+
+TEST_F(LogRecords, FollowTheClock)
+{
+    openLog();
+    const TimeZone utc("UTC0");
+    for (const std::int64_t seconds : {1'771'123'259LL, 1'771'123'260LL}) {
+        const TravikTest::Clock clock(seconds);
+        writeRecord(LogLevel::Info, 1, L"f", L"");
+    }
+    EXPECT_THAT(timesOf(logBytes()), testing::ElementsAre("Sun Feb 15 02:40:59 2026", "Sun Feb 15 02:41:00 2026"));
+}
+
+TEST_F(LogRecords, AreWrittenWithoutATimeThatCannotBeConverted)
+{
+    openLog();
+    const TravikTest::Clock clock(-1);
+    writeRecord(LogLevel::Error, 5, L"f", L"text");
+    LogRecord(LogLevel::Info).logRecord(LogLevel::Info, 6, L"g") << L"more" << std::flush;
+    EXPECT_EQ("\r\n[][ERROR] (f) <5> # text\r\n[][INFO] (g) <6> # more", logBytes());
 }
 
 TEST_F(LogRecords, ShowTheLineInDecimalAfterHexadecimalOutput)

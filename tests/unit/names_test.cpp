@@ -4,6 +4,7 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <type_traits>
 
 #include "errors/error_names.h"
 #include "errors/unread_texts.h"
@@ -207,6 +208,54 @@ TEST(CodeNames, EveryOtherNumberIsUnknow)
     for (const std::uint32_t number : {0u, 1u, 100u, 210u, 216u, 0x165u, 0x7FFFFFFFu, 0x80000000u, 0x80BB0001u,
                                        0xFFFFFFFFu, 107u + 0x10000u, 107u + 256u})
         EXPECT_EQ(L"Unknow", sdkErrorName(codeOf(number))) << number;
+}
+
+// Front ends write codes as numbers, too: this compiles without a warning.
+static_assert(std::is_same_v<SdkErrorCode, std::uint32_t>);
+static_assert(std::is_same_v<decltype(FindMachineFail), const SdkErrorCode>);
+
+bool isFailedListing(SdkErrorCode code)
+{
+    switch (code) {
+    case 210:
+        return true;
+    case FindMachineFail:
+    default:
+        return false;
+    }
+}
+
+TEST(Codes, AreNumbersOf32Bits)
+{
+    SdkErrorCode code = 0;
+    EXPECT_FALSE(isFailedListing(code));
+    code = 210;
+    EXPECT_TRUE(isFailedListing(code));
+    EXPECT_EQ(L"FindMachineFail", sdkErrorName(107));
+    EXPECT_EQ(107u, FindMachineFail);
+}
+
+TEST(Results, HaveTheNumbersOfTheConverters)
+{
+    VBox vbox;
+    EXPECT_EQ(Result::ObjectNotFound, vbox.toHResult(VBoxResult_ObjectNotFound));
+    EXPECT_EQ(Result::RpcUnknownInterface, vbox.toHResult(VBoxResult_RpcUnknownInterface));
+    EXPECT_EQ(Result::Ok, vbox.toHResult(VBoxResult_Null));
+}
+
+TEST(MachineStates, OfTheLibraryAreWhatTheConverterGives)
+{
+    VBox vbox;
+    EXPECT_EQ(SdkMachineState::Running, vbox.toSdkMachineState(MachineState::Running));
+    EXPECT_EQ(SdkMachineState::TeleportingIn, vbox.toSdkMachineState(MachineState::TeleportingIn));
+    EXPECT_EQ(SdkMachineState::Null, vbox.toSdkMachineState(MachineState::DeletingSnapshotOnline));
+    EXPECT_EQ(SdkMachineState::DeletingSnapshotPaused, vbox.toSdkMachineState(MachineState::DeletingSnapshotPaused));
+    EXPECT_EQ(SdkMachineState::OnlineSnapshotting, vbox.toSdkMachineState(MachineState::OnlineSnapshotting));
+    EXPECT_EQ(SdkMachineState::RestoringSnapshot, vbox.toSdkMachineState(MachineState::RestoringSnapshot));
+    EXPECT_EQ(SdkMachineState::DeletingSnapshot, vbox.toSdkMachineState(MachineState::DeletingSnapshot));
+    EXPECT_EQ(SdkMachineState::SettingUp, vbox.toSdkMachineState(MachineState::SettingUp));
+    EXPECT_EQ(SdkMachineState::Snapshotting, vbox.toSdkMachineState(MachineState::Snapshotting));
+    EXPECT_EQ(MachineState::Snapshotting, vbox.toVBoxMachineState(SdkMachineState::Snapshotting));
 }
 
 TEST(CodeNames, SuccessAndAFailedListingHaveNoName)

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <ctime>
 #include <utility>
 
 namespace TravikTest {
@@ -11,6 +12,8 @@ namespace {
 const ProgramPath* programPath = nullptr;
 unsigned codePage = 0; // 0: the system's
 bool diskIsFull = false;
+bool clockIsSet = false;
+std::int64_t clockSeconds = 0;
 
 template <class Function>
 Function* systemFunction(const char* name)
@@ -43,6 +46,17 @@ BOOL WINAPI writeFile(HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written, 
     return FALSE;
 }
 
+__time64_t readClock(__time64_t* place)
+{
+    using Function = __time64_t(__time64_t*);
+    static auto* const original = reinterpret_cast<Function*>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), "_time64")));
+    const __time64_t seconds = clockIsSet ? clockSeconds : original(nullptr);
+    if (place != nullptr)
+        *place = seconds;
+    return seconds;
+}
+
 } // namespace
 
 ProgramPath::ProgramPath(std::wstring path) : path_(std::move(path)), before_(std::exchange(programPath, this)) {}
@@ -72,6 +86,17 @@ FullDisk::~FullDisk()
     diskIsFull = false;
 }
 
+Clock::Clock(std::int64_t seconds)
+{
+    clockIsSet = true;
+    clockSeconds = seconds;
+}
+
+Clock::~Clock()
+{
+    clockIsSet = false;
+}
+
 } // namespace TravikTest
 
 // Calls of an imported function go through these pointers. The linker takes ours before it looks into the system's
@@ -80,4 +105,5 @@ extern "C" {
 decltype(&TravikTest::moduleFileName) __imp_GetModuleFileNameW = &TravikTest::moduleFileName;
 decltype(&TravikTest::ansiCodePage) __imp_GetACP = &TravikTest::ansiCodePage;
 decltype(&TravikTest::writeFile) __imp_WriteFile = &TravikTest::writeFile;
+decltype(&TravikTest::readClock) __imp__time64 = &TravikTest::readClock;
 }

@@ -1,6 +1,7 @@
 #ifndef TRAVIK_TESTS_UNIT_REPLACED_SYSTEM_H
 #define TRAVIK_TESTS_UNIT_REPLACED_SYSTEM_H
 
+#include <cstdint>
 #include <string>
 
 namespace TravikTest {
@@ -40,6 +41,16 @@ public:
     FullDisk(const FullDisk&) = delete;
     FullDisk& operator=(const FullDisk&) = delete;
     ~FullDisk();
+};
+
+/// While it lives, the clock of the C runtime shows this number of seconds since 1970 UTC; a negative one has no date.
+class Clock
+{
+public:
+    explicit Clock(std::int64_t seconds);
+    Clock(const Clock&) = delete;
+    Clock& operator=(const Clock&) = delete;
+    ~Clock();
 };
 
 } // namespace TravikTest

@@ -24,26 +24,27 @@ constexpr std::uint32_t oneForAny(std::uint32_t value)
     return value != 0 ? 1 : 0;
 }
 
-// VirtualBox's own results are consecutive: 0x80BB0001 to 0x80BB0010 are the values 1 to 16.
-constexpr std::uint32_t vboxResultBase = 0x80BB0000;
+// VirtualBox's own results are consecutive, and so are their values.
+constexpr std::uint32_t vboxResultBase = std::uint32_t{Result::ObjectNotFound} - VBoxResult_ObjectNotFound;
 constexpr std::uint32_t lastVBoxResult = VBoxResult_Timeout;
+static_assert(vboxResultBase + lastVBoxResult == Result::Timeout);
 
 // The results of COM and RPC, from value 17 on.
 constexpr std::uint32_t comResults[] = {
-    0x8000FFFF, // E_UNEXPECTED
-    0x80004001, // E_NOTIMPL
-    0x8007000E, // E_OUTOFMEMORY
-    0x80070057, // E_INVALIDARG
-    0x80004002, // E_NOINTERFACE
-    0x80004003, // E_POINTER
-    0x80004004, // E_ABORT
-    0x80004005, // E_FAIL
-    0x80070005, // E_ACCESSDENIED
-    0x800706BE, // RPC_S_CALL_FAILED
-    0x800706BA, // RPC_S_SERVER_UNAVAILABLE
-    0x800706BF, // RPC_S_CALL_FAILED_DNE
-    0x80010108, // RPC_E_DISCONNECTED
-    0x800706B5, // RPC_S_UNKNOWN_IF
+    Result::Unexpected,
+    Result::NotImpl,
+    Result::OutOfMemory,
+    Result::InvalidArg,
+    Result::NoInterface,
+    Result::Pointer,
+    Result::Abort,
+    Result::Fail,
+    Result::AccessDenied,
+    Result::RpcCallFailed,
+    Result::RpcServerUnavailable,
+    Result::RpcCallFailedDne,
+    Result::RpcDisconnected,
+    Result::RpcUnknownInterface,
 };
 constexpr std::uint32_t firstComResult = VBoxResult_OleUnexpected;
 static_assert(firstComResult + std::size(comResults) == VBoxResult_Unknown);

@@ -1,3 +1,4 @@
+#include "selq6/thread_text.h"
 #include "selq6/vbox.h"
 #include "travik/vbox_instance.h"
 #include "utils/file_path.h"
@@ -17,7 +18,8 @@ bool utils_removeFilePath(const wchar_t* path)
 const char* utils_toUTF8(const wchar_t* text)
 {
     // Valid until the next call on the same thread: the caller gets no length and nothing to free.
-    thread_local std::string result;
+    static Travik::ThreadText results;
+    std::string& result = results.ofThisThread();
     result = Travik::Utils::toUtf8(text);
     return result.c_str();
 }

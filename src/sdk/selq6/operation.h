@@ -72,13 +72,8 @@ public:
     template <class Interface>
     bool ready(Interface* const& root, ComPtr<Interface>& object, Where where = Where::current())
     {
-        return ready(where) && borrow(root, object);
-    }
-
-    /// Takes the reference without the readiness check.
-    template <class Interface>
-    bool borrow(Interface* root, ComPtr<Interface>& object)
-    {
+        if (!ready(where))
+            return false;
         object = root;
         if (object == nullptr)
             code_ = InitVboxComFail;

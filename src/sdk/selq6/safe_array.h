@@ -26,8 +26,12 @@ public:
     SAFEARRAY* get() const noexcept { return array_; }
     bool isNull() const noexcept { return array_ == nullptr; }
 
-    /// The place for a call to write to; only for an empty owner.
-    SAFEARRAY** put() noexcept { return &array_; }
+    /// The place for a call to write to.
+    SAFEARRAY** put() noexcept
+    {
+        SafeArrayDestroy(std::exchange(array_, nullptr));
+        return &array_;
+    }
 
     /// Gives the array up to the caller.
     SAFEARRAY* detach() noexcept { return std::exchange(array_, nullptr); }

@@ -7,14 +7,6 @@
 // Importing appliance files.
 
 namespace Travik {
-namespace {
-
-// Values of VirtualBox's VirtualSystemDescriptionType, VirtualSystemDescriptionValueType and ImportOptions.
-constexpr VirtualSystemDescriptionType nameEntry = 3;
-constexpr VirtualSystemDescriptionValueType autoValue = 3;
-constexpr std::uint32_t importToVdi = 3;
-
-} // namespace
 
 bool VBox::_openAppliance(Operation& op, const std::wstring& path, ComPtr<IAppliance>& appliance)
 {
@@ -42,8 +34,10 @@ SdkErrorCode VBox::getImportOvaVmName(const std::wstring& ovaPath, std::wstring*
         if (description == nullptr)
             continue;
         ComArray values;
-        op.attempt(VirtualSystemDescriptionGetValuesFail,
-                   [&] { return description->GetValuesByType(nameEntry, autoValue, values.put()); });
+        op.attempt(VirtualSystemDescriptionGetValuesFail, [&] {
+            return description->GetValuesByType(VirtualSystemDescriptionType::Name,
+                                                VirtualSystemDescriptionValueType::Auto, values.put());
+        });
         const std::vector<std::wstring> names = toTexts(values.get());
         const auto first = std::find_if(names.begin(), names.end(), [](const auto& text) { return !text.empty(); });
         if (first == names.end())
@@ -64,7 +58,7 @@ SdkErrorCode VBox::importOva(const std::wstring& ovaPath)
     ComPtr<IProgress> progress;
     if (!_openAppliance(op, ovaPath, appliance))
         return op.code();
-    const ComArray options(toNumberArray({importToVdi}));
+    const ComArray options(toNumberArray({ImportOptions::ImportToVDI}));
     if (op.check(!options.isNull(), SafeArrayCreateFail) && op.obtain(ApplianceImportMachinesFail, progress, [&] {
             return appliance->ImportMachines(options.get(), &progress);
         }))

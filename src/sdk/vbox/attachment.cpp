@@ -3,11 +3,6 @@
 // Disk images on the storage controllers of a machine.
 
 namespace Travik {
-namespace {
-
-constexpr DeviceType hardDisk = 3; // of VirtualBox's DeviceType
-
-} // namespace
 
 SdkErrorCode VBox::attachMedium(VBoxHandle machine, VBoxHandle medium, const std::wstring& controllerName,
                                 std::int32_t port, std::int32_t device)
@@ -19,7 +14,7 @@ SdkErrorCode VBox::attachMedium(VBoxHandle machine, VBoxHandle medium, const std
         return op.code();
     const ComString name(controllerName);
     if (op.call(AttachDeviceFail,
-                [&] { return object->AttachDevice(name.get(), port, device, hardDisk, image.Get()); })) {
+                [&] { return object->AttachDevice(name.get(), port, device, DeviceType::HardDisk, image.Get()); })) {
         op.attempt(SetAutoDiscardForDeviceFail,
                    [&] { return object->SetAutoDiscardForDevice(name.get(), port, device, TRUE); });
         op.attempt(NonRotationalDeviceFail,

@@ -97,8 +97,11 @@ SdkErrorCode VBox::eventSourceEventGetType(VBoxHandle event, std::uint32_t* type
     ComPtr<IEvent> object;
     ULONG value = 0;
     if (op.find(eventTable, event, object) &&
-        op.call(EventSourceEventGetTypeFail, [&] { return object->get_Type(&value); }))
-        op.returnNumber(L"return type = ", value, type);
+        op.call(EventSourceEventGetTypeFail, [&] { return object->get_Type(&value); })) {
+        if (type != nullptr)
+            *type = value;
+        op.record(L"return type = " + recordText(value)); // also without a place
+    }
     return op.code();
 }
 

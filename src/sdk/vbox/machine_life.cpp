@@ -10,10 +10,6 @@ namespace {
 
 constexpr wchar_t defaultPrefix[] = L"kolbrenix_vbox86";
 
-// Values of VirtualBox's CloneMode and CleanupMode.
-constexpr CloneMode allStates = 3;
-constexpr CleanupMode detachAllReturnHardDisksOnly = 3;
-
 } // namespace
 
 SdkErrorCode VBox::createVmName(const std::wstring& prefix, std::wstring* name)
@@ -101,7 +97,8 @@ SdkErrorCode VBox::cloneToMachine(VBoxHandle source, VBoxHandle target)
     ComPtr<IMachine> to;
     ComPtr<IProgress> progress;
     if (op.find(machineTable, source, from) && op.find(machineTable, target, to) &&
-        op.obtain(CloneMachineFail, progress, [&] { return from->CloneTo(to.Get(), allStates, nullptr, &progress); }))
+        op.obtain(CloneMachineFail, progress,
+                  [&] { return from->CloneTo(to.Get(), CloneMode::AllStates, nullptr, &progress); }))
         op.call(ProgressWaitForCompletionFail, [&] { return _waitForProgressCompletion(progress, L"cloneVm"); });
     return op.code();
 }
@@ -113,7 +110,8 @@ SdkErrorCode VBox::deleteMachine(VBoxHandle machine)
     ComArray media;
     ComPtr<IProgress> progress;
     if (op.find(machineTable, machine, object) &&
-        op.call(MachineUnregisterFail, [&] { return object->Unregister(detachAllReturnHardDisksOnly, media.put()); }) &&
+        op.call(MachineUnregisterFail,
+                [&] { return object->Unregister(CleanupMode::DetachAllReturnHardDisksOnly, media.put()); }) &&
         op.obtain(MachineDeleteConfigFail, progress, [&] { return object->DeleteConfig(media.get(), &progress); }))
         op.call(ProgressWaitForCompletionFail, [&] { return _waitForProgressCompletion(progress, L"deleteVm"); });
     return op.code();

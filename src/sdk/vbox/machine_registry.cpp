@@ -7,7 +7,7 @@ namespace Travik {
 namespace {
 
 // A failed listing: the one code without a name.
-constexpr auto listMachinesFail = static_cast<SdkErrorCode>(210);
+constexpr auto listMachinesFail = SdkErrorCode{210};
 
 } // namespace
 

@@ -4,13 +4,6 @@
 // Opening, closing, deleting and querying disk images.
 
 namespace Travik {
-namespace {
-
-// Values of VirtualBox's DeviceType and AccessMode.
-constexpr DeviceType hardDisk = 3;
-constexpr AccessMode readWrite = 2;
-
-} // namespace
 
 SdkErrorCode VBox::openMedium(const std::wstring& location, bool forceNewUuid, VBoxHandle* medium)
 {
@@ -19,8 +12,9 @@ SdkErrorCode VBox::openMedium(const std::wstring& location, bool forceNewUuid, V
     ComPtr<IMedium> opened;
     if (op.check(Utils::checkFileExists(location), CheckFileExistsFail) && op.ready(virtualBox, root)) {
         const ComString file(location);
-        if (op.call(OpenMediumFail,
-                    [&] { return root->OpenMedium(file.get(), hardDisk, readWrite, forceNewUuid, &opened); }))
+        if (op.call(OpenMediumFail, [&] {
+                return root->OpenMedium(file.get(), DeviceType::HardDisk, AccessMode::ReadWrite, forceNewUuid, &opened);
+            }))
             op.handOut(mediumTable, opened, medium);
     }
     return op.code();

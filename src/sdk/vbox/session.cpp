@@ -11,9 +11,9 @@ SdkErrorCode VBox::launchVMProcess(VBoxHandle machine, const std::wstring& type,
     const std::wstring firstChange = environmentChanges.empty() ? std::wstring() : environmentChanges.front();
     Operation op(*this, L"Travik::VBox::launchVMProcess", machine, type, firstChange);
     ComPtr<IMachine> object;
-    ComPtr<ISession> root;
+    const ComPtr<ISession> root(session); // without one VirtualBox says why
     ComPtr<IProgress> started;
-    if (op.find(machineTable, machine, object) && op.borrow(session, root)) {
+    if (op.find(machineTable, machine, object)) {
         const ComString frontEnd(type);
         const ComArray environment(toTextArray(environmentChanges));
         if (op.call(LaunchVMProcessFail,
@@ -27,8 +27,8 @@ SdkErrorCode VBox::lockMachine(VBoxHandle machine, std::uint32_t lockType)
 {
     Operation op(*this, L"Travik::VBox::lockMachine", machine, lockType);
     ComPtr<IMachine> object;
-    ComPtr<ISession> root;
-    if (op.find(machineTable, machine, object) && op.borrow(session, root))
+    const ComPtr<ISession> root(session); // without one VirtualBox says why
+    if (op.find(machineTable, machine, object))
         op.call(LockMachineFail, [&] { return object->LockMachine(root.Get(), lockType); });
     return op.code();
 }

@@ -59,7 +59,7 @@ void addSettings(Verb& verb, Settings& settings)
         .option("--memory", "MEGABYTES", &settings.memory, "Memory size")
         .option("--paravirt", "PROVIDER", &settings.paravirt,
                 "Paravirtualisation: none, default, legacy, minimal, hyperv, kvm")
-        .choices({{"none", ParavirtProvider::None},
+        .choices({{"none", ParavirtProvider::Null},
                   {"default", ParavirtProvider::Default},
                   {"legacy", ParavirtProvider::Legacy},
                   {"minimal", ParavirtProvider::Minimal},
