@@ -15,16 +15,27 @@ set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
 
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run)
 
-# The libraries that scripts/setup has built, where it puts them.
+# The libraries that scripts/setup has built, where it puts them (prefix in scripts/steps.sh).
 if(NOT "$ENV{TRAVIK_CACHE}" STREQUAL "")
-    set(travik_prefix $ENV{TRAVIK_CACHE}/mingw)
+    set(travik_prefix $ENV{TRAVIK_CACHE})
 elseif(NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
-    set(travik_prefix $ENV{XDG_CACHE_HOME}/travik-sdk/mingw)
+    set(travik_prefix $ENV{XDG_CACHE_HOME}/travik-sdk)
 else()
-    set(travik_prefix $ENV{HOME}/.cache/travik-sdk/mingw)
+    set(travik_prefix $ENV{HOME}/.cache/travik-sdk)
 endif()
+file(READ ${CMAKE_CURRENT_LIST_DIR}/../scripts/libraries.sh travik_recipes)
+file(READ ${CMAKE_CURRENT_LIST_DIR}/PocoParts.cmake travik_parts)
+string(SHA256 travik_recipes "${travik_recipes}${travik_parts}")
+string(SUBSTRING ${travik_recipes} 0 12 travik_recipes)
+string(APPEND travik_prefix /mingw-${travik_recipes})
 if(NOT travik_prefix IN_LIST CMAKE_PREFIX_PATH)
     list(APPEND CMAKE_PREFIX_PATH ${travik_prefix})
+endif()
+if(NOT TRAVIK_LIBRARIES STREQUAL travik_prefix) # what an older state found
+    foreach(found Poco PocoFoundation PocoXML GTest benchmark)
+        unset(${found}_DIR CACHE)
+    endforeach()
+    set(TRAVIK_LIBRARIES ${travik_prefix} CACHE INTERNAL "")
 endif()
 
 # The programs need no DLL but the system's.

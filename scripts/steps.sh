@@ -1,10 +1,12 @@
-# What dev and scripts/setup share: one line and one log per step. To be sourced.
+# What dev and the scripts share: one line and one log per step. To be sourced.
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 logs=$repo/build/logs
 cache=${TRAVIK_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/travik-sdk}
-prefix=$cache/mingw
+# Each state of the recipes has a folder of its own, because clones of different age share the cache. The toolchain file
+# of CMake makes the same name.
+prefix=$cache/mingw-$(cat "$repo/scripts/libraries.sh" "$repo/cmake/PocoParts.cmake" | sha256sum | cut -c1-12)
 
 fail()
 {
