@@ -14,24 +14,51 @@ fail()
     exit 1
 }
 
+# show_progress LOG TITLE: on a terminal, what runs, for how long, and how far Ninja or CTest is. Ends with the script.
+show_progress()
+{
+    local log=$1 title=$2 start=$SECONDS at
+    while sleep 1 && kill -0 $$ 2>/dev/null; do
+        at=$(tail -c 4000 "$log" | sed -nE 's|^[[ ]*([0-9]+)/([0-9]+)[] ].*|step \1 of \2|p' | tail -n 1)
+        printf '\r\033[K[%3ds] %s%s' $((SECONDS - start)) "$title" "${at:+: $at}"
+    done
+}
+
 # step LOG TITLE REMEDY COMMAND...: runs the command quietly and prints its time. A failure shows the end of the log and
 # the remedy, and ends the script.
 step()
 {
-    local log=$logs/$1.log title=$2 remedy=$3 start=$SECONDS code=0
+    local log=$logs/$1.log title=$2 remedy=$3 start=$SECONDS code=0 progress=
     shift 3
     mkdir -p "$logs"
+    : >"$log"
+    if [ -t 1 ]; then
+        show_progress "$log" "$title" 9>&- &
+        progress=$!
+    fi
     # The subshell stands outside any condition, or set -e would be off in it. File 9 holds the lock of the caller, which
     # must not live on in programs that stay (a Wine server).
     set +e
     (set -e; "$@") >"$log" 2>&1 </dev/null 9>&-
     code=$?
     set -e
+    if [ -n "$progress" ]; then
+        kill "$progress" 2>/dev/null && wait "$progress" 2>/dev/null || true
+        printf '\r\033[K'
+    fi
     if [ $code != 0 ]; then
         tail -n 15 "$log" | sed 's/^/    /' >&2
         fail "$title failed after $((SECONDS - start)) s: $remedy (whole log: ${log#"$repo"/})"
     fi
     printf '[%3ds] %s\n' $((SECONDS - start)) "$title"
+}
+
+# wine_losses FILE FOLDER: how often a start was lost in the tests since the file was made, those of builds of their own
+# included.
+wine_losses()
+{
+    find "$2" -name 'wine*' -prune -o -path '*/Testing/Temporary/LastTest.log' -newer "$1" -exec cat {} + |
+        grep -c '^Wine lost a start$' || true
 }
 
 # Everything that needs the administrator.

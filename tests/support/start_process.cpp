@@ -1,5 +1,6 @@
 #include "start_process.h"
 
+#include <cstdio>
 #include <stdexcept>
 
 namespace TravikTest {
@@ -35,8 +36,9 @@ PROCESS_INFORMATION startProcess(const std::filesystem::path& program, const std
                            &process))
             return process;
         error = GetLastError();
-        if (error != ERROR_INTERNAL_ERROR) // the lost start
+        if (error != ERROR_INTERNAL_ERROR)
             break;
+        std::fputs("Wine lost a start\n", stderr); // ./dev test counts these lines
     }
     throw std::runtime_error("cannot start " + program.string() + ": " + std::to_string(error));
 }

@@ -1,0 +1,107 @@
+#!/usr/bin/env python3
+"""What ./dev prints while it works, and what it does when something is missing. Nothing is built here."""
+import os
+import pathlib
+import pty
+import re
+import subprocess
+import tempfile
+import unittest
+
+from clone import clone
+
+SLOW = """step slow "a slow step" "wait" bash -c 'echo "[3/17] Building something"; sleep 2.5'"""
+
+
+class Steps(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory(prefix="travik steps ")
+        self.addCleanup(scratch.cleanup)
+        self.repo = clone(pathlib.Path(scratch.name) / "a clone", "dev", "scripts", "cmake")
+        self.fakes = pathlib.Path(scratch.name) / "fakes"
+        self.fakes.mkdir()
+
+    def fake(self, name, body):
+        (self.fakes / name).write_text(f"#!/bin/sh\n{body}\n", encoding="utf-8")
+        (self.fakes / name).chmod(0o755)
+
+    def command(self, script):
+        return ["bash", "-c", f'source scripts/steps.sh\nPATH="{self.fakes}:$PATH"\n{script}']
+
+    def run_script(self, script):
+        return subprocess.run(self.command(script), cwd=self.repo, capture_output=True, text=True, check=False)
+
+    def on_a_terminal(self, script):
+        shown, terminal = pty.openpty()
+        with subprocess.Popen(self.command(script), cwd=self.repo, stdout=terminal, stderr=terminal) as process:
+            os.close(terminal)
+            text = b""
+            try:
+                while piece := os.read(shown, 4096):
+                    text += piece
+            except OSError:  # the other end is closed
+                pass
+            os.close(shown)
+        self.assertEqual(process.returncode, 0)
+        return text.decode()
+
+    def test_a_terminal_shows_how_far_a_step_is(self):
+        text = self.on_a_terminal(SLOW)
+        self.assertRegex(text, r"\[  [12]s\] a slow step: step 3 of 17")
+        self.assertRegex(text, r"\r\x1b\[K\[  [23]s\] a slow step\r\n$")
+
+    def test_a_pipe_stays_quiet(self):
+        self.assertRegex(self.run_script(SLOW).stdout, r"^\[  [23]s\] a slow step\n$")
+
+    def test_a_failed_step_tells_its_end_its_remedy_and_its_log(self):
+        done = self.run_script("""step broken "a broken step" "do this" bash -c 'echo the reason; exit 3'; echo went on""")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("    the reason\n", done.stderr)
+        self.assertRegex(done.stderr, r"a broken step failed after \d s: do this \(whole log: build/logs/broken.log\)")
+        self.assertNotIn("went on", done.stdout)
+
+    def test_a_ready_machine_needs_no_administrator(self):
+        self.fake("id", "echo 1000")
+        for forbidden in ("apt-get", "sudo"):
+            self.fake(forbidden, "touch asked")
+        self.fake("dpkg-query", "echo install ok installed")
+        self.assertEqual(self.run_script("install_packages cmake").returncode, 0)
+        self.assertFalse((self.repo / "asked").exists())
+
+    def test_missing_packages_without_administrator_are_named(self):
+        self.fake("id", "echo 1000")
+        self.fake("dpkg-query", "exit 1")
+        done = self.run_script("hash -r; command() { return 1; }; install_packages one two")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("packages are missing (one two)", done.stderr)
+
+    def test_lost_starts_are_counted_in_all_builds_of_this_run(self):
+        def log(folder, text):
+            path = self.repo / "build" / folder / "Testing" / "Temporary" / "LastTest.log"
+            path.parent.mkdir(parents=True)
+            path.write_text(text, encoding="utf-8")
+            return path
+        old = log("old", "Wine lost a start\n")
+        os.utime(old, (1, 1))
+        log("mingw-release", "Wine lost a start\nother\nWine lost a start\n")
+        log("mingw-release/stock61", "not that Wine lost a start\nWine lost a start\n")
+        log("wine/drive_c", "Wine lost a start\n")
+        began = self.repo / "began"
+        began.touch()
+        os.utime(began, (1000, 1000))
+        self.assertEqual(self.run_script("wine_losses began build").stdout, "3\n")
+
+    def test_dev_works_from_any_folder(self):
+        for arguments in ([], ["help"]):
+            done = subprocess.run([self.repo / "dev", *arguments], cwd="/", capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertTrue(re.match(r"\./dev run ", done.stdout))
+
+    def test_an_unknown_verb_is_refused(self):
+        done = subprocess.run([self.repo / "dev", "nonsense"], capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("there is no verb 'nonsense'", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
