@@ -48,7 +48,8 @@ def main():
                     explained[key] = True
                 else:
                     failures.append(f"not reached: {file['file']}:{line['line_number']}: {key[1]}")
-    failures += [f"explained, but reached or gone: {file}: {text}" for (file, text), seen in explained.items() if not seen]
+    failures += [f"explained, but reached or gone: {file}: {text}"
+                 for (file, text), seen in explained.items() if not seen]
     for name, (reached, all_) in (("lines", lines), ("branches", branches)):
         print(f"{name}: {reached} of {all_} reached, {100 * reached / all_:.1f} %")
     print(f"explained: {sum(explained.values())}")

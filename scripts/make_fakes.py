@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Makes the recording fakes of the component tests from a MIDL or widl header.
 
-For each interface a class whose every slot above IUnknown and IDispatch reports the call, with its name and arguments, to
-the fake world of the tests, and the factory newFake<Interface>. Usage: make_fakes.py virtualbox.h fakes.cpp INTERFACE...
+For each interface a class whose every slot above IUnknown and IDispatch reports the call, with its name and arguments,
+to the fake world of the tests, and the factory newFake<Interface>. Usage:
+make_fakes.py virtualbox.h fakes.cpp INTERFACE...
 """
 import sys
 

@@ -61,6 +61,24 @@ wine_losses()
         grep -c '^Wine lost a start$' || true
 }
 
+# await_quiet SECONDS: waits until the machine may be measured, or fails.
+await_quiet()
+{
+    local end=$((SECONDS + $1)) load
+    until load=$(cut -d' ' -f1 /proc/loadavg); awk -v load="$load" 'BEGIN { exit !(load < 0.5) }'; do
+        [ $SECONDS -lt $end ] || { echo "the machine has other work: load $load, wanted below 0.5"; return 1; }
+        sleep 5
+    done
+}
+
+# sources PATTERN...: tracked or new files, one a line. Headers of idl are for the IDL compiler, not for C++.
+sources()
+{
+    git ls-files --cached --others --exclude-standard -- "$@" | while read -r file; do
+        [ -e "$file" ] && printf '%s\n' "$file"
+    done
+}
+
 # Everything that needs the administrator.
 as_root()
 {

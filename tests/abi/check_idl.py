@@ -3,8 +3,9 @@
 
 Usage: check_idl.py virtualbox.idl virtualbox.h vbox_api_6_1.tsv selq6|stock61
 
-Compared are, for every interface: its base, its identifier as it is compiled (from the header made by the IDL compiler),
-all slots in order with their absolute number, and the parameters of every slot that is not reserved by UNUSED.
+Compared are, for every interface: its base, its identifier as it is compiled (from the header made by the IDL
+compiler), all slots in order with their absolute number, and the parameters of every slot that is not reserved by
+UNUSED.
 """
 import csv
 import re
@@ -112,7 +113,8 @@ def main():
         expect(len(slots) == len(true_slots), f"{name}: {len(slots)} slots, must be {len(true_slots)}")
         for index, ((slot, given), (number, true_slot, expected)) in enumerate(zip(slots, true_slots)):
             expect(slot == true_slot, f"{name}: {slot} where {true_slot} must stand")
-            expect(first_slot(name) + index == number, f"{name}::{slot}: slot {first_slot(name) + index}, must be {number}")
+            found = first_slot(name) + index
+            expect(found == number, f"{name}::{slot}: slot {found}, must be {number}")
             if given is not None:
                 full += 1
                 expect(given == expected, f"{name}::{slot}: {given}, must be {expected}")
@@ -120,8 +122,8 @@ def main():
 
     for failure in failures:
         print(failure)
-    print(f"{len(idl)} interfaces, {sum(len(slots) for _, slots in idl.values())} slots, {full} of them with parameters; "
-          f"{len(failures)} differences")
+    all_slots = sum(len(slots) for _, slots in idl.values())
+    print(f"{len(idl)} interfaces, {all_slots} slots, {full} of them with parameters; {len(failures)} differences")
     sys.exit(1 if failures else 0)
 
 

@@ -143,7 +143,8 @@ def follow_readme(prefix):
 
 def check_wrong_consumer(prefix):
     """A compiler that the package does not serve is told so while configuring."""
-    command = ["cmake", "-S", here / "project", "-B", scratch / "native", "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}"]
+    command = ["cmake", "-S", here / "project", "-B", scratch / "native", "-G", "Ninja",
+               f"-DCMAKE_PREFIX_PATH={prefix}"]
     done = subprocess.run(command, capture_output=True, text=True)
     if done.returncode == 0 or "it serves Windows programs built by GNU" not in " ".join(done.stderr.split()):
         fail(f"a native build is not refused with the reason:\n{done.stdout}{done.stderr}")

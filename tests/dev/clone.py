@@ -7,8 +7,8 @@ root = pathlib.Path(__file__).resolve().parents[2]
 
 
 def clone(folder, *patterns):
-    listed = subprocess.run(["git", "-c", f"safe.directory={root}", "ls-files", "-z", "--cached", "--others",
-                             "--exclude-standard", "--", *patterns], cwd=root, check=True, capture_output=True, text=True)
+    command = ["git", "-c", f"safe.directory={root}", "ls-files", "-z", "--cached", "--others", "--exclude-standard"]
+    listed = subprocess.run([*command, "--", *patterns], cwd=root, check=True, capture_output=True, text=True)
     for name in filter(None, listed.stdout.split("\0")):
         if (root / name).is_file():  # not one that was just removed
             (folder / name).parent.mkdir(parents=True, exist_ok=True)

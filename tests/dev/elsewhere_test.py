@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Two clones in folders with spaces, ./dev run in both at the same time, from another folder, with a cache that may only be
-read, and, where that can be arranged, as a user who is not root: what everybody's first command has to survive."""
+"""Two clones in folders with spaces, ./dev run in both at the same time, from another folder, with a cache that may
+only be read, and, where that can be arranged, as a user who is not root: what everybody's first command has to survive.
+"""
 import os
 import pathlib
 import shutil

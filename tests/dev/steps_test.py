@@ -54,7 +54,8 @@ class Steps(unittest.TestCase):
         self.assertRegex(self.run_script(SLOW).stdout, r"^\[  [23]s\] a slow step\n$")
 
     def test_a_failed_step_tells_its_end_its_remedy_and_its_log(self):
-        done = self.run_script("""step broken "a broken step" "do this" bash -c 'echo the reason; exit 3'; echo went on""")
+        done = self.run_script("""step broken "a broken step" "do this" bash -c 'echo the reason; exit 3'
+                                  echo went on""")
         self.assertEqual(done.returncode, 1)
         self.assertIn("    the reason\n", done.stderr)
         self.assertRegex(done.stderr, r"a broken step failed after \d s: do this \(whole log: build/logs/broken.log\)")
@@ -90,6 +91,15 @@ class Steps(unittest.TestCase):
         began.touch()
         os.utime(began, (1000, 1000))
         self.assertEqual(self.run_script("wine_losses began build").stdout, "3\n")
+
+    def test_a_machine_with_other_work_is_not_measured(self):
+        def awaited(load):
+            self.fake("cut", f"echo {load}")  # of /proc/loadavg
+            return self.run_script("await_quiet 0")
+        self.assertEqual(awaited("0.49").returncode, 0)
+        loaded = awaited("0.50")
+        self.assertEqual(loaded.returncode, 1)
+        self.assertIn("load 0.50, wanted below 0.5", loaded.stdout)
 
     def test_dev_works_from_any_folder(self):
         for arguments in ([], ["help"]):

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""same_but_identity.py SELQ6 STOCK61: the two builds of the DLL differ in the identifiers of vbox_identity.h, and in the
-version resource that names the identity, and in nothing else."""
+"""same_but_identity.py SELQ6 STOCK61: the two builds of the DLL differ in the identifiers of vbox_identity.h, and in
+the version resource that names the identity, and in nothing else."""
 import re
 import struct
 import sys
@@ -25,7 +25,8 @@ def sections(path):
 
 text = (root / "idl/vbox_identity.h").read_text(encoding="utf-8")
 identifiers = {build: {name: uuid.UUID(guid).bytes_le for name, guid in
-                       re.findall(rf"^#define TRAVIK_{build}_(\w+) (\S{{36}})$", text, re.M)} for build in ("SELQ6", "STOCK61")}
+                       re.findall(rf"^#define TRAVIK_{build}_(\w+) (\S{{36}})$", text, re.M)}
+               for build in ("SELQ6", "STOCK61")}
 if len(identifiers["SELQ6"]) != 6 or identifiers["SELQ6"].keys() != identifiers["STOCK61"].keys():
     sys.exit("vbox_identity.h does not hold six identifiers for each build")
 

@@ -1,6 +1,5 @@
 """The stand-in VirtualBox with its fixture world, registered in a Wine prefix of its own for the time of a test."""
 import os
-import pathlib
 import shlex
 import shutil
 import subprocess
