@@ -85,10 +85,13 @@ TEXTS = {
     "launchVMProcess": "Starts a machine. type is the front end that VirtualBox knows (\"headless\", \"gui\", ...); "
                        "environmentChanges are NAME=value or NAME entries for its process, null for none. "
                        "travik_finishProgress waits and tells whether the machine runs. Give the progress back with "
-                       "travik_releaseProgress. Not for a locked machine or session. 181, 101 (no session), 108.",
+                       "travik_releaseProgress. Not for a locked machine or session; "
+                       "without a session VirtualBox refuses it. 181, 108.",
     "importOva": "Imports an appliance file, its disks as VDI; the machine is then found by its name. Blocks until done, "
                  "which can take minutes, and lets no other call in meanwhile. 195, 101, 170, 171, 121, 172, 148, 174.",
 }
+# What the functions here return beyond the operation.
+EXTRA_CODES = {"progressWaitForCompletion": {122}}
 PHRASES = [
     ("left as it was when the file gives none", "empty when the file gives none"),
     ("left as it was when there is none", "empty when there is none"),
@@ -163,6 +166,9 @@ def function(slot, name, parameters, text, names, table, known_methods):
     made |= {"kind": "wait" if name in WAITS else "call",
              "parameters": [parameter(name, *each) for each in parameters],
              "blocks": table[name]["wait"], "codes": table[name]["codes"]}
+    told = {int(code) for code in re.findall(r"\b(1[0-9]{2}|20[0-9]|21[0-5])\b", made["comment"])}
+    if told - EXTRA_CODES.get(name, set()) != set(made["codes"]):
+        raise SystemExit(f"{name}: its words for C name {sorted(told)}, operations.tsv {made['codes']}")
     if name == "getVBoxError":
         made["parameters"] = [{"name": "result", "type": "u32", "direction": "out"}]
     if name == "getVBoxErrorMessage":

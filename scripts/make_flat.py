@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the flat C interface from the description of flat_description.py.
 
-    make_flat.py            writes include/travik/travik.h and include/travik/travik.hpp
+    make_flat.py            writes include/travik/travik.h and include/travik/travik.hpp; then ./dev format
     make_flat.py --check    fails when they are not what would be written
     make_flat.py OUTPUT     writes flat_operations.cpp, TravikSDK-c.def and travik_api.json there, for the build
 """
@@ -11,6 +11,7 @@ import re
 import sys
 import textwrap
 
+import flat_cpp
 from flat_description import OWN_CODES, describe, root
 
 WIDTH = 120
@@ -167,13 +168,19 @@ def definition(api, text):
     return "; Made by scripts/make_flat.py.\nLIBRARY TravikSDK-c\nEXPORTS\n" + "".join(f"    {name}\n" for name in names)
 
 
+def shape(text):
+    """A text without what ./dev format decides."""
+    return re.sub(r"\s+", "", text)
+
+
 def main():
     api = describe()
     text = header(api)
-    public = {root / "include/travik/travik.h": text}
+    template = (root / "src/c/travik.hpp.in").read_text(encoding="utf-8")
+    public = {root / "include/travik/travik.h": text, root / "include/travik/travik.hpp": flat_cpp.header(api, template)}
     if sys.argv[1:] == ["--check"]:
         for path, wanted in public.items():
-            if not path.exists() or path.read_text(encoding="utf-8") != wanted:
+            if not path.exists() or shape(path.read_text(encoding="utf-8")) != shape(wanted):
                 sys.exit(f"{path.relative_to(root)} is out of date: run scripts/make_flat.py")
     elif len(sys.argv) == 2:
         output = pathlib.Path(sys.argv[1])

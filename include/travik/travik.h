@@ -695,8 +695,8 @@ TRAVIK_C_API uint32_t travik_findMachine(const char* nameOrId, travik_machine* m
 
 /* Starts a machine. type is the front end that VirtualBox knows ("headless", "gui", ...); environmentChanges are
    NAME=value or NAME entries for its process, null for none. travik_finishProgress waits and tells whether the
-   machine runs. Give the progress back with travik_releaseProgress. Not for a locked machine or session. 181, 101
-   (no session), 108. */
+   machine runs. Give the progress back with travik_releaseProgress. Not for a locked machine or session; without a
+   session VirtualBox refuses it. 181, 108. */
 TRAVIK_C_API uint32_t travik_launchVMProcess(travik_machine machine, const char* type,
                                              const char* const* environmentChanges, uint32_t environmentChangesCount,
                                              travik_progress* progress, uint32_t deadlineMs, travik_error** error);
