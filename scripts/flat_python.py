@@ -95,7 +95,7 @@ def made(api):
     parts.append(f"\ndeclare({{\n{rows}\n}})\n")
     for name, methods in classes(api).items():
         if name == "Library":
-            head = f"\nclass LibraryOperations:\n"
+            head = "\nclass LibraryOperations:\n"
         else:
             handle = next(each for each in api["handles"] if each["class"] == name)
             head = f'\nclass {name}(Handle):\n    _release = "{handle["release"]}"\n\n'

@@ -2,7 +2,7 @@
 import re
 import textwrap
 
-from flat_model import OPTIONAL, class_of, classes, snake
+from flat_model import class_of, classes, snake
 
 NUMBERS = {"u32": "u32", "i32": "i32", "i64": "i64"}
 KEYWORDS = {"type"}

@@ -120,7 +120,7 @@ void check(Call&& call)
         travik_error* error;
     } owner{raw};
     const travik_error unknown{code, 0, travik_codeName(code), "", "", ""}; // no memory for an error
-    const travik_error& error = raw == nullptr ? unknown : *raw;
+    const travik_error& error = raw ? *raw : unknown;
     if (code == TRAVIK_Deadline)
         throw TimedOut(error);
     throw Error(error);
@@ -756,7 +756,7 @@ public:
         detail::check([&](travik_error** error) {
             return travik_nextNotice(raw_, static_cast<std::uint32_t>(wait.count()), &owner.notice, error);
         });
-        return owner.notice == nullptr ? std::nullopt : std::optional<Notice>(std::in_place, *owner.notice);
+        return owner.notice ? std::optional<Notice>(std::in_place, *owner.notice) : std::nullopt;
     }
 
 private:

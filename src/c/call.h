@@ -17,7 +17,7 @@ namespace Travik::Flat {
 template <class... Places>
 void clear(Places*... places) noexcept
 {
-    ((places != nullptr ? void(*places = Places{}) : void()), ...);
+    ((places ? void(*places = Places{}) : void()), ...);
 }
 
 // Handles as callers hold them carry their kind.
@@ -64,7 +64,7 @@ struct InTexts : Parameter
 {
     InTexts(const char* const* items, std::uint32_t count)
     {
-        if (items == nullptr && count != 0)
+        if (!items && count != 0)
             throw Refused(TRAVIK_NullArgument, "a list is null");
         for (std::uint32_t i = 0; i < count; ++i)
             value.push_back(toWide(items[i]));
@@ -77,7 +77,7 @@ struct InNumbers : Parameter
 {
     InNumbers(const std::uint32_t* items, std::uint32_t count)
     {
-        if (items == nullptr && count != 0)
+        if (!items && count != 0)
             throw Refused(TRAVIK_NullArgument, "a list is null");
         value.assign(items, items + count);
     }
@@ -118,7 +118,7 @@ struct OutNumber : Parameter
     Number* argument() { return &value; }
     void deliver()
     {
-        if (place != nullptr)
+        if (place)
             *place = value;
     }
     Number* place;
@@ -131,7 +131,7 @@ struct OutText : Parameter
     std::wstring* argument() { return &value; }
     void deliver()
     {
-        if (place != nullptr)
+        if (place)
             *place = newText(value);
     }
     void withdraw() noexcept { travik_freeText(place); }
@@ -145,10 +145,10 @@ struct OutTexts : Parameter
     std::list<std::wstring>* argument() { return &value; }
     void deliver()
     {
-        if (place == nullptr || value.empty())
+        if (!place || value.empty())
             return;
         place->items = static_cast<char**>(std::calloc(value.size(), sizeof(char*)));
-        if (place->items == nullptr)
+        if (!place->items)
             throw std::bad_alloc();
         for (const std::wstring& text : value)
             place->items[place->count++] = newText(text);
@@ -163,10 +163,10 @@ struct OutHandle : Parameter
 {
     explicit OutHandle(typename HandleOf<kind>::Type* place) : place(place) {}
     /// Without a place the library makes no handle.
-    VBoxHandle* argument() { return place == nullptr ? nullptr : &value; }
+    VBoxHandle* argument() { return !place ? nullptr : &value; }
     void deliver()
     {
-        if (place != nullptr)
+        if (place)
             *place = tagged<kind>(value);
     }
     void withdraw() noexcept { clear(place); }
@@ -179,13 +179,13 @@ template <Kind kind>
 struct OutHandles : Parameter
 {
     explicit OutHandles(travik_machines* place) : place(place) {}
-    std::vector<VBoxHandle>* argument() { return place == nullptr ? nullptr : &value; }
+    std::vector<VBoxHandle>* argument() { return !place ? nullptr : &value; }
     void deliver()
     {
         if (value.empty())
             return;
         place->items = static_cast<travik_machine*>(std::calloc(value.size(), sizeof(travik_machine)));
-        if (place->items == nullptr)
+        if (!place->items)
             throw std::bad_alloc();
         for (const VBoxHandle handle : value)
             place->items[place->count++] = tagged<kind>(handle);
@@ -327,7 +327,7 @@ std::uint32_t call(std::uint32_t deadlineMs, travik_error** error, Parameters...
     using Made = OperationJob<Call, Parameters...>;
     Connection& connection = Connection::instance();
     const std::shared_ptr<Worker> worker = connection.enter();
-    if (worker != nullptr)
+    if (worker)
         return runOn(*worker, std::make_shared<Made>(error != nullptr, std::move(parameters)...),
                      connection.deadline(deadlineMs), Call::name, error);
     Connection::refuseDeadline(deadlineMs);
@@ -366,7 +366,7 @@ template <std::uint32_t (VBoxInstanceImpl::*converter)(std::uint32_t)>
 std::uint32_t convert(std::uint32_t value) noexcept
 {
     VBoxInstanceImpl* const sdk = library();
-    return sdk == nullptr ? 0 : (sdk->*converter)(value);
+    return !sdk ? 0 : (sdk->*converter)(value);
 }
 
 } // namespace Travik::Flat

@@ -54,7 +54,7 @@ void Connection::begin(const travik_options& options)
 {
     VBoxInstanceImpl& sdk = requiredLibrary();
     keepLoaded();
-    if (options.logPath != nullptr)
+    if (options.logPath)
         sdk.setLogPath(toWide(options.logPath));
     deadlineMs_ = options.deadlineMs == 0 ? TRAVIK_NO_DEADLINE : options.deadlineMs;
     const bool callerThread = (options.flags & TRAVIK_OPEN_CALLER_THREAD) != 0;
@@ -96,7 +96,7 @@ void Connection::endWorker(Clock::time_point until)
     const std::shared_ptr<Worker> worker = worker_;
     const std::shared_ptr<Watchers> watchers = watchers_;
     holding.unlock();
-    if (worker != nullptr) {
+    if (worker) {
         worker->stop();
         if (!watchers->close(until) || !worker->waitForEnd(until))
             throw Refused(TRAVIK_Deadline, "a call or a callback still runs");
@@ -143,7 +143,7 @@ std::shared_ptr<Watchers> Connection::watchers()
     if (state_ == State::callerThread)
         throw Refused(TRAVIK_NeedsWorker, "there are no watches with TRAVIK_OPEN_CALLER_THREAD");
     const std::shared_ptr<Watchers> watchers = watchersToEnd();
-    if (watchers == nullptr)
+    if (!watchers)
         throw Refused(TRAVIK_Closed, "the library is not open");
     return watchers;
 }
@@ -170,7 +170,7 @@ void Connection::refuseDeadline(std::uint32_t deadlineMs)
 VBoxInstanceImpl& requiredLibrary()
 {
     VBoxInstanceImpl* const sdk = library();
-    if (sdk == nullptr)
+    if (!sdk)
         throw Refused(TRAVIK_LibraryMissing, "TravikSDK-selq6.dll of this version is not beside TravikSDK-c.dll");
     return *sdk;
 }
@@ -191,7 +191,7 @@ std::uint32_t postRelease(Release::Operation operation, VBoxHandle handle) noexc
         std::shared_ptr<Worker> worker;
         if (!Connection::instance().enterQuietly(worker))
             return 0; // nothing is held any more
-        if (worker != nullptr)
+        if (worker)
             worker->post(std::make_shared<Release>(operation, handle));
         else
             Release(operation, handle).step(requiredLibrary());
@@ -219,7 +219,7 @@ uint32_t travik_open(const travik_options* options, travik_error** error)
 {
     return guarded("open", error, [&] {
         const travik_options usual{sizeof(travik_options), 0, nullptr, 0, 0};
-        Connection::instance().open(options == nullptr ? usual : *options);
+        Connection::instance().open(!options ? usual : *options);
         return 0u;
     });
 }

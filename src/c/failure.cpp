@@ -82,11 +82,11 @@ Failure currentFailure() noexcept
 
 std::uint32_t report(const Failure& failure, const char* operation, travik_error** error) noexcept
 {
-    if (error == nullptr)
+    if (!error)
         return failure.code;
     const std::size_t size = failure.text.size() + 1;
     auto* const block = static_cast<ErrorBlock*>(std::malloc(sizeof(ErrorBlock) + size));
-    if (block == nullptr)
+    if (!block)
         return failure.code;
     std::memcpy(block->text, failure.text.c_str(), size);
     block->error = {failure.code, failure.result, travik_codeName(failure.code), travik_resultName(failure.result),
@@ -104,7 +104,7 @@ extern "C" {
 const char* travik_codeName(uint32_t code)
 {
     const char* const own = ownCodeName(code);
-    return own != nullptr ? own : narrow(Travik::errorCodeName(code));
+    return own ? own : narrow(Travik::errorCodeName(code));
 }
 
 const char* travik_resultName(uint32_t result)
@@ -124,7 +124,7 @@ uint32_t travik_isLockRace(uint32_t result)
 
 void travik_freeError(travik_error** error)
 {
-    if (error != nullptr)
+    if (error)
         std::free(std::exchange(*error, nullptr));
 }
 }

@@ -39,7 +39,7 @@ std::uint32_t report(const Failure& failure, const char* operation, travik_error
 template <class Body>
 std::uint32_t guarded(const char* operation, travik_error** error, Body&& body) noexcept
 {
-    if (error != nullptr)
+    if (error)
         *error = nullptr;
     try {
         return body();

@@ -7,7 +7,7 @@ bool processIsLeaving() noexcept
     using Asked = BOOLEAN(NTAPI*)();
     static const auto asked = reinterpret_cast<Asked>(
         reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
-    return asked != nullptr && asked();
+    return asked && asked();
 }
 
 } // namespace Travik::Flat

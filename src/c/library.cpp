@@ -29,7 +29,7 @@ bool isOfThisVersion(const std::wstring& file)
     VS_FIXEDFILEINFO* info = nullptr;
     UINT length = 0;
     return size != 0 && GetFileVersionInfoW(file.c_str(), 0, size, data.data()) &&
-           VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&info), &length) && info != nullptr &&
+           VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&info), &length) && info &&
            info->dwFileVersionMS == MAKELONG(TRAVIK_VERSION_MINOR, TRAVIK_VERSION_MAJOR) &&
            HIWORD(info->dwFileVersionLS) == TRAVIK_VERSION_PATCH;
 }
@@ -40,11 +40,11 @@ VBoxInstanceImpl* load()
     if (!isOfThisVersion(file))
         return nullptr;
     const HMODULE module = LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
-    if (module == nullptr)
+    if (!module)
         return nullptr;
     const auto get = reinterpret_cast<VBoxInstanceImpl* (*)()>(
         reinterpret_cast<void (*)()>(GetProcAddress(module, "GetVBoxInstance")));
-    return get == nullptr ? nullptr : get();
+    return !get ? nullptr : get();
 }
 
 } // namespace

@@ -14,7 +14,7 @@ namespace Travik::Flat {
 
 std::wstring toWide(const char* text)
 {
-    if (text == nullptr)
+    if (!text)
         throw Refused(TRAVIK_NullArgument, "a text is null");
     const std::size_t size = std::strlen(text);
     if (size == 0)
@@ -47,7 +47,7 @@ char* newText(std::wstring_view text)
 {
     const std::string utf8 = toUtf8(text);
     auto* const made = static_cast<char*>(std::malloc(utf8.size() + 1));
-    if (made == nullptr)
+    if (!made)
         throw std::bad_alloc();
     std::memcpy(made, utf8.c_str(), utf8.size() + 1);
     return made;
@@ -59,15 +59,15 @@ extern "C" {
 
 void travik_freeText(char** text)
 {
-    if (text != nullptr)
+    if (text)
         std::free(std::exchange(*text, nullptr));
 }
 
 void travik_freeTexts(travik_texts* texts)
 {
-    if (texts == nullptr)
+    if (!texts)
         return;
-    for (std::uint32_t i = 0; texts->items != nullptr && i < texts->count; ++i)
+    for (std::uint32_t i = 0; texts->items && i < texts->count; ++i)
         std::free(texts->items[i]);
     std::free(texts->items);
     *texts = {};
@@ -75,7 +75,7 @@ void travik_freeTexts(travik_texts* texts)
 
 void travik_freeMachines(travik_machines* machines)
 {
-    if (machines == nullptr)
+    if (!machines)
         return;
     std::free(machines->items);
     *machines = {};

@@ -145,7 +145,7 @@ std::uint32_t wait(const char* operation, std::uint32_t deadlineMs, travik_error
 {
     Connection& connection = Connection::instance();
     const std::shared_ptr<Worker> worker = connection.enter();
-    if (worker != nullptr)
+    if (worker)
         return runOn(*worker, std::make_shared<Made>(arguments...), connection.deadline(deadlineMs), operation, error);
     Connection::refuseDeadline(deadlineMs);
     Made job(arguments...);

@@ -1,6 +1,6 @@
-#include "call.h"
 #include <cstring>
 
+#include "call.h"
 #include "travik/scoped_handle.h"
 
 // Watching: a listener that the worker looks at again and again, and whose events it hands to Watchers.
@@ -160,7 +160,7 @@ private:
 std::uint32_t watch(VBoxHandle console, travik_callback callback, void* context, travik_watcher* watcher,
                     std::uint32_t deadlineMs, travik_error** error)
 {
-    if (watcher == nullptr)
+    if (!watcher)
         throw Refused(TRAVIK_NullArgument, "without a place for its name a watch could not be ended");
     Connection& connection = Connection::instance();
     const std::shared_ptr<Watchers> watchers = connection.watchers();
@@ -191,7 +191,7 @@ travik_notice* newNotice(const Notice& notice)
 {
     const std::size_t size = notice.id.size() + notice.text.size();
     auto* const block = static_cast<NoticeBlock*>(std::malloc(sizeof(NoticeBlock) + size));
-    if (block == nullptr)
+    if (!block)
         throw std::bad_alloc();
     char* const text = block->texts + notice.id.size() + 1;
     std::memcpy(block->texts, notice.id.c_str(), notice.id.size() + 1);
@@ -230,7 +230,7 @@ uint32_t travik_nextNotice(travik_watcher watcher, uint32_t waitMs, travik_notic
 {
     clear(notice);
     return guarded("nextNotice", error, [&] {
-        if (notice == nullptr)
+        if (!notice)
             throw Refused(TRAVIK_NullArgument, "there is no place for the notice");
         Notice next;
         if (Connection::instance().watchers()->next(watcher.value, fromNow(waitMs), next))
@@ -241,7 +241,7 @@ uint32_t travik_nextNotice(travik_watcher watcher, uint32_t waitMs, travik_notic
 
 void travik_freeNotice(travik_notice** notice)
 {
-    if (notice != nullptr)
+    if (notice)
         std::free(std::exchange(*notice, nullptr));
 }
 }

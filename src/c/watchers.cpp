@@ -26,7 +26,7 @@ std::uint64_t Watchers::add(travik_callback callback, void* context)
     const Holding holding(guard_);
     if (closed_)
         throw Refused(TRAVIK_Closed, "the library is being closed");
-    if (callback != nullptr && !threadRuns_) {
+    if (callback && !threadRuns_) {
         std::thread([self = shared_from_this()] { self->run(); }).detach();
         threadRuns_ = true;
     }
@@ -47,7 +47,7 @@ void Watchers::deliver(std::uint64_t watcher, Notice notice)
         notices.front() = Notice{TRAVIK_NOTICE_RESYNC};
     }
     notices.push_back(std::move(notice));
-    if (found->second.callback != nullptr)
+    if (found->second.callback)
         order_.push_back(watcher);
     changed_.raise();
 }
@@ -78,11 +78,11 @@ bool Watchers::next(std::uint64_t watcher, Clock::time_point until, Notice& noti
     auto found = all_.end();
     const bool came = changed_.wait(holding, until, [&] {
         found = all_.find(watcher);
-        return found == all_.end() || found->second.callback != nullptr || !found->second.notices.empty();
+        return found == all_.end() || found->second.callback || !found->second.notices.empty();
     });
     if (!came)
         return false;
-    if (found == all_.end() || found->second.callback != nullptr)
+    if (found == all_.end() || found->second.callback)
         throw Refused(closed_ ? TRAVIK_Closed : TRAVIK_WrongHandle, "no watch without a callback has this name");
     notice = std::move(found->second.notices.front());
     found->second.notices.pop_front();

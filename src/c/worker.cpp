@@ -36,7 +36,7 @@ void leaveApartment()
 
 Worker::Worker(VBoxInstanceImpl& sdk) : sdk_(sdk), wake_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
 {
-    if (wake_ == nullptr)
+    if (!wake_)
         throw std::bad_alloc();
     thread_ = std::thread([this] { work(); });
 }
@@ -114,7 +114,7 @@ void Worker::work()
         const Turn turn = nextTurn();
         if (turn.ends)
             break;
-        if (turn.job != nullptr)
+        if (turn.job)
             take(turn.job);
         else
             idle(turn.until);
@@ -139,7 +139,7 @@ Worker::Turn Worker::nextTurn()
         turn.job = queue_.front();
         queue_.pop_front();
     }
-    if (turn.job != nullptr)
+    if (turn.job)
         turn.job->state_ = Job::State::running;
     idle_ = turn.job == nullptr;
     return turn;

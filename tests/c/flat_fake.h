@@ -1,8 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <windows.h>
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <map>
@@ -32,7 +31,7 @@ public:
     }
     const travik_error* operator->() const
     {
-        if (error_ == nullptr)
+        if (!error_)
             throw std::logic_error("there is no error");
         return error_;
     }

@@ -90,7 +90,7 @@ TEST(EveryOperationThroughC, TellsTheFailureOfEveryCallInTheError)
     forEach(Row::framed, [](std::size_t slot, const Row& row) {
         for (std::size_t step = 0; step < row.steps.size(); ++step) {
             const auto* call = std::get_if<CallStep>(&row.steps[step]);
-            if (call == nullptr || call->tolerated)
+            if (!call || call->tolerated)
                 continue;
             const Deviation deviation{.kind = Deviation::comResult, .step = step, .result = notFound};
             FlatBench flat;
@@ -129,7 +129,7 @@ TEST(EveryOperationThroughC, GivesTheCodeOfTheTableForAHandleThatIsUnknown)
         std::size_t number = 0;
         for (const Step& step : row.steps) {
             const auto* find = std::get_if<FindStep>(&step);
-            if (find == nullptr)
+            if (!find)
                 continue;
             FlatBench flat;
             Invocation invocation = prepared(flat, slot);

@@ -1,11 +1,12 @@
 // The flat interface with the stand-in's server in another process; and the DLL in programs of other compilers.
 
+#include "harness/system_test.h"
+
 #include <atomic>
 #include <cstdlib>
 #include <thread>
 
 #include "connection.h"
-#include "harness/system_test.h"
 #include "travik/travik.h"
 
 Travik::VBoxInstanceImpl* Travik::Flat::library()
@@ -49,7 +50,7 @@ protected:
     {
         char* name = nullptr;
         EXPECT_EQ(travik_getVmName(machine, &name, 0, nullptr), 0u);
-        const std::string text = name == nullptr ? "" : name;
+        const std::string text = !name ? "" : name;
         travik_freeText(&name);
         return text;
     }
@@ -209,7 +210,7 @@ TEST_F(FlatEndurance, AMillionCallsOfSixteenThreads)
                 const std::uint32_t code = asks ? travik_machineGetState(machine, nullptr, 0, &error)
                                                 : travik_consoleGetState({std::uint64_t(3) << 32}, nullptr, 0, &error);
                 wrong += code != (asks ? 0u : 184u) || (error == nullptr) != (code == 0);
-                wrong += error != nullptr && std::string_view(error->operation) != "consoleGetState";
+                wrong += error && std::string_view(error->operation) != "consoleGetState";
                 travik_freeError(&error);
             }
         });

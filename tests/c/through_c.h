@@ -38,7 +38,7 @@ class Owned
 {
 public:
     explicit Owned(Outer* outer) : outer_(outer) { std::memset(&inner_, 0xA5, sizeof inner_); }
-    Inner* place() { return outer_ == nullptr ? nullptr : &inner_; }
+    Inner* place() { return !outer_ ? nullptr : &inner_; }
 
 protected:
     Inner inner_;
@@ -51,7 +51,7 @@ struct OwnedNumber : Owned<Number, Number>
     using Owned<Number, Number>::Owned;
     void take()
     {
-        if (this->outer_ != nullptr)
+        if (this->outer_)
             *this->outer_ = this->inner_;
     }
 };
@@ -61,7 +61,7 @@ struct OwnedText : Owned<char*, std::wstring>
     using Owned::Owned;
     void take()
     {
-        if (outer_ == nullptr)
+        if (!outer_)
             return;
         *outer_ = toWide(inner_);
         travik_freeText(&inner_);
@@ -74,7 +74,7 @@ struct OwnedTexts : Owned<travik_texts, std::list<std::wstring>>
     using Owned::Owned;
     void take()
     {
-        if (outer_ == nullptr)
+        if (!outer_)
             return;
         outer_->clear();
         for (std::uint32_t i = 0; i < inner_.count; ++i)
@@ -90,7 +90,7 @@ struct OwnedHandle : Owned<Handle, VBoxHandle>
     using Owned<Handle, VBoxHandle>::Owned;
     void take()
     {
-        if (this->outer_ != nullptr)
+        if (this->outer_)
             *this->outer_ = static_cast<VBoxHandle>(this->inner_.value);
     }
 };
@@ -100,7 +100,7 @@ struct OwnedHandles : Owned<travik_machines, std::vector<VBoxHandle>>
     using Owned::Owned;
     void take()
     {
-        if (outer_ == nullptr)
+        if (!outer_)
             return;
         for (std::uint32_t i = 0; i < inner_.count; ++i)
             outer_->push_back(static_cast<VBoxHandle>(inner_.items[i].value));

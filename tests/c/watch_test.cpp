@@ -48,7 +48,7 @@ protected:
     {
         travik_notice* notice = nullptr;
         const std::uint32_t code = travik_nextNotice(watcher, waitMs, &notice, nullptr);
-        if (code != 0 || notice == nullptr)
+        if (code != 0 || !notice)
             return code == 0 ? "none" : travik_codeName(code);
         const std::string text = std::to_string(notice->kind) + " " + std::to_string(notice->state) + " " +
                                  std::to_string(notice->fatal) + " " + std::to_string(notice->code) + " " + notice->id +

@@ -23,8 +23,12 @@ from typing import Iterator, Optional
 
 from . import _core, _made
 from ._core import Limit, TravikError, TravikTimeout, load
-from ._made import *  # noqa: F401,F403
-from ._made import LockType, MachineState
+from ._made import (AudioAdapter, Code, Host, LockType, MachineState, Medium, MediumState, NATProtocol, NatEngine,
+                    NetworkAdapter, ParavirtProvider, ProcessorFeature, Result, VBoxEventType)
+
+__all__ = ["AudioAdapter", "Code", "Console", "Host", "Library", "LockType", "Machine", "MachineState", "Medium",
+           "MediumState", "NATProtocol", "NatEngine", "NetworkAdapter", "Notice", "NoticeKind", "ParavirtProvider",
+           "ProcessorFeature", "Progress", "Result", "TravikError", "TravikTimeout", "VBoxEventType", "load"]
 
 
 class NoticeKind(enum.IntEnum):
