@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """stock61.py SELQ6 BINARY CTEST WINE_RUN: builds and packs the other identity as the README tells, in the folder BINARY;
-compares its DLL with that of the build SELQ6, runs the system and ABI tests with it, and asks both builds' doctor."""
+compares its DLL with that of the build SELQ6, runs the system, ABI and probe tests with it, and asks both builds'
+doctor."""
 import json
 import os
 import pathlib
@@ -34,11 +35,11 @@ for line in block.text.splitlines():
 (package,) = (binary / "package").glob("TravikSDK-*-stock61-mingw64.zip")
 
 run("cmake", "-DTRAVIK_BUILD_TESTS=ON", binary)
-run("cmake", "--build", binary, "--target", "abi_tests", "system_tests")
+run("cmake", "--build", binary, "--target", "abi_tests", "system_tests", "probe_tests")
 run(sys.executable, pathlib.Path(__file__).with_name("same_but_identity.py"),
     *(folder / "bin/TravikSDK-selq6.dll" for folder in (selq6, binary)))
 # The longest entries show nothing that depends on identifiers.
-run(ctest, "--test-dir", binary, "--output-on-failure", "--no-tests=error", "-R", "^(system_|abi_)",
+run(ctest, "--test-dir", binary, "--output-on-failure", "--no-tests=error", "-R", "^(system_|abi_|probe_)",
     "-E", "_long$|_fault_matrix$")
 
 stock = "stock61, the VirtualBox 6.1 that anyone can download"
