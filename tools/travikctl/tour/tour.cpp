@@ -1,6 +1,8 @@
-// The whole life of a machine against the stand-in, told as a story; every subsystem of the library once.
+// The whole life of a machine, told as a story; every subsystem of the library once. Against the stand-in all of it;
+// against a real VirtualBox the steps that plant no fault.
 
 #include <fstream>
+#include <memory>
 
 #include "core/context.h"
 #include "core/names.h"
@@ -19,19 +21,33 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// What the command line allows.
+struct TourOptions
+{
+    bool real = false;  ///< whatever VirtualBox answers
+    bool start = false; ///< there, a machine may be started
+};
+
 class Tour
 {
 public:
-    explicit Tour(Context& context) : context_(context), vbox_(context.vbox) {}
+    Tour(Context& context, const TourOptions& options) : context_(context), vbox_(context.vbox), options_(options) {}
 
     void run();
 
 private:
+    enum class Needs
+    {
+        Nothing,
+        StandIn, ///< a fault, which a real VirtualBox does not have
+        Start    ///< a machine that runs
+    };
     struct Step
     {
         const char* subject;
         const char* story;
         void (Tour::*act)();
+        Needs needs = Needs::Nothing;
     };
     static const std::vector<Step>& steps();
 
@@ -54,9 +70,17 @@ private:
     void stopMachine();
     void deleteMachines();
 
+    /// Whether a step is left out of this tour.
+    bool skips(const Step& step) const;
     /// Runs one step; false when it failed.
     bool take(const Step& step, std::size_t number);
     void leave();
+    /// Takes away what a tour left that did not come to its end.
+    void clearLeftovers();
+    void remove(const std::wstring& nameOrId);
+    void end(const std::wstring& nameOrId);
+    void requireStandIn() const;
+    void requireFreeNames();
 
     void verify(bool holds, const std::string& statement);
     void tell(const std::string& sentence);
@@ -81,8 +105,10 @@ private:
 
     Context& context_;
     VBoxInstanceImpl& vbox_;
+    const TourOptions options_;
     ScratchFolder scratch_;
     std::wstring oldFolder_;
+    bool namesAreOurs_ = false;
     std::wstring created_, imported_, copy_ = L"harbour 副本";
     std::optional<LockedSession> running_;
     ScopedConsole console_;
@@ -93,6 +119,9 @@ private:
 };
 
 const std::wstring controller = L"SATA";
+
+/// All that the tour's machines may be called.
+const std::vector<std::wstring> names{L"harbour", L"harbour_1", L"harbour_2", L"harbour 副本"};
 
 /// For people: the subject only on the first of its rows.
 Json withSubjectsOnce(Json rows)
@@ -110,7 +139,7 @@ Json withSubjectsOnce(Json rows)
 const std::vector<Tour::Step>& Tour::steps()
 {
     static const std::vector<Step> steps{
-        {"connection", "The stand-in answers; machines are made in a folder of the tour.", &Tour::arrive},
+        {"connection", "VirtualBox answers; machines are made in a folder of the tour.", &Tour::arrive},
         {"appliance", "A colleague sends a machine as an appliance file.", &Tour::importAppliance},
         {"names", "A second machine needs a name that is free.", &Tour::chooseName},
         {"creation", "It is created, sized and registered.", &Tour::createMachine},
@@ -122,12 +151,13 @@ const std::vector<Tour::Step>& Tour::steps()
         {"guest properties", "A message for the guest.", &Tour::useProperties},
         {"audio and host", "Sound is switched on and off; the host tells what its processor can do.",
          &Tour::askDevices},
-        {"reconnection", "VirtualBox's server dies in the middle of a call.", &Tour::loseTheServer},
-        {"start", "The machine starts, in a process of its own.", &Tour::startMachine},
-        {"pause", "The stand-in pauses it, as a sleeping host would; we let it run on.", &Tour::pauseAndResume},
-        {"runtime errors", "The guest's disk is full.", &Tour::hearOfAnError},
-        {"failures", "VirtualBox is made to fail once.", &Tour::meetAFault},
-        {"stop", "The plug is pulled.", &Tour::stopMachine},
+        {"reconnection", "VirtualBox's server dies in the middle of a call.", &Tour::loseTheServer, Needs::StandIn},
+        {"start", "The machine starts, in a process of its own.", &Tour::startMachine, Needs::Start},
+        {"pause", "The stand-in pauses it, as a sleeping host would; we let it run on.", &Tour::pauseAndResume,
+         Needs::StandIn},
+        {"runtime errors", "The guest's disk is full.", &Tour::hearOfAnError, Needs::StandIn},
+        {"failures", "VirtualBox is made to fail once.", &Tour::meetAFault, Needs::StandIn},
+        {"stop", "The plug is pulled.", &Tour::stopMachine, Needs::Start},
         {"deletion", "All is taken away again.", &Tour::deleteMachines},
     };
     return steps;
@@ -145,6 +175,11 @@ void Tour::tell(const std::string& sentence)
 {
     if (!context_.out.json())
         writeOut("      " + sentence + "\n");
+}
+
+bool Tour::skips(const Step& step) const
+{
+    return options_.real && (step.needs == Needs::StandIn || (step.needs == Needs::Start && !options_.start));
 }
 
 bool Tour::take(const Step& step, std::size_t number)
@@ -171,8 +206,9 @@ void Tour::run()
 {
     bool whole = true;
     try {
-        for (std::size_t i = 0; whole && i < steps().size(); ++i)
-            whole = take(steps()[i], i + 1);
+        std::size_t number = 0;
+        for (const Step& step : steps())
+            whole = whole && (skips(step) || take(step, ++number));
     } catch (...) {
         leave();
         throw;
@@ -198,20 +234,48 @@ void Tour::leave()
     } catch (const SdkError&) {
         reportFailure(std::current_exception(), false);
     }
-    for (const std::wstring& name : {created_, imported_, copy_}) {
-        try {
-            if (name.empty())
-                continue;
-            const ScopedMachine machine = find(name);
-            if (stateOf(name) != MachineState::PoweredOff && stateOf(name) != MachineState::Aborted)
-                runVBoxSim({L"crash-vm", name});
-            retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)), [&] { return vbox_.deleteMachine(machine); });
-        } catch (const std::exception&) {
-            // gone already, as after a whole tour; what else failed was told by its step
-        }
-    }
+    for (const std::wstring& name : names)
+        if (namesAreOurs_)
+            remove(name);
     if (!oldFolder_.empty() && vbox_.setDefaultMachineFolder(oldFolder_) != 0)
         writeError("the machine folder could not be set back to " + toUtf8(oldFolder_) + "\n");
+    else
+        forgetMachineFolder(scratch_.path());
+}
+
+/// Deletes a machine of the tour, which may run or be gone.
+void Tour::remove(const std::wstring& nameOrId)
+{
+    try {
+        const ScopedMachine machine = find(nameOrId);
+        const std::uint32_t state = stateOf(nameOrId);
+        if (state != MachineState::PoweredOff && state != MachineState::Aborted)
+            end(nameOrId);
+        retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)), [&] { return vbox_.deleteMachine(machine); });
+    } catch (const std::exception&) {
+        // gone already, as after a whole tour; what else failed was told by its step
+    }
+}
+
+void Tour::end(const std::wstring& nameOrId)
+{
+    const LockedSession session = lock(nameOrId, LockType::Shared);
+    const ScopedConsole console = session.console();
+    const auto progress = context_.ask<ScopedProgress>(&VBoxInstanceImpl::powerDown, console);
+    waitFor(vbox_, progress, Deadline(std::chrono::seconds(60)));
+}
+
+void Tour::clearLeftovers()
+{
+    for (const std::filesystem::path& folder : ScratchFolder::leftovers()) {
+        if (const auto before = rememberedMachineFolder(folder))
+            context_.check(vbox_.setDefaultMachineFolder(*before));
+        for (const std::wstring& uuid : machinesIn(folder))
+            remove(uuid);
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+        tell("what an earlier tour left is taken away: " + toUtf8(folder.wstring()));
+    }
 }
 
 std::wstring Tour::folderOf(const std::wstring& name) const
@@ -258,15 +322,34 @@ bool Tour::fails(std::uint32_t code, std::uint32_t expected, std::uint32_t resul
     return code == expected && lastFailure(vbox_, code).result() == result;
 }
 
-void Tour::arrive()
+void Tour::requireStandIn() const
 {
     // The stand-in describes itself as JSON; without a server of its own, it is a real VirtualBox that answers us.
     if (!Json::accept(runVBoxSim({L"status"})))
         throw CommandError(ExitCode::Refused, "the VirtualBox that answers is not the stand-in",
-                           "The tour does not touch a real VirtualBox. Run 'vboxsim register' first.");
+                           "Run 'vboxsim register' first, or tour the real one with --real.");
+}
+
+/// What the tour deletes at its end, it finds by name: nobody else's machine may have one of them.
+void Tour::requireFreeNames()
+{
+    for (const std::wstring& name : names)
+        if (vbox_.findMachine(name, nullptr) == 0)
+            throw CommandError(ExitCode::Refused, "there is a machine called " + toUtf8(name) + " already",
+                               "The tour needs this name for a machine of its own; rename yours for a while.");
+    namesAreOurs_ = true;
+}
+
+void Tour::arrive()
+{
+    if (!options_.real)
+        requireStandIn();
+    clearLeftovers();
+    requireFreeNames();
     const std::wstring folder = (scratch_.path() / "machines").wstring();
     std::filesystem::create_directory(folder);
     oldFolder_ = context_.ask<std::wstring>(&VBoxInstanceImpl::getDefaultMachineFolder);
+    rememberMachineFolder(scratch_.path(), oldFolder_);
     context_.check(vbox_.setDefaultMachineFolder(folder));
     verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getDefaultMachineFolder) == folder,
            "new machines go to the tour's folder");
@@ -555,7 +638,11 @@ void Tour::deleteMachines()
 
 void addTourVerb(Verbs& verbs)
 {
+    auto options = std::make_shared<TourOptions>();
     verbs
-        .add("tour", "The whole life of a machine, against the stand-in", [](Context& context) { Tour(context).run(); })
-        .waitingLong();
+        .add("tour", "The whole life of a machine, against the stand-in",
+             [options](Context& context) { Tour(context, *options).run(); })
+        .waitingLong()
+        .flag("--real", options->real, "Against the VirtualBox that is registered, without the steps that plant faults")
+        .flag("--start", options->start, "With --real: start a machine, too, without a window");
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,20 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
 
+    /// The folders of tours whose process is no more.
+    static std::vector<std::filesystem::path> leftovers();
+
 private:
     std::filesystem::path path_;
 };
+
+// What has to be set back stands in the folder of the tour, for the next one after a crash.
+void rememberMachineFolder(const std::filesystem::path& scratch, const std::wstring& machineFolder);
+std::optional<std::wstring> rememberedMachineFolder(const std::filesystem::path& scratch);
+void forgetMachineFolder(const std::filesystem::path& scratch);
+
+/// The UUIDs of the machines whose settings files lie below a folder.
+std::vector<std::wstring> machinesIn(const std::filesystem::path& folder);
 
 /// Writes the appliance that this program carries: one machine, "harbour", with a disk (make_appliance.py).
 void writeAppliance(const std::filesystem::path& file);
