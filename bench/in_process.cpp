@@ -1,10 +1,11 @@
 // What an operation costs in the process, without COM between: each shape of operation against its floor, which makes
-// the same vtable calls and leaves the same bytes in an append handle, flushed where the format wants it flushed, by the
-// cheapest means that there are.
+// the same vtable calls and leaves the same bytes in an append handle, flushed where the format wants it flushed, by
+// the cheapest means that there are.
 
 #include <windows.h>
-
 #include <benchmark/benchmark.h>
+#include <time.h>
+#include <virtualbox_defaults.h>
 
 #include <algorithm>
 #include <atomic>
@@ -17,12 +18,8 @@
 #include <thread>
 #include <vector>
 
-#include <time.h>
-
-#include <virtualbox_defaults.h>
-
+#include "automation/safe_array.h"
 #include "log/log.h"
-#include "selq6/safe_array.h"
 #include "selq6/vbox.h"
 
 namespace {
@@ -195,11 +192,10 @@ std::vector<Shape> shapes()
              library().getVmName(machine, &name);
          },
          [raw] {
-             BSTR name = nullptr;
-             raw->get_Name(&name);
-             std::wstring copy(name, SysStringLen(name));
+             Travik::ComString name;
+             raw->get_Name(name.put());
+             std::wstring copy = name.str();
              benchmark::DoNotOptimize(copy);
-             SysFreeString(name);
          },
          2},
         {"object out",
@@ -223,9 +219,8 @@ std::vector<Shape> shapes()
                  library().releaseMachine(handle);
          },
          [rawRoot] {
-             SAFEARRAY* array = nullptr;
-             rawRoot->get_Machines(&array);
-             SafeArrayDestroy(array);
+             Travik::ComArray array;
+             rawRoot->get_Machines(array.put());
          },
          2 + listed},
     };
@@ -238,12 +233,13 @@ void operationArm(benchmark::State& state, const Shape& shape)
 }
 
 /// The system call behind WriteFile, without WriteFile.
-using NtWriteFile = LONG(WINAPI*)(HANDLE, HANDLE, void*, void*, void* status, const void*, ULONG, LARGE_INTEGER*, ULONG*);
+using NtWriteFile = LONG(WINAPI*)(HANDLE, HANDLE, void*, void*, void* status, const void*, ULONG, LARGE_INTEGER*,
+                                  ULONG*);
 const auto writeBytes =
     reinterpret_cast<NtWriteFile>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll"), "NtWriteFile")));
 
-/// The bytes of the log with the time of now, which is made anew only when its second is over: the tick count tells that
-/// without a system call.
+/// The bytes of the log with the time of now, which is made anew only when its second is over: the tick count tells
+/// that without a system call.
 class CurrentWrites
 {
 public:
@@ -328,7 +324,8 @@ void handOutAtTheBound(benchmark::State& state)
         fresh.holdMachine();
 }
 
-/// A thread that does one long operation when it is told to. One for all runs: starting threads is dear under Wine.
+/// A thread that does one long operation when it is told to. One for all runs: starting threads is expensive under
+/// Wine.
 class LongOperation
 {
 public:

@@ -18,7 +18,7 @@ namespace {
 using namespace Travik;
 using RawClient::ComPtr;
 using RawClient::require;
-using RawClient::Text;
+using Text = Travik::ComString;
 
 constexpr int listed = 10;
 const std::wstring machineName = StandInWorld::machine;
@@ -50,10 +50,10 @@ std::vector<Pair> pairs()
     check(sdk(), sdk().lockMachine(machine, LockType::Write));
     check(sdk(), sdk().createMutableMachine(machine, &locked));
     roots.create();
-    require(roots.virtualBox->FindMachine(Text(machineName), &object));
+    require(roots.virtualBox->FindMachine(Text(machineName).get(), &object));
     // The same kind of object behind the same kind of lock: another machine of the world.
     ComPtr<IMachine> second;
-    require(roots.virtualBox->FindMachine(Text(L"Machine 2"), &second));
+    require(roots.virtualBox->FindMachine(Text(L"Machine 2").get(), &second));
     require(second->LockMachine(roots.session.Get(), LockType::Write));
     require(roots.session->get_Machine(&rawLocked));
     return {
@@ -85,7 +85,7 @@ std::vector<Pair> pairs()
          },
          [] {
              Text value;
-             require(object->GetExtraData(Text(L"GUI/LastCloseAction"), value.put()));
+             require(object->GetExtraData(Text(L"GUI/LastCloseAction").get(), value.put()));
              benchmark::DoNotOptimize(value.str());
          }},
         {"object out", 1, 200,

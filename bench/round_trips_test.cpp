@@ -18,7 +18,7 @@ namespace {
 
 using RawClient::ComPtr;
 using RawClient::require;
-using RawClient::Text;
+using Text = Travik::ComString;
 namespace fs = std::filesystem;
 
 /// Counts everything that leaves this process through COM: calls of VirtualBox, and COM's own for references and
@@ -129,6 +129,9 @@ struct Objects
     std::vector<ComPtr<IMachine>> machines;
 };
 
+/// The raw arm's part where the library does without VirtualBox.
+void nothing() {}
+
 constexpr const wchar_t* diskId = L"5d1f4b1e-0000-4000-8000-000000000001";
 
 class RoundTrips : public RunningMachineTest
@@ -177,40 +180,97 @@ protected:
         return sent;
     }
 
+private:
+    // The story, subject by subject; each goes on where the one before has ended.
+    void withoutVirtualBox();
+    void allConverters();
+    void virtualBoxItself();
+    void machineThatDoesNotRun();
+    void settingsOfAMachine();
+    void guestProperties();
+    void adapters();
+    void disks();
+    void mediumQueries();
+    void machinesThatComeAndGo();
+    void appliances();
+    void machineThatRuns();
+    void consoleOfTheMachine();
+    void stateEvents();
+    void runtimeErrors();
+    void ending();
+
+    void add(const char* operation, std::function<void()> library, std::function<void()> raw)
+    {
+        steps_.push_back({operation, std::move(library), std::move(raw)});
+    }
+    void between(std::function<void()> library, std::function<void()> raw)
+    {
+        steps_.push_back({nullptr, std::move(library), std::move(raw)});
+    }
+    void between(const std::function<void()>& both) { between(both, both); }
+
+    void sdkDone(SdkErrorCode code) { check(sdk, code); }
+    void openAppliance(ComPtr<IAppliance>& opened)
+    {
+        require(o.roots.virtualBox->CreateAppliance(&opened));
+        ComPtr<IProgress> progress;
+        require(opened->Read(Text(file()).get(), &progress));
+        RawClient::finish(*progress.Get());
+        require(opened->Interpret());
+    }
+    /// Both arms look whether a task is done before they wait for it; a late answer makes it be done.
+    void slow(std::uint32_t milliseconds) { control().delay(L"IProgress::get_Completed", milliseconds); }
+
+    std::wstring folder() { return world().machineFolder().wstring(); }
+    std::wstring settings() { return world().machineFile(Machines::worker).wstring(); }
+    std::wstring image() { return disk().wstring(); }
+    std::wstring file() { return appliance().wstring(); }
+
     std::wstring text;
     std::uint32_t number = 0;
     Handles h;
     Objects o;
+    std::vector<Step> steps_;
 };
 
 std::vector<Step> RoundTrips::story()
 {
-    const auto sdkDone = [this](SdkErrorCode code) { check(sdk, code); };
-    const auto nothing = [] {};
-    const std::wstring folder = world().machineFolder().wstring();
-    const std::wstring settings = world().machineFile(Machines::worker).wstring();
-    const std::wstring image = disk().wstring();
-    const std::wstring file = appliance().wstring();
-    // Both arms look whether a task is done before they wait for it; a late answer makes it be done.
-    const auto slow = [this] { control().delay(L"IProgress::get_Completed", 1'500); };
-    const auto quick = [this] { control().delay(L"IProgress::get_Completed", 0); };
-    std::vector<Step> steps;
-    const auto add = [&steps](const char* operation, std::function<void()> library, std::function<void()> raw) {
-        steps.push_back({operation, std::move(library), std::move(raw)});
-    };
-    const auto between = [&steps](std::function<void()> both) { steps.push_back({nullptr, both, both}); };
+    steps_.clear();
+    withoutVirtualBox();
+    allConverters();
+    virtualBoxItself();
+    machineThatDoesNotRun();
+    settingsOfAMachine();
+    guestProperties();
+    adapters();
+    disks();
+    mediumQueries();
+    machinesThatComeAndGo();
+    appliances();
+    machineThatRuns();
+    consoleOfTheMachine();
+    stateEvents();
+    runtimeErrors();
+    ending();
+    return std::move(steps_);
+}
 
-    // Without VirtualBox.
+void RoundTrips::withoutVirtualBox()
+{
     add(
-        "setLogPath", [=, this] { sdkDone(sdk.setLogPath((scratchFolder() / L"story.txt").wstring())); }, nothing);
+        "setLogPath", [this] { sdkDone(sdk.setLogPath((scratchFolder() / L"story.txt").wstring())); }, nothing);
     add(
-        "renameVmDisk", [=, this] { sdkDone(sdk.renameVmDisk(image, image + L"2")); },
-        [=] { fs::rename(image, image + L"2"); });
-    between([=] { fs::rename(image + L"2", image); });
+        "renameVmDisk", [this] { sdkDone(sdk.renameVmDisk(image(), image() + L"2")); },
+        [this] { fs::rename(image(), image() + L"2"); });
+    between([this] { fs::rename(image() + L"2", image()); });
     add(
         "getVBoxError", [this] { sdk.getVBoxError(); }, nothing);
     add(
         "getVBoxErrorMessage", [this] { sdk.getVBoxErrorMessage(); }, nothing);
+}
+
+void RoundTrips::allConverters()
+{
     using Converter = std::uint32_t (VBoxInstanceImpl::*)(std::uint32_t);
     const std::pair<const char*, Converter> converters[] = {
 #define CONVERTER(name) {#name, &VBoxInstanceImpl::name}
@@ -241,35 +301,38 @@ std::vector<Step> RoundTrips::story()
     for (const auto& [name, converter] : converters)
         add(
             name, [this, converter = converter] { (sdk.*converter)(1); }, nothing);
+}
 
-    // VirtualBox itself.
+void RoundTrips::virtualBoxItself()
+{
     add(
-        "initComComponent", [=, this] { sdkDone(sdk.initComComponent()); }, [this] { o.roots.create(); });
+        "initComComponent", [this] { sdkDone(sdk.initComComponent()); }, [this] { o.roots.create(); });
     add(
-        "resetComComponent", [=, this] { sdkDone(sdk.resetComComponent()); },
+        "resetComComponent", [this] { sdkDone(sdk.resetComComponent()); },
         [this] {
             o.roots.release();
             o.roots.create();
         });
     add(
-        "createVmName", [=, this] { sdkDone(sdk.createVmName(L"Free", &text)); },
+        "createVmName", [this] { sdkDone(sdk.createVmName(L"Free", &text)); },
         [this] {
             for (int i = 1; i < 100; ++i) {
                 Text path;
-                require(o.roots.virtualBox->ComposeMachineFilename(Text(L"Free_" + std::to_wstring(i)), nullptr,
+                require(o.roots.virtualBox->ComposeMachineFilename(Text(L"Free_" + std::to_wstring(i)).get(), nullptr,
                                                                    nullptr, nullptr, path.put()));
                 if (!fs::exists(path.str()))
                     break;
             }
         });
     add(
-        "composeMachineFilename", [=, this] { sdkDone(sdk.composeMachineFilename(L"New", &text)); },
+        "composeMachineFilename", [this] { sdkDone(sdk.composeMachineFilename(L"New", &text)); },
         [this] {
             Text path;
-            require(o.roots.virtualBox->ComposeMachineFilename(Text(L"New"), nullptr, nullptr, nullptr, path.put()));
+            require(
+                o.roots.virtualBox->ComposeMachineFilename(Text(L"New").get(), nullptr, nullptr, nullptr, path.put()));
         });
     add(
-        "getDefaultMachineFolder", [=, this] { sdkDone(sdk.getDefaultMachineFolder(&text)); },
+        "getDefaultMachineFolder", [this] { sdkDone(sdk.getDefaultMachineFolder(&text)); },
         [this] {
             ComPtr<ISystemProperties> properties;
             require(o.roots.virtualBox->get_SystemProperties(&properties));
@@ -277,101 +340,110 @@ std::vector<Step> RoundTrips::story()
             require(properties->get_DefaultMachineFolder(path.put()));
         });
     add(
-        "setDefaultMachineFolder", [=, this] { sdkDone(sdk.setDefaultMachineFolder(folder)); },
-        [=, this] {
+        "setDefaultMachineFolder", [this] { sdkDone(sdk.setDefaultMachineFolder(folder())); },
+        [this] {
             ComPtr<ISystemProperties> properties;
             require(o.roots.virtualBox->get_SystemProperties(&properties));
-            require(properties->put_DefaultMachineFolder(Text(folder)));
+            require(properties->put_DefaultMachineFolder(Text(folder()).get()));
         });
     add(
-        "getHost", [=, this] { sdkDone(sdk.getHost(&h.host)); },
+        "getHost", [this] { sdkDone(sdk.getHost(&h.host)); },
         [this] { require(o.roots.virtualBox->get_Host(&o.host)); });
     add(
-        "hostGetProcessorFeature", [=, this] { sdkDone(sdk.hostGetProcessorFeature(h.host, 0, &number)); },
+        "hostGetProcessorFeature", [this] { sdkDone(sdk.hostGetProcessorFeature(h.host, 0, &number)); },
         [this] {
             BOOL supported = FALSE;
             require(o.host->GetProcessorFeature(0, &supported));
         });
     add(
-        "releaseHost", [=, this] { sdkDone(sdk.releaseHost(h.host)); }, [this] { o.host.Reset(); });
+        "releaseHost", [this] { sdkDone(sdk.releaseHost(h.host)); }, [this] { o.host.Reset(); });
     add(
-        "listVms", [=, this] { sdkDone(sdk.listVms(&h.machines)); },
+        "listVms", [this] { sdkDone(sdk.listVms(&h.machines)); },
         [this] { o.machines = RawClient::machinesOf(*o.roots.virtualBox.Get()); });
     between([this] {
         for (VBoxHandle machine : h.machines)
             sdk.releaseMachine(machine);
         o.machines.clear();
     });
+}
 
-    // A machine that does not run.
+void RoundTrips::machineThatDoesNotRun()
+{
     add(
-        "openMachine", [=, this] { sdkDone(sdk.openMachine(settings, &h.opened)); },
-        [=, this] { require(o.roots.virtualBox->OpenMachine(Text(settings), &o.opened)); });
+        "openMachine", [this] { sdkDone(sdk.openMachine(settings(), &h.opened)); },
+        [this] { require(o.roots.virtualBox->OpenMachine(Text(settings()).get(), &o.opened)); });
     add(
-        "releaseMachine", [=, this] { sdkDone(sdk.releaseMachine(h.opened)); }, [this] { o.opened.Reset(); });
+        "releaseMachine", [this] { sdkDone(sdk.releaseMachine(h.opened)); }, [this] { o.opened.Reset(); });
     add(
-        "findMachine", [=, this] { sdkDone(sdk.findMachine(Machines::player, &h.machine)); },
-        [this] { require(o.roots.virtualBox->FindMachine(Text(Machines::player), &o.machine)); });
+        "findMachine", [this] { sdkDone(sdk.findMachine(Machines::player, &h.machine)); },
+        [this] { require(o.roots.virtualBox->FindMachine(Text(Machines::player).get(), &o.machine)); });
     add(
-        "getVmName", [=, this] { sdkDone(sdk.getVmName(h.machine, &text)); },
+        "getVmName", [this] { sdkDone(sdk.getVmName(h.machine, &text)); },
         [this] {
             Text name;
             require(o.machine->get_Name(name.put()));
         });
     add(
-        "getVmUUID", [=, this] { sdkDone(sdk.getVmUUID(h.machine, &text)); },
+        "getVmUUID", [this] { sdkDone(sdk.getVmUUID(h.machine, &text)); },
         [this] {
             Text id;
             require(o.machine->get_Id(id.put()));
         });
     add(
-        "machineGetState", [=, this] { sdkDone(sdk.machineGetState(h.machine, &number)); },
+        "machineGetState", [this] { sdkDone(sdk.machineGetState(h.machine, &number)); },
         [this] {
             ULONG state = 0;
             require(o.machine->get_State(&state));
         });
     add(
-        "setMachineExtraData", [=, this] { sdkDone(sdk.setMachineExtraData(h.machine, L"key", L"value")); },
-        [this] { require(o.machine->SetExtraData(Text(L"key"), Text(L"value"))); });
+        "setMachineExtraData", [this] { sdkDone(sdk.setMachineExtraData(h.machine, L"key", L"value")); },
+        [this] { require(o.machine->SetExtraData(Text(L"key").get(), Text(L"value").get())); });
     add(
-        "getMachineExtraData", [=, this] { sdkDone(sdk.getMachineExtraData(h.machine, L"key", &text)); },
+        "getMachineExtraData", [this] { sdkDone(sdk.getMachineExtraData(h.machine, L"key", &text)); },
         [this] {
             Text value;
-            require(o.machine->GetExtraData(Text(L"key"), value.put()));
+            require(o.machine->GetExtraData(Text(L"key").get(), value.put()));
         });
+}
 
-    // Its settings.
+void RoundTrips::settingsOfAMachine()
+{
     add(
-        "lockMachine", [=, this] { sdkDone(sdk.lockMachine(h.machine, LockType::Write)); },
+        "lockMachine", [this] { sdkDone(sdk.lockMachine(h.machine, LockType::Write)); },
         [this] { require(o.machine->LockMachine(o.roots.session.Get(), LockType::Write)); });
     add(
-        "createMutableMachine", [=, this] { sdkDone(sdk.createMutableMachine(h.machine, &h.locked)); },
+        "createMutableMachine", [this] { sdkDone(sdk.createMutableMachine(h.machine, &h.locked)); },
         [this] { require(o.roots.session->get_Machine(&o.locked)); });
     add(
-        "setMachineCPUCount", [=, this] { sdkDone(sdk.setMachineCPUCount(h.locked, 2)); },
+        "setMachineCPUCount", [this] { sdkDone(sdk.setMachineCPUCount(h.locked, 2)); },
         [this] { require(o.locked->put_CPUCount(2)); });
     add(
-        "setMachineMemory", [=, this] { sdkDone(sdk.setMachineMemory(h.locked, 512)); },
+        "setMachineMemory", [this] { sdkDone(sdk.setMachineMemory(h.locked, 512)); },
         [this] { require(o.locked->put_MemorySize(512)); });
     add(
-        "setMachineParavirtProvider", [=, this] { sdkDone(sdk.setMachineParavirtProvider(h.locked, 1)); },
+        "setMachineParavirtProvider", [this] { sdkDone(sdk.setMachineParavirtProvider(h.locked, 1)); },
         [this] { require(o.locked->put_ParavirtProvider(1)); });
     add(
-        "setVmName", [=, this] { sdkDone(sdk.setVmName(h.locked, Machines::player)); },
-        [this] { require(o.locked->put_Name(Text(Machines::player))); });
+        "setVmName", [this] { sdkDone(sdk.setVmName(h.locked, Machines::player)); },
+        [this] { require(o.locked->put_Name(Text(Machines::player).get())); });
     add(
-        "machineCreateSharedFolder",
-        [=, this] { sdkDone(sdk.machineCreateSharedFolder(h.locked, L"s", folder, 1, 0)); },
-        [=, this] { require(o.locked->CreateSharedFolder(Text(L"s"), Text(folder), TRUE, FALSE, nullptr)); });
+        "machineCreateSharedFolder", [this] { sdkDone(sdk.machineCreateSharedFolder(h.locked, L"s", folder(), 1, 0)); },
+        [this] {
+            require(o.locked->CreateSharedFolder(Text(L"s").get(), Text(folder()).get(), TRUE, FALSE, nullptr));
+        });
     add(
-        "machineRemoveSharedFolder", [=, this] { sdkDone(sdk.machineRemoveSharedFolder(h.locked, L"s")); },
-        [this] { require(o.locked->RemoveSharedFolder(Text(L"s"))); });
+        "machineRemoveSharedFolder", [this] { sdkDone(sdk.machineRemoveSharedFolder(h.locked, L"s")); },
+        [this] { require(o.locked->RemoveSharedFolder(Text(L"s").get())); });
+}
+
+void RoundTrips::guestProperties()
+{
     add(
-        "setGuestProperty", [=, this] { sdkDone(sdk.setGuestProperty(h.locked, L"/p", L"v", L"")); },
-        [this] { require(o.locked->SetGuestProperty(Text(L"/p"), Text(L"v"), Text(L""))); });
+        "setGuestProperty", [this] { sdkDone(sdk.setGuestProperty(h.locked, L"/p", L"v", L"")); },
+        [this] { require(o.locked->SetGuestProperty(Text(L"/p").get(), Text(L"v").get(), Text(L"").get())); });
     add(
         "getGuestProperty",
-        [=, this] {
+        [this] {
             std::int64_t time = 0;
             std::wstring flags;
             sdkDone(sdk.getGuestProperty(h.locked, L"/p", &text, &time, &flags));
@@ -379,117 +451,128 @@ std::vector<Step> RoundTrips::story()
         [this] {
             Text value, flags;
             LONG64 time = 0;
-            require(o.locked->GetGuestProperty(Text(L"/p"), value.put(), &time, flags.put()));
+            require(o.locked->GetGuestProperty(Text(L"/p").get(), value.put(), &time, flags.put()));
         });
     add(
-        "deleteGuestProperty", [=, this] { sdkDone(sdk.deleteGuestProperty(h.locked, L"/p")); },
-        [this] { require(o.locked->DeleteGuestProperty(Text(L"/p"))); });
+        "deleteGuestProperty", [this] { sdkDone(sdk.deleteGuestProperty(h.locked, L"/p")); },
+        [this] { require(o.locked->DeleteGuestProperty(Text(L"/p").get())); });
+}
+
+void RoundTrips::adapters()
+{
     add(
-        "getNetworkAdapter", [=, this] { sdkDone(sdk.getNetworkAdapter(h.locked, 0, &h.adapter)); },
+        "getNetworkAdapter", [this] { sdkDone(sdk.getNetworkAdapter(h.locked, 0, &h.adapter)); },
         [this] { require(o.locked->GetNetworkAdapter(0, &o.adapter)); });
     add(
-        "getNATEngine", [=, this] { sdkDone(sdk.getNATEngine(h.adapter, &h.nat)); },
+        "getNATEngine", [this] { sdkDone(sdk.getNATEngine(h.adapter, &h.nat)); },
         [this] { require(o.adapter->get_NATEngine(&o.nat)); });
     add(
-        "addRedirect", [=, this] { sdkDone(sdk.addRedirect(h.nat, L"r", NATProtocol::TCP, L"", 5000, L"", 22)); },
-        [this] { require(o.nat->AddRedirect(Text(L"r"), NATProtocol::TCP, Text(L""), 5000, Text(L""), 22)); });
+        "addRedirect", [this] { sdkDone(sdk.addRedirect(h.nat, L"r", NATProtocol::TCP, L"", 5000, L"", 22)); },
+        [this] {
+            require(o.nat->AddRedirect(Text(L"r").get(), NATProtocol::TCP, Text(L"").get(), 5000, Text(L"").get(), 22));
+        });
     add(
         "getRedirects",
-        [=, this] {
+        [this] {
             std::list<std::wstring> rules;
             sdkDone(sdk.getRedirects(h.nat, &rules));
         },
         [this] {
-            RawClient::Array rules;
+            Travik::ComArray rules;
             require(o.nat->get_Redirects(rules.put()));
         });
     add(
-        "removeRedirect", [=, this] { sdkDone(sdk.removeRedirect(h.nat, L"r")); },
-        [this] { require(o.nat->RemoveRedirect(Text(L"r"))); });
+        "removeRedirect", [this] { sdkDone(sdk.removeRedirect(h.nat, L"r")); },
+        [this] { require(o.nat->RemoveRedirect(Text(L"r").get())); });
     add(
-        "releaseNATEngine", [=, this] { sdkDone(sdk.releaseNATEngine(h.nat)); }, [this] { o.nat.Reset(); });
+        "releaseNATEngine", [this] { sdkDone(sdk.releaseNATEngine(h.nat)); }, [this] { o.nat.Reset(); });
     add(
-        "releaseNetworkAdapter", [=, this] { sdkDone(sdk.releaseNetworkAdapter(h.adapter)); },
+        "releaseNetworkAdapter", [this] { sdkDone(sdk.releaseNetworkAdapter(h.adapter)); },
         [this] { o.adapter.Reset(); });
     add(
-        "getAudioAdapter", [=, this] { sdkDone(sdk.getAudioAdapter(h.locked, &h.audio)); },
+        "getAudioAdapter", [this] { sdkDone(sdk.getAudioAdapter(h.locked, &h.audio)); },
         [this] { require(o.locked->get_AudioAdapter(&o.audio)); });
     add(
-        "setAudioAdapterEnabled", [=, this] { sdkDone(sdk.setAudioAdapterEnabled(h.audio, 1)); },
+        "setAudioAdapterEnabled", [this] { sdkDone(sdk.setAudioAdapterEnabled(h.audio, 1)); },
         [this] { require(o.audio->put_Enabled(TRUE)); });
     add(
-        "releaseAudioAdapter", [=, this] { sdkDone(sdk.releaseAudioAdapter(h.audio)); }, [this] { o.audio.Reset(); });
+        "releaseAudioAdapter", [this] { sdkDone(sdk.releaseAudioAdapter(h.audio)); }, [this] { o.audio.Reset(); });
+}
 
-    // Disks.
+void RoundTrips::disks()
+{
     add(
-        "openMedium", [=, this] { sdkDone(sdk.openMedium(image, false, &h.medium)); },
-        [=, this] {
-            require(o.roots.virtualBox->OpenMedium(Text(image), Travik::DeviceType::HardDisk,
+        "openMedium", [this] { sdkDone(sdk.openMedium(image(), false, &h.medium)); },
+        [this] {
+            require(o.roots.virtualBox->OpenMedium(Text(image()).get(), Travik::DeviceType::HardDisk,
                                                    Travik::AccessMode::ReadWrite, FALSE, &o.medium));
         });
     add(
         "getMachineStorageControllerPortCount",
-        [=, this] { sdkDone(sdk.getMachineStorageControllerPortCount(h.locked, L"SATA", &number)); },
+        [this] { sdkDone(sdk.getMachineStorageControllerPortCount(h.locked, L"SATA", &number)); },
         [this] {
             ComPtr<IStorageController> controller;
-            require(o.locked->GetStorageControllerByName(Text(L"SATA"), &controller));
+            require(o.locked->GetStorageControllerByName(Text(L"SATA").get(), &controller));
             ULONG count = 0;
             require(controller->get_PortCount(&count));
         });
     add(
-        "attachMedium", [=, this] { sdkDone(sdk.attachMedium(h.locked, h.medium, L"SATA", 0, 0)); },
+        "attachMedium", [this] { sdkDone(sdk.attachMedium(h.locked, h.medium, L"SATA", 0, 0)); },
         [this] {
             const Text name(L"SATA");
-            require(o.locked->AttachDevice(name, 0, 0, Travik::DeviceType::HardDisk, o.medium.Get()));
-            require(o.locked->SetAutoDiscardForDevice(name, 0, 0, TRUE));
-            require(o.locked->NonRotationalDevice(name, 0, 0, TRUE));
+            require(o.locked->AttachDevice(name.get(), 0, 0, Travik::DeviceType::HardDisk, o.medium.Get()));
+            require(o.locked->SetAutoDiscardForDevice(name.get(), 0, 0, TRUE));
+            require(o.locked->NonRotationalDevice(name.get(), 0, 0, TRUE));
         });
     add(
-        "getCurrentMedium", [=, this] { sdkDone(sdk.getCurrentMedium(h.locked, L"SATA", 0, 0, &h.current)); },
-        [this] { require(o.locked->GetMedium(Text(L"SATA"), 0, 0, &o.current)); });
+        "getCurrentMedium", [this] { sdkDone(sdk.getCurrentMedium(h.locked, L"SATA", 0, 0, &h.current)); },
+        [this] { require(o.locked->GetMedium(Text(L"SATA").get(), 0, 0, &o.current)); });
     add(
-        "releaseMedium", [=, this] { sdkDone(sdk.releaseMedium(h.current)); }, [this] { o.current.Reset(); });
+        "releaseMedium", [this] { sdkDone(sdk.releaseMedium(h.current)); }, [this] { o.current.Reset(); });
     add(
-        "detachMedium", [=, this] { sdkDone(sdk.detachMedium(h.locked, L"SATA", 0, 0)); },
-        [this] { require(o.locked->DetachDevice(Text(L"SATA"), 0, 0)); });
+        "detachMedium", [this] { sdkDone(sdk.detachMedium(h.locked, L"SATA", 0, 0)); },
+        [this] { require(o.locked->DetachDevice(Text(L"SATA").get(), 0, 0)); });
     add(
-        "saveSettings", [=, this] { sdkDone(sdk.saveSettings(h.locked)); },
-        [this] { require(o.locked->SaveSettings()); });
+        "saveSettings", [this] { sdkDone(sdk.saveSettings(h.locked)); }, [this] { require(o.locked->SaveSettings()); });
+}
+
+void RoundTrips::mediumQueries()
+{
     add(
-        "getMediumLocation", [=, this] { sdkDone(sdk.getMediumLocation(h.medium, &text)); },
+        "getMediumLocation", [this] { sdkDone(sdk.getMediumLocation(h.medium, &text)); },
         [this] {
             Text path;
             require(o.medium->get_Location(path.put()));
         });
     add(
-        "getMediumState", [=, this] { sdkDone(sdk.getMediumState(h.medium, &number)); },
+        "getMediumState", [this] { sdkDone(sdk.getMediumState(h.medium, &number)); },
         [this] {
             ULONG state = 0;
             require(o.medium->RefreshState(&state));
         });
     add(
-        "getMediumUUID", [=, this] { sdkDone(sdk.getMediumUUID(h.medium, &text)); },
+        "getMediumUUID", [this] { sdkDone(sdk.getMediumUUID(h.medium, &text)); },
         [this] {
             Text id;
             require(o.medium->get_Id(id.put()));
         });
     add(
-        "getMediumLastAccessError", [=, this] { sdkDone(sdk.getMediumLastAccessError(h.medium, &text)); },
+        "getMediumLastAccessError", [this] { sdkDone(sdk.getMediumLastAccessError(h.medium, &text)); },
         [this] {
             Text error;
             require(o.medium->get_LastAccessError(error.put()));
         });
     add(
-        "deleteMedium", [=, this] { sdkDone(sdk.deleteMedium(h.medium)); },
+        "deleteMedium", [this] { sdkDone(sdk.deleteMedium(h.medium)); },
         [this] {
             Text path;
             require(o.medium->get_Location(path.put()));
             fs::remove(path.str());
         });
     add(
-        "closeMedium", [=, this] { sdkDone(sdk.closeMedium(h.medium)); }, [this] { require(o.medium->Close()); });
+        "closeMedium", [this] { sdkDone(sdk.closeMedium(h.medium)); }, [this] { require(o.medium->Close()); });
     add(
-        "unlockMachine", [=, this] { sdkDone(sdk.unlockMachine()); },
+        "unlockMachine", [this] { sdkDone(sdk.unlockMachine()); },
         [this] { require(o.roots.session->UnlockMachine()); });
     between([this] {
         sdk.releaseMachine(h.locked);
@@ -497,84 +580,86 @@ std::vector<Step> RoundTrips::story()
         o.locked.Reset();
         o.medium.Reset();
     });
+}
 
-    // Machines that come and go.
+void RoundTrips::machinesThatComeAndGo()
+{
     add(
-        "createMachine", [=, this] { sdkDone(sdk.createMachine(L"", L"Created", &h.created)); },
+        "createMachine", [this] { sdkDone(sdk.createMachine(L"", L"Created", &h.created)); },
         [this] {
-            require(
-                o.roots.virtualBox->CreateMachine(Text(L""), Text(L"Created"), nullptr, nullptr, nullptr, &o.created));
+            require(o.roots.virtualBox->CreateMachine(Text(L"").get(), Text(L"Created").get(), nullptr, nullptr,
+                                                      nullptr, &o.created));
         });
-    between(slow);
+    between([this] { slow(1'500); });
     add(
-        "cloneToMachine", [=, this] { sdkDone(sdk.cloneToMachine(h.machine, h.created)); },
+        "cloneToMachine", [this] { sdkDone(sdk.cloneToMachine(h.machine, h.created)); },
         [this] {
             ComPtr<IProgress> progress;
             require(o.machine->CloneTo(o.created.Get(), Travik::CloneMode::AllStates, nullptr, &progress));
             RawClient::finish(*progress.Get());
         });
     add(
-        "registerMachine", [=, this] { sdkDone(sdk.registerMachine(h.created)); },
+        "registerMachine", [this] { sdkDone(sdk.registerMachine(h.created)); },
         [this] { require(o.roots.virtualBox->RegisterMachine(o.created.Get())); });
     add(
-        "deleteMachine", [=, this] { sdkDone(sdk.deleteMachine(h.created)); },
+        "deleteMachine", [this] { sdkDone(sdk.deleteMachine(h.created)); },
         [this] {
-            RawClient::Array media;
+            Travik::ComArray media;
             require(o.created->Unregister(Travik::CleanupMode::DetachAllReturnHardDisksOnly, media.put()));
             ComPtr<IProgress> progress;
-            require(o.created->DeleteConfig(media, &progress));
+            require(o.created->DeleteConfig(media.get(), &progress));
             RawClient::finish(*progress.Get());
         });
-    const auto openAppliance = [=, this](ComPtr<IAppliance>& opened) {
-        require(o.roots.virtualBox->CreateAppliance(&opened));
-        ComPtr<IProgress> progress;
-        require(opened->Read(Text(file), &progress));
-        RawClient::finish(*progress.Get());
-        require(opened->Interpret());
-    };
+}
+
+void RoundTrips::appliances()
+{
     add(
-        "getImportOvaVmName", [=, this] { sdkDone(sdk.getImportOvaVmName(file, &text)); },
-        [=] {
+        "getImportOvaVmName", [this] { sdkDone(sdk.getImportOvaVmName(file(), &text)); },
+        [this] {
             ComPtr<IAppliance> opened;
             openAppliance(opened);
-            RawClient::Array systems;
+            Travik::ComArray systems;
             require(opened->get_VirtualSystemDescriptions(systems.put()));
-            const auto all = systems.copies<ComPtr<IVirtualSystemDescription>, IVirtualSystemDescription*>();
-            RawClient::Array values;
+            const auto all = Travik::toObjects<IVirtualSystemDescription>(systems.get());
+            Travik::ComArray values;
             require(all.at(0)->GetValuesByType(Travik::VirtualSystemDescriptionType::Name,
                                                Travik::VirtualSystemDescriptionValueType::Auto, values.put()));
         });
     add(
-        "importOva", [=, this] { sdkDone(sdk.importOva(file)); },
-        [=] {
+        "importOva", [this] { sdkDone(sdk.importOva(file())); },
+        [this] {
             ComPtr<IAppliance> opened;
             openAppliance(opened);
-            const RawClient::Array options(RawClient::numbers({3}));
+            const Travik::ComArray options(Travik::toNumberArray({Travik::ImportOptions::ImportToVDI}));
             ComPtr<IProgress> progress;
-            require(opened->ImportMachines(options, &progress));
+            require(opened->ImportMachines(options.get(), &progress));
             RawClient::finish(*progress.Get());
         });
-    between(quick);
+    between([this] { slow(0); });
+}
 
-    // A machine that runs.
+void RoundTrips::machineThatRuns()
+{
     add(
-        "launchVMProcess", [=, this] { sdkDone(sdk.launchVMProcess(h.machine, L"headless", {L"A=b"}, &h.progress)); },
+        "launchVMProcess", [this] { sdkDone(sdk.launchVMProcess(h.machine, L"headless", {L"A=b"}, &h.progress)); },
         [this] {
-            const RawClient::Array environment(RawClient::texts({L"A=b"}));
-            require(o.machine->LaunchVMProcess(o.roots.session.Get(), Text(L"headless"), environment, &o.progress));
+            const Travik::ComArray environment(Travik::toTextArray({L"A=b"}));
+            require(o.machine->LaunchVMProcess(o.roots.session.Get(), Text(L"headless").get(), environment.get(),
+                                               &o.progress));
         });
     add(
-        "progressWaitForCompletion", [=, this] { sdkDone(sdk.progressWaitForCompletion(h.progress, -1)); },
+        "progressWaitForCompletion", [this] { sdkDone(sdk.progressWaitForCompletion(h.progress, -1)); },
         [this] { require(o.progress->WaitForCompletion(-1)); });
     add(
-        "getProgressCompleted", [=, this] { sdkDone(sdk.getProgressCompleted(h.progress, &number)); },
+        "getProgressCompleted", [this] { sdkDone(sdk.getProgressCompleted(h.progress, &number)); },
         [this] {
             BOOL completed = FALSE;
             require(o.progress->get_Completed(&completed));
         });
     add(
         "getProgressResultCode",
-        [=, this] {
+        [this] {
             std::int32_t result = 0;
             sdkDone(sdk.getProgressResultCode(h.progress, &result));
         },
@@ -583,7 +668,7 @@ std::vector<Step> RoundTrips::story()
             require(o.progress->get_ResultCode(&result));
         });
     add(
-        "getProgressErrorInfo", [=, this] { sdkDone(sdk.getProgressErrorInfo(h.progress, &text)); },
+        "getProgressErrorInfo", [this] { sdkDone(sdk.getProgressErrorInfo(h.progress, &text)); },
         [this] {
             ComPtr<IVirtualBoxErrorInfo> info;
             require(o.progress->get_ErrorInfo(&info));
@@ -593,95 +678,105 @@ std::vector<Step> RoundTrips::story()
             }
         });
     add(
-        "releaseProgress", [=, this] { sdkDone(sdk.releaseProgress(h.progress)); }, [this] { o.progress.Reset(); });
+        "releaseProgress", [this] { sdkDone(sdk.releaseProgress(h.progress)); }, [this] { o.progress.Reset(); });
+}
+
+void RoundTrips::consoleOfTheMachine()
+{
     add(
-        "getConsole", [=, this] { sdkDone(sdk.getConsole(&h.console)); },
+        "getConsole", [this] { sdkDone(sdk.getConsole(&h.console)); },
         [this] { require(o.roots.session->get_Console(&o.console)); });
     add(
-        "consoleGetState", [=, this] { sdkDone(sdk.consoleGetState(h.console, &number)); },
+        "consoleGetState", [this] { sdkDone(sdk.consoleGetState(h.console, &number)); },
         [this] {
             ULONG state = 0;
             require(o.console->get_State(&state));
         });
     add(
         "consoleCreateSharedFolder",
-        [=, this] { sdkDone(sdk.consoleCreateSharedFolder(h.console, L"t", folder, 0, 0)); },
-        [=, this] { require(o.console->CreateSharedFolder(Text(L"t"), Text(folder), FALSE, FALSE, nullptr)); });
+        [this] { sdkDone(sdk.consoleCreateSharedFolder(h.console, L"t", folder(), 0, 0)); },
+        [this] {
+            require(o.console->CreateSharedFolder(Text(L"t").get(), Text(folder()).get(), FALSE, FALSE, nullptr));
+        });
     add(
-        "consoleRemoveSharedFolder", [=, this] { sdkDone(sdk.consoleRemoveSharedFolder(h.console, L"t")); },
-        [this] { require(o.console->RemoveSharedFolder(Text(L"t"))); });
+        "consoleRemoveSharedFolder", [this] { sdkDone(sdk.consoleRemoveSharedFolder(h.console, L"t")); },
+        [this] { require(o.console->RemoveSharedFolder(Text(L"t").get())); });
+}
+
+void RoundTrips::stateEvents()
+{
     add(
-        "getEventSource", [=, this] { sdkDone(sdk.getEventSource(h.console, &h.source)); },
+        "getEventSource", [this] { sdkDone(sdk.getEventSource(h.console, &h.source)); },
         [this] { require(o.console->get_EventSource(&o.source)); });
     add(
-        "eventSourceCreateListener", [=, this] { sdkDone(sdk.eventSourceCreateListener(h.source, &h.listener)); },
+        "eventSourceCreateListener", [this] { sdkDone(sdk.eventSourceCreateListener(h.source, &h.listener)); },
         [this] { require(o.source->CreateListener(&o.listener)); });
     add(
         "eventSourceRegisterListener",
-        [=, this] {
+        [this] {
             sdkDone(sdk.eventSourceRegisterListener(h.source, h.listener,
                                                     {VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError}, 0));
         },
         [this] {
-            const RawClient::Array types(
-                RawClient::numbers({LONG(VBoxEventType::OnStateChanged), LONG(VBoxEventType::OnRuntimeError)}));
-            require(o.source->RegisterListener(o.listener.Get(), types, FALSE));
+            const Travik::ComArray types(
+                Travik::toNumberArray({VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError}));
+            require(o.source->RegisterListener(o.listener.Get(), types.get(), FALSE));
         });
     between([this] { control().pause(Machines::player); });
     add(
-        "eventSourceGetEvent", [=, this] { sdkDone(sdk.eventSourceGetEvent(h.source, h.listener, 5'000, &h.event)); },
+        "eventSourceGetEvent", [this] { sdkDone(sdk.eventSourceGetEvent(h.source, h.listener, 5'000, &h.event)); },
         [this] { require(o.source->GetEvent(o.listener.Get(), 5'000, &o.event)); });
     add(
-        "eventSourceEventGetType", [=, this] { sdkDone(sdk.eventSourceEventGetType(h.event, &number)); },
+        "eventSourceEventGetType", [this] { sdkDone(sdk.eventSourceEventGetType(h.event, &number)); },
         [this] {
             ULONG type = 0;
             require(o.event->get_Type(&type));
         });
     add(
-        "getEventSourceStateChangedEvent",
-        [=, this] { sdkDone(sdk.getEventSourceStateChangedEvent(h.event, &h.typed)); },
+        "getEventSourceStateChangedEvent", [this] { sdkDone(sdk.getEventSourceStateChangedEvent(h.event, &h.typed)); },
         [this] { require(o.event.As(&o.stateChanged)); });
     add(
         "eventSourceStateChangedEventGetState",
-        [=, this] { sdkDone(sdk.eventSourceStateChangedEventGetState(h.typed, &number)); },
+        [this] { sdkDone(sdk.eventSourceStateChangedEventGetState(h.typed, &number)); },
         [this] {
             ULONG state = 0;
             require(o.stateChanged->get_State(&state));
         });
     add(
-        "releaseStateChangedEvent", [=, this] { sdkDone(sdk.releaseStateChangedEvent(h.typed)); },
+        "releaseStateChangedEvent", [this] { sdkDone(sdk.releaseStateChangedEvent(h.typed)); },
         [this] { o.stateChanged.Reset(); });
     add(
-        "eventSourceEventProcessed",
-        [=, this] { sdkDone(sdk.eventSourceEventProcessed(h.source, h.listener, h.event)); },
+        "eventSourceEventProcessed", [this] { sdkDone(sdk.eventSourceEventProcessed(h.source, h.listener, h.event)); },
         [this] { require(o.source->EventProcessed(o.listener.Get(), o.event.Get())); });
     add(
-        "eventSourceReleaseEvent", [=, this] { sdkDone(sdk.eventSourceReleaseEvent(h.event)); },
+        "eventSourceReleaseEvent", [this] { sdkDone(sdk.eventSourceReleaseEvent(h.event)); },
         [this] { o.event.Reset(); });
     add(
-        "consoleResume", [=, this] { sdkDone(sdk.consoleResume(h.console)); },
-        [this] { require(o.console->Resume()); });
+        "consoleResume", [this] { sdkDone(sdk.consoleResume(h.console)); }, [this] { require(o.console->Resume()); });
+}
+
+void RoundTrips::runtimeErrors()
+{
     between([this] { control().runtimeError(Machines::player, false, L"HostMemoryLow", L"low"); });
     // The resumed machine's event comes first.
-    steps.push_back({nullptr,
-                     [=, this] {
-                         sdkDone(sdk.eventSourceGetEvent(h.source, h.listener, 5'000, &h.event));
-                         sdkDone(sdk.eventSourceEventProcessed(h.source, h.listener, h.event));
-                         sdkDone(sdk.eventSourceReleaseEvent(h.event));
-                         sdkDone(sdk.eventSourceGetEvent(h.source, h.listener, 5'000, &h.event));
-                     },
-                     [this] {
-                         require(o.source->GetEvent(o.listener.Get(), 5'000, &o.event));
-                         require(o.source->EventProcessed(o.listener.Get(), o.event.Get()));
-                         require(o.source->GetEvent(o.listener.Get(), 5'000, o.event.ReleaseAndGetAddressOf()));
-                     }});
+    between(
+        [this] {
+            sdkDone(sdk.eventSourceGetEvent(h.source, h.listener, 5'000, &h.event));
+            sdkDone(sdk.eventSourceEventProcessed(h.source, h.listener, h.event));
+            sdkDone(sdk.eventSourceReleaseEvent(h.event));
+            sdkDone(sdk.eventSourceGetEvent(h.source, h.listener, 5'000, &h.event));
+        },
+        [this] {
+            require(o.source->GetEvent(o.listener.Get(), 5'000, &o.event));
+            require(o.source->EventProcessed(o.listener.Get(), o.event.Get()));
+            require(o.source->GetEvent(o.listener.Get(), 5'000, o.event.ReleaseAndGetAddressOf()));
+        });
     add(
-        "getEventSourceRuntimeErrorEvent",
-        [=, this] { sdkDone(sdk.getEventSourceRuntimeErrorEvent(h.event, &h.typed)); },
+        "getEventSourceRuntimeErrorEvent", [this] { sdkDone(sdk.getEventSourceRuntimeErrorEvent(h.event, &h.typed)); },
         [this] { require(o.event.As(&o.runtimeError)); });
     add(
         "eventSourceRuntimeErrorEventGetFatal",
-        [=, this] {
+        [this] {
             std::int32_t fatal = 0;
             sdkDone(sdk.eventSourceRuntimeErrorEventGetFatal(h.typed, &fatal));
         },
@@ -690,62 +785,63 @@ std::vector<Step> RoundTrips::story()
             require(o.runtimeError->get_Fatal(&fatal));
         });
     add(
-        "eventSourceRuntimeErrorEventGetId",
-        [=, this] { sdkDone(sdk.eventSourceRuntimeErrorEventGetId(h.typed, &text)); },
+        "eventSourceRuntimeErrorEventGetId", [this] { sdkDone(sdk.eventSourceRuntimeErrorEventGetId(h.typed, &text)); },
         [this] {
             Text id;
             require(o.runtimeError->get_Id(id.put()));
         });
     add(
         "eventSourceRuntimeErrorEventGetMessage",
-        [=, this] { sdkDone(sdk.eventSourceRuntimeErrorEventGetMessage(h.typed, &text)); },
+        [this] { sdkDone(sdk.eventSourceRuntimeErrorEventGetMessage(h.typed, &text)); },
         [this] {
             Text message;
             require(o.runtimeError->get_Message(message.put()));
         });
     add(
-        "releaseRuntimeErrorEvent", [=, this] { sdkDone(sdk.releaseRuntimeErrorEvent(h.typed)); },
+        "releaseRuntimeErrorEvent", [this] { sdkDone(sdk.releaseRuntimeErrorEvent(h.typed)); },
         [this] { o.runtimeError.Reset(); });
     add(
-        "releaseEvent", [=, this] { sdkDone(sdk.releaseEvent(h.event)); }, [this] { o.event.Reset(); });
+        "releaseEvent", [this] { sdkDone(sdk.releaseEvent(h.event)); }, [this] { o.event.Reset(); });
+}
+
+void RoundTrips::ending()
+{
     add(
-        "eventSourceUnregisterListener",
-        [=, this] { sdkDone(sdk.eventSourceUnregisterListener(h.source, h.listener)); },
+        "eventSourceUnregisterListener", [this] { sdkDone(sdk.eventSourceUnregisterListener(h.source, h.listener)); },
         [this] {
             require(o.source->UnregisterListener(o.listener.Get()));
             o.source.Reset();
             o.listener.Reset();
         });
-    steps.push_back({nullptr,
-                     [=, this] {
-                         sdkDone(sdk.getEventSource(h.console, &h.source));
-                         sdkDone(sdk.eventSourceCreateListener(h.source, &h.listener));
-                     },
-                     [this] {
-                         require(o.console->get_EventSource(&o.source));
-                         require(o.source->CreateListener(&o.listener));
-                     }});
+    between(
+        [this] {
+            sdkDone(sdk.getEventSource(h.console, &h.source));
+            sdkDone(sdk.eventSourceCreateListener(h.source, &h.listener));
+        },
+        [this] {
+            require(o.console->get_EventSource(&o.source));
+            require(o.source->CreateListener(&o.listener));
+        });
     add(
-        "releaseEventListener", [=, this] { sdkDone(sdk.releaseEventListener(h.listener)); },
+        "releaseEventListener", [this] { sdkDone(sdk.releaseEventListener(h.listener)); },
         [this] { o.listener.Reset(); });
     add(
-        "releaseEventSource", [=, this] { sdkDone(sdk.releaseEventSource(h.source)); }, [this] { o.source.Reset(); });
+        "releaseEventSource", [this] { sdkDone(sdk.releaseEventSource(h.source)); }, [this] { o.source.Reset(); });
     add(
-        "powerDown", [=, this] { sdkDone(sdk.powerDown(h.console, &h.progress)); },
+        "powerDown", [this] { sdkDone(sdk.powerDown(h.console, &h.progress)); },
         [this] { require(o.console->PowerDown(&o.progress)); });
-    steps.push_back({nullptr, [=, this] { sdkDone(sdk.progressWaitForCompletion(h.progress, -1)); },
-                     [this] { require(o.progress->WaitForCompletion(-1)); }});
+    between([this] { sdkDone(sdk.progressWaitForCompletion(h.progress, -1)); },
+            [this] { require(o.progress->WaitForCompletion(-1)); });
     add(
-        "releaseConsole", [=, this] { sdkDone(sdk.releaseConsole(h.console)); }, [this] { o.console.Reset(); });
+        "releaseConsole", [this] { sdkDone(sdk.releaseConsole(h.console)); }, [this] { o.console.Reset(); });
     add(
-        "releaseRC", [=, this] { sdkDone(sdk.releaseRC()); },
+        "releaseRC", [this] { sdkDone(sdk.releaseRC()); },
         [this] {
             o.machine.Reset();
             o.created.Reset();
             o.progress.Reset();
             o.roots.release();
         });
-    return steps;
 }
 
 /// For the document of what the library costs.
@@ -777,7 +873,8 @@ TEST_F(RoundTrips, AreThoseOfAClientWrittenAgainstComByHand)
 #undef OPERATION
     };
     for (const std::string& operation : all) {
-        ASSERT_TRUE(library.count(operation) == 1) << operation << " is missing in the story";
+        ASSERT_TRUE(library.count(operation) == 1)
+            << operation << " is missing in the story: bench/round_trips_test.cpp";
         EXPECT_EQ(library.at(operation), raw.at(operation)) << operation;
     }
     EXPECT_EQ(library.size(), all.size());

@@ -2,6 +2,7 @@
 
 #include <wrl/client.h>
 
+#include "automation/com_string.h"
 #include "harness/system_test.h"
 
 namespace TravikTest {
@@ -18,10 +19,9 @@ const Role visitor(L"visitor", [](const RoleIo& io) {
         Microsoft::WRL::ComPtr<IVirtualBox> virtualBox;
         if (FAILED(CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_PPV_ARGS(&virtualBox))))
             return 2;
-        BSTR version = nullptr;
-        if (FAILED(virtualBox->get_Version(&version)))
+        Travik::ComString version;
+        if (FAILED(virtualBox->get_Version(version.put())))
             return 3;
-        SysFreeString(version);
         if ((i + 1) % visitsPerLine == 0)
             io.say(L"visited");
     }

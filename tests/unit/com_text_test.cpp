@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "counting_object.h"
-#include "selq6/com_string.h"
-#include "selq6/safe_array.h"
+#include "automation/com_string.h"
+#include "automation/safe_array.h"
 
 namespace {
 

@@ -37,12 +37,12 @@ void Operation::ignore(HRESULT result, SdkErrorCode failure, Where where)
     vbox_._recordComIgnored(result, failure, lineOf(where), name_.name);
 }
 
-void Operation::returnText(const wchar_t* label, const ComString& text, std::wstring* place, Where where)
+void Operation::returnText(const wchar_t* label, const ComString& text, std::wstring* output, Where where)
 {
-    if (text.isNull() || place == nullptr)
+    if (text.isNull() || output == nullptr)
         return;
-    *place = text.str();
-    record(label + *place, where);
+    *output = text.str();
+    record(label + *output, where);
 }
 
 void Operation::record(const std::wstring& text, Where where)

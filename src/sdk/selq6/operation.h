@@ -9,8 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "automation/com_string.h"
 #include "log/log_text.h"
-#include "selq6/com_string.h"
 #include "selq6/handle_table.h"
 #include "travik/sdk_error.h"
 
@@ -114,7 +114,7 @@ public:
         ignore(unlocked(std::forward<Call>(function)), failure, where);
     }
 
-    /// Stores an object under a new handle, when there are both an object and a place for the handle.
+    /// Stores an object under a new handle, when there are both an object and an output for the handle.
     template <class Interface>
     static void handOut(HandleTable<Interface>& table, const ComPtr<Interface>& object, VBoxHandle* handle)
     {
@@ -125,18 +125,18 @@ public:
         *handle = issued;
     }
 
-    /// Writes a number to the caller's place, when there is one, and a record of it.
-    template <class Number, class Place>
-    void returnNumber(const wchar_t* label, Number number, Place* place, Where where = Where::current())
+    /// Writes a number to the caller's output, when there is one, and a record of it.
+    template <class Number, class Output>
+    void returnNumber(const wchar_t* label, Number number, Output* output, Where where = Where::current())
     {
-        if (place == nullptr)
+        if (output == nullptr)
             return;
-        *place = static_cast<Place>(number);
+        *output = static_cast<Output>(number);
         record(label + recordText(number), where);
     }
 
-    /// Writes a text to the caller's place, when there are both, and a record of it.
-    void returnText(const wchar_t* label, const ComString& text, std::wstring* place, Where where = Where::current());
+    /// Writes a text to the caller's output, when there are both, and a record of it.
+    void returnText(const wchar_t* label, const ComString& text, std::wstring* output, Where where = Where::current());
 
     /// A further record of the operation.
     void record(const std::wstring& text, Where where = Where::current());

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "selq6/safe_array.h"
+#include "automation/safe_array.h"
 #include "selq6/vbox.h"
 #include "utils/file_path.h"
 

@@ -1,4 +1,4 @@
-#include "selq6/safe_array.h"
+#include "automation/safe_array.h"
 #include "selq6/vbox.h"
 
 // The console's event source, passive listeners and the events they pull.
@@ -100,7 +100,7 @@ SdkErrorCode VBox::eventSourceEventGetType(VBoxHandle event, std::uint32_t* type
         op.call(EventSourceEventGetTypeFail, [&] { return object->get_Type(&value); })) {
         if (type != nullptr)
             *type = value;
-        op.record(L"return type = " + recordText(value)); // also without a place
+        op.record(L"return type = " + recordText(value)); // also without an output
     }
     return op.code();
 }

@@ -1,5 +1,5 @@
 #include "log/log.h"
-#include "selq6/safe_array.h"
+#include "automation/safe_array.h"
 #include "selq6/vbox.h"
 #include "utils/file_path.h"
 

@@ -1,4 +1,4 @@
-#include "selq6/safe_array.h"
+#include "automation/safe_array.h"
 #include "selq6/vbox.h"
 
 // Finding, listing and registering machines; their names and identifiers.

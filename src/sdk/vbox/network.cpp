@@ -1,4 +1,4 @@
-#include "selq6/safe_array.h"
+#include "automation/safe_array.h"
 #include "selq6/vbox.h"
 
 // Network adapters, their NAT engines and port forwarding.

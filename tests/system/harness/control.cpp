@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "automation/com_string.h"
 #include "identity.h"
 
 namespace TravikTest {
@@ -17,23 +18,6 @@ void require(HRESULT result, const char* call)
     throw std::runtime_error(std::string("the stand-in's control: ") + call + text);
 }
 
-class Bstr
-{
-public:
-    Bstr() = default;
-    explicit Bstr(const std::wstring& text) : text_(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {}
-    ~Bstr() { SysFreeString(text_); }
-    Bstr(const Bstr&) = delete;
-    Bstr& operator=(const Bstr&) = delete;
-
-    operator BSTR() const { return text_; }
-    BSTR* put() { return &text_; }
-    std::wstring text() const { return std::wstring(text_, text_ + SysStringLen(text_)); }
-
-private:
-    BSTR text_ = nullptr;
-};
-
 } // namespace
 
 Control::Control()
@@ -47,44 +31,46 @@ Control::Control()
 
 std::wstring Control::status()
 {
-    Bstr json;
+    Travik::ComString json;
     require(control_->Status(json.put()), "Status");
-    return json.text();
+    return json.str();
 }
 
 void Control::pause(const std::wstring& machine)
 {
-    require(control_->Pause(Bstr(machine)), "Pause");
+    require(control_->Pause(Travik::ComString(machine).get()), "Pause");
 }
 
 void Control::runtimeError(const std::wstring& machine, bool fatal, const std::wstring& id, const std::wstring& message)
 {
-    require(control_->RaiseRuntimeError(Bstr(machine), fatal, Bstr(id), Bstr(message)), "RaiseRuntimeError");
+    require(control_->RaiseRuntimeError(Travik::ComString(machine).get(), fatal, Travik::ComString(id).get(),
+                                        Travik::ComString(message).get()),
+            "RaiseRuntimeError");
 }
 
 void Control::crashVm(const std::wstring& machine)
 {
-    require(control_->CrashVM(Bstr(machine)), "CrashVM");
+    require(control_->CrashVM(Travik::ComString(machine).get()), "CrashVM");
 }
 
 void Control::fail(const std::wstring& call, std::uint32_t result, std::uint32_t times, std::uint32_t after)
 {
-    require(control_->Fail(Bstr(call), static_cast<LONG>(result), times, after, FALSE), "Fail");
+    require(control_->Fail(Travik::ComString(call).get(), static_cast<LONG>(result), times, after, FALSE), "Fail");
 }
 
 void Control::answerNull(const std::wstring& call)
 {
-    require(control_->Fail(Bstr(call), S_OK, 1, 0, TRUE), "Fail");
+    require(control_->Fail(Travik::ComString(call).get(), S_OK, 1, 0, TRUE), "Fail");
 }
 
 void Control::delay(const std::wstring& call, std::uint32_t milliseconds)
 {
-    require(control_->Delay(Bstr(call), milliseconds), "Delay");
+    require(control_->Delay(Travik::ComString(call).get(), milliseconds), "Delay");
 }
 
 void Control::dieIn(const std::wstring& call)
 {
-    require(control_->DieIn(Bstr(call)), "DieIn");
+    require(control_->DieIn(Travik::ComString(call).get()), "DieIn");
 }
 
 void Control::holdLock(std::uint32_t milliseconds)
@@ -94,10 +80,10 @@ void Control::holdLock(std::uint32_t milliseconds)
 
 std::uint32_t Control::references(std::wstring& listing)
 {
-    Bstr text;
+    Travik::ComString text;
     ULONG count = 0;
     require(control_->References(text.put(), &count), "References");
-    listing = text.text();
+    listing = text.str();
     return count;
 }
 
@@ -108,14 +94,14 @@ void Control::trace(bool on)
 
 std::wstring Control::traceText()
 {
-    Bstr text;
+    Travik::ComString text;
     require(control_->GetTrace(text.put()), "GetTrace");
-    return text.text();
+    return text.str();
 }
 
 void Control::scenario(const std::wstring& json)
 {
-    require(control_->LoadScenario(Bstr(json)), "LoadScenario");
+    require(control_->LoadScenario(Travik::ComString(json).get()), "LoadScenario");
 }
 
 void Control::reset()

@@ -1,8 +1,8 @@
-#include "selq6/safe_array.h"
+#include "automation/safe_array.h"
 
 #include <algorithm>
 
-#include "selq6/com_string.h"
+#include "automation/com_string.h"
 
 namespace Travik {
 
