@@ -35,18 +35,21 @@ function(travik_uses_virtualbox)
     set_tests_properties(${ARGN} PROPERTIES RESOURCE_LOCK virtualbox)
 endfunction()
 
-# travik_operation_list(out [implementation header]): a header with the names of all operations, made from the public
-# header (and of those that the implementation adds), as a macro that takes a macro.
+# travik_operation_list(out [implementation header [sources of rows...]]): a header with the names of all operations, made
+# from the public header (and of those that the implementation adds), as a macro that takes a macro. An operation without
+# its row in the sources ends the build.
 function(travik_operation_list out)
     set(interface ${PROJECT_SOURCE_DIR}/include/travik/vbox_instance.h)
-    set(implementation ${ARGN})
+    set(rows ${ARGN})
+    list(POP_FRONT rows implementation)
     if(NOT implementation)
         set(implementation ${interface})
     endif()
     set(script ${PROJECT_SOURCE_DIR}/tests/component/make_operation_list.py)
     set(made ${CMAKE_CURRENT_BINARY_DIR}/operation_list.h)
-    add_custom_command(OUTPUT ${made} COMMAND ${Python3_EXECUTABLE} ${script} ${interface} ${implementation} ${made}
-        DEPENDS ${interface} ${implementation} ${script} VERBATIM)
+    add_custom_command(OUTPUT ${made}
+        COMMAND ${Python3_EXECUTABLE} ${script} ${interface} ${implementation} ${made} ${rows}
+        DEPENDS ${interface} ${implementation} ${script} ${PROJECT_SOURCE_DIR}/scripts/public_interface.py ${rows} VERBATIM)
     set(${out} ${made} PARENT_SCOPE)
 endfunction()
 

@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
 """What the documents state against what the project holds: links, languages of blocks, codes, results, version."""
 import json
+import pathlib
 import re
 import sys
 
-from documents import all_blocks, blocks, documents, prose, root, table_rows
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+from documents import all_blocks, blocks, documents, prose, root, table_rows  # noqa: E402
+from public_interface import operations  # noqa: E402
 
 problems = []
 
@@ -103,7 +106,8 @@ def check_sources():
     numbers = code_numbers() | {"listMachinesFail": 210}
     tables = {table: numbers[name] for table, name in
               re.findall(r"(\w+Table)\{(COM_Get_\w+)\}", read("src/sdk/selq6/vbox.h"))}
-    expect(len(tables) == 13, f"vbox.h: {len(tables)} handle tables")
+    releases = [o for o in operations() if o.name.startswith("release") and o.parameters]
+    expect(len(tables) == len(releases), f"vbox.h: {len(tables)} handle tables, {len(releases)} release operations")
     members = bodies()
     for name, row in operation_rows().items():
         body = re.sub(r"op\.attempt\(\w+", "", members[name])
@@ -133,6 +137,17 @@ def check_results():
            "errors.md: the table of results differs from vbox_types.h and error_names.cpp")
 
 
+def check_counts():
+    """The header alone says how many operations there are."""
+    count = len(operations())
+    told = 0
+    for file in documents():
+        for number in re.findall(r"(?<![\d,])(\d{3})(?: virtual)? (?:operations|slots)\b", file.read_text(encoding="utf-8")):
+            told += 1
+            expect(int(number) == count, f"{file.name} tells {number} operations, vbox_instance.h has {count}")
+    expect(told > 3, f"only {told} numbers of operations found: is the pattern right?")
+
+
 def check_version():
     """project(VERSION) is the only place; what repeats it must agree."""
     version = re.search(r"^project\(TravikSDK VERSION (\S+)", read("CMakeLists.txt"), re.M)[1]
@@ -156,7 +171,8 @@ def check_identities():
                 expect(guid not in text, f"{file.relative_to(root)} repeats {guid} of vbox_identity.h")
 
 
-for check in (check_links, check_languages, check_codes, check_sources, check_results, check_version, check_identities):
+for check in (check_links, check_languages, check_codes, check_sources, check_results, check_counts, check_version,
+              check_identities):
     check()
 print("\n".join(problems) if problems else "the documents agree with the project")
 sys.exit(bool(problems))

@@ -56,7 +56,7 @@ public:
     }
     bool called(const std::string& call) const { return std::find(calls.begin(), calls.end(), call) != calls.end(); }
 
-#include "fake_operations.inc" // the 118 operations, made from the public header
+#include "fake_operations.inc" // all operations, made from the public header
 
 private:
     struct Answer

@@ -3,8 +3,12 @@
 
 Every operation notes its call and answers as the test has arranged; see fake_vbox.h for the six forms.
 """
+import pathlib
 import re
 import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+from public_interface import operations  # noqa: E402
 
 
 def form(result, name, parameters):
@@ -32,15 +36,10 @@ def body(result, name, parameters):
 
 
 def main():
-    text = open(sys.argv[1], encoding="utf-8").read()
-    text = re.sub(r"//[^\n]*", "", text)
-    operations = re.findall(r"virtual ([\w:]+) (\w+)\(([^)]*)\) = 0;", text)
-    if len(operations) != 118:
-        sys.exit(f"118 operations expected, {len(operations)} found")
     with open(sys.argv[2], "w", encoding="utf-8", newline="\n") as out:
-        for result, name, parameters in operations:
-            parameters = [" ".join(p.split()) for p in parameters.split(",")] if parameters.strip() else []
-            out.write(f"{result} {name}({', '.join(parameters)}) override {{ {body(result, name, parameters)} }}\n")
+        for o in operations(sys.argv[1]):
+            out.write(f"{o.result} {o.name}({', '.join(o.parameters)}) override "
+                      f"{{ {body(o.result, o.name, o.parameters)} }}\n")
 
 
 if __name__ == "__main__":
