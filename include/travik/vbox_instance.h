@@ -23,7 +23,7 @@ namespace Travik {
 ///
 /// Results. An operation returns 0 or the code of the step that failed; the codes named below are its own. On failure
 /// outputs are left as they were; getVBoxError and getVBoxErrorMessage tell the HRESULT and a readable text. An output
-/// place may be null: the operation then hands nothing out there and still returns 0 (the time stamp of
+/// parameter may be null: the operation then hands nothing out there and still returns 0 (the time stamp of
 /// getGuestProperty and the flag of eventSourceRuntimeErrorEventGetFatal are the exceptions). A handle that is not in
 /// its table gives the code of that table (181 to 194) without asking VirtualBox. RPC failures of a server that died
 /// come back as the code of the operation.
@@ -258,8 +258,8 @@ public:
     /// one: the list never holds it, so a single rule gives an empty list. Replaces the caller's list. 191, 138.
     virtual SdkErrorCode getRedirects(VBoxHandle natEngine, std::list<std::wstring>* rules) = 0; // 56
 
-    /// A guest property with its time stamp (nanoseconds since 1970) and flags. Without a time stamp place VirtualBox
-    /// fails the call; value and flags may be null, and what has a place is handed out all the same. 181, 139.
+    /// A guest property with its time stamp (nanoseconds since 1970) and flags. Without a time stamp VirtualBox
+    /// fails the call; value and flags may be null, and the rest is handed out all the same. 181, 139.
     virtual SdkErrorCode getGuestProperty(VBoxHandle machine, const std::wstring& name, std::wstring* value,
                                           std::int64_t* timestamp, std::wstring* flags) = 0; // 57
 
@@ -319,7 +319,7 @@ public:
     /// releaseRuntimeErrorEvent. 187, 154.
     virtual SdkErrorCode getEventSourceRuntimeErrorEvent(VBoxHandle event, VBoxHandle* runtimeErrorEvent) = 0; // 72
 
-    /// Whether the error is fatal, 0 or 1. VirtualBox writes to the place itself and fails without one. 189, 155.
+    /// Whether the error is fatal, 0 or 1. VirtualBox writes to the parameter itself and fails without one. 189, 155.
     virtual SdkErrorCode eventSourceRuntimeErrorEventGetFatal(VBoxHandle runtimeErrorEvent,
                                                               std::int32_t* fatal) = 0; // 73
 

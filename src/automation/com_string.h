@@ -1,7 +1,7 @@
 #pragma once
 
-#include <comdef.h>
 #include <windows.h>
+#include <comdef.h>
 
 #include <string>
 #include <utility>
@@ -11,7 +11,7 @@ namespace Travik {
 /// The text of a BSTR by its length, so embedded zeros survive; empty for null.
 inline std::wstring textOf(BSTR text)
 {
-    return text == nullptr ? std::wstring() : std::wstring(text, SysStringLen(text));
+    return !text ? std::wstring() : std::wstring(text, SysStringLen(text));
 }
 
 /// Owns one BSTR. Text goes in and out by its length, so embedded zeros survive.
@@ -23,7 +23,7 @@ public:
     /// Throws _com_error (E_OUTOFMEMORY) when the BSTR cannot be allocated.
     explicit ComString(const std::wstring& text) : text_(SysAllocStringLen(text.data(), static_cast<UINT>(text.size())))
     {
-        if (text_ == nullptr)
+        if (!text_)
             _com_issue_error(E_OUTOFMEMORY);
     }
 

@@ -1,9 +1,8 @@
 #pragma once
 
 #include <windows.h>
-#include <wrl/client.h>
-
 #include <oleauto.h>
+#include <wrl/client.h>
 
 #include <cstdint>
 #include <list>
@@ -52,14 +51,14 @@ public:
     ArrayAccess& operator=(const ArrayAccess&) = delete;
     ~ArrayAccess()
     {
-        if (array_ != nullptr)
+        if (array_)
             SafeArrayUnaccessData(array_);
     }
 
     /// False when the data could not be locked.
     bool locked() const noexcept { return array_ != nullptr; }
     Element* begin() const noexcept { return locked() ? data_ : nullptr; }
-    Element* end() const noexcept { return begin() == nullptr ? nullptr : data_ + array_->rgsabound[0].cElements; }
+    Element* end() const noexcept { return !begin() ? nullptr : data_ + array_->rgsabound[0].cElements; }
 
 private:
     Element* data_ = nullptr;

@@ -1,6 +1,6 @@
-// Keeps a VirtualBox or a stand-in that is registered on this machine out of the tests: while the fakes' classes are
-// revoked there is none. The test executable stands between the library and ole32; these definitions come before those
-// of the import library.
+// Keeps a VirtualBox or a stand-in that is registered on this machine out of the tests: where the fakes' classes are
+// revoked, or are servers of another kind than is asked for, there is none. The test executable stands between the
+// library and ole32; these definitions come before those of the import library.
 #include <objbase.h>
 
 #include "fakes.h"
@@ -10,7 +10,7 @@ namespace {
 
 HRESULT WINAPI createInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID id, LPVOID* object)
 {
-    if ((clsid == CLSID_VirtualBox || clsid == CLSID_Session) && !FakeWorld::classesAreRegistered()) {
+    if ((clsid == CLSID_VirtualBox || clsid == CLSID_Session) && !FakeWorld::serves(clsid, context)) {
         *object = nullptr;
         return REGDB_E_CLASSNOTREG;
     }

@@ -48,7 +48,7 @@ TEST(FailingLock, EndsEveryOperationBeforeItBegins)
         EXPECT_EQ(bench.records(), Records());
         EXPECT_EQ(FakeWorld::takeCalls(), Calls());
         EXPECT_EQ(bench.box.lastRC, 5u);
-        EXPECT_TRUE(invocation.places == Places());
+        EXPECT_TRUE(invocation.outputs == Outputs());
         EXPECT_TRUE(bench.mutexIsFree());
     }
 }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <virtualbox_defaults.h>
+
 #include <atomic>
 #include <string>
 #include <type_traits>
 #include <utility>
-
-#include <virtualbox_defaults.h>
 
 #include "fakes.h"
 
@@ -28,7 +28,7 @@ protected:
     ULONG dropReference();
     static void noteQuery();
 
-    /// One call of a method: its inputs are written down, then it is answered, then its output places are filled.
+    /// One call of a method: its inputs are written down, then it is answered, then its outputs are filled.
     class Call
     {
     public:
@@ -42,8 +42,8 @@ protected:
         void input(BSTR text);
         void input(SAFEARRAY* array);
         void input(IUnknown* object);
-        template <class OutputPlace>
-        std::enable_if_t<!std::is_base_of_v<IUnknown, OutputPlace>> input(OutputPlace*)
+        template <class Output>
+        std::enable_if_t<!std::is_base_of_v<IUnknown, Output>> input(Output*)
         {}
 
         /// Records the call and runs what the test wants to happen meanwhile.
@@ -56,18 +56,18 @@ protected:
         void output(SAFEARRAY*) {}
         void output(IUnknown*) {}
         template <class Number>
-        std::enable_if_t<std::is_integral_v<Number>> output(Number* place)
+        std::enable_if_t<std::is_integral_v<Number>> output(Number* target)
         {
-            if (const Given* given = take(place))
-                *place = static_cast<Number>(number(*given));
+            if (const Given* given = take(target))
+                *target = static_cast<Number>(number(*given));
         }
-        void output(BSTR* place);
-        void output(SAFEARRAY** place);
+        void output(BSTR* target);
+        void output(SAFEARRAY** target);
         template <class Interface>
-        std::enable_if_t<std::is_base_of_v<IUnknown, Interface>> output(Interface** place)
+        std::enable_if_t<std::is_base_of_v<IUnknown, Interface>> output(Interface** target)
         {
-            if (const Given* given = take(place))
-                *place = static_cast<Interface*>(object(*given, __uuidof(Interface)));
+            if (const Given* given = take(target))
+                *target = static_cast<Interface*>(object(*given, __uuidof(Interface)));
         }
         void output(GUID*) {} // of a method that the library never calls
 
@@ -75,8 +75,8 @@ protected:
 
     private:
         void add(const std::wstring& argument);
-        /// What the next output place gets; null when it stays as it is. A missing place makes the call fail.
-        const Given* take(const void* place);
+        /// What the next output gets; null when it stays as it is. A missing target makes the call fail.
+        const Given* take(const void* target);
         static std::int64_t number(const Given& given);
         IUnknown* object(const Given& given, REFIID iid) const;
 

@@ -179,6 +179,7 @@ private:
 ClassObject virtualBoxClass(L"class", L"VirtualBox::CreateInstance", __uuidof(IVirtualBox));
 ClassObject sessionClass(L"class", L"Session::CreateInstance", __uuidof(ISession));
 DWORD registrations[2] = {};
+DWORD contexts[2] = {};
 
 } // namespace
 
@@ -271,13 +272,13 @@ void FakeBase::Call::answer()
         world().violations.push_back(fake_.label_ + L" released during " + method_);
 }
 
-const Given* FakeBase::Call::take(const void* place)
+const Given* FakeBase::Call::take(const void* target)
 {
     static const Given own = OwnValue();
     const std::size_t index = next_++;
-    if (place == nullptr && answer_.result >= 0)
+    if (target == nullptr && answer_.result >= 0)
         answer_.result = E_POINTER;
-    if (place == nullptr || (answer_.result < 0 && !answer_.givesOnFailure))
+    if (target == nullptr || (answer_.result < 0 && !answer_.givesOnFailure))
         return nullptr;
     return index < answer_.given.size() ? &answer_.given[index] : &own;
 }
@@ -288,24 +289,24 @@ std::int64_t FakeBase::Call::number(const Given& given)
     return number == nullptr ? 7 : *number;
 }
 
-void FakeBase::Call::output(BSTR* place)
+void FakeBase::Call::output(BSTR* target)
 {
-    const Given* given = take(place);
+    const Given* given = take(target);
     if (given == nullptr)
         return;
     if (const auto* text = std::get_if<std::wstring>(given))
-        *place = ComMemory::giveText(*text);
+        *target = ComMemory::giveText(*text);
     else
-        *place = std::holds_alternative<Null>(*given) ? nullptr : ComMemory::giveText(L"text of " + method_);
+        *target = std::holds_alternative<Null>(*given) ? nullptr : ComMemory::giveText(L"text of " + method_);
 }
 
-void FakeBase::Call::output(SAFEARRAY** place)
+void FakeBase::Call::output(SAFEARRAY** target)
 {
-    const Given* given = take(place);
+    const Given* given = take(target);
     if (given == nullptr)
         return;
     const auto* make = std::get_if<MakeArray>(given);
-    *place = make == nullptr ? nullptr : ComMemory::giveArray((*make)());
+    *target = make == nullptr ? nullptr : ComMemory::giveArray((*make)());
 }
 
 IUnknown* FakeBase::Call::object(const Given& given, REFIID iid) const
@@ -431,6 +432,8 @@ void registerClasses(DWORD virtualBoxContext, DWORD sessionContext)
 {
     if (registrations[0] != 0)
         return;
+    contexts[0] = virtualBoxContext;
+    contexts[1] = sessionContext;
     CoRegisterClassObject(CLSID_VirtualBox, &virtualBoxClass, virtualBoxContext, REGCLS_MULTI_SEPARATE,
                           &registrations[0]);
     CoRegisterClassObject(CLSID_Session, &sessionClass, sessionContext, REGCLS_MULTI_SEPARATE, &registrations[1]);
@@ -445,9 +448,9 @@ void revokeClasses()
     }
 }
 
-bool classesAreRegistered()
+bool serves(REFCLSID clsid, DWORD context)
 {
-    return registrations[0] != 0;
+    return registrations[0] != 0 && (context & contexts[clsid == CLSID_VirtualBox ? 0 : 1]) != 0;
 }
 
 } // namespace FakeWorld

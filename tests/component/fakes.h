@@ -1,7 +1,6 @@
 #pragma once
 
 #include <windows.h>
-
 #include <virtualbox.h>
 
 #include <cstdint>
@@ -17,13 +16,13 @@ namespace TravikTest {
 template <class Interface>
 Interface* newFake(std::wstring label);
 
-/// What an output place gets.
+/// What an output gets.
 struct OwnValue
 {};
 struct Null
 {};
 using MakeArray = std::function<SAFEARRAY*()>;
-/// Makes a reference for the place.
+/// Makes a reference for the output.
 struct MakeObject
 {
     std::function<IUnknown*()> make;
@@ -34,12 +33,12 @@ using Given = std::variant<OwnValue, Null, std::int64_t, std::wstring, MakeObjec
 struct Answer
 {
     HRESULT result = S_OK;
-    /// For the output places in order. A place beyond them, or with OwnValue, gets the fake's own: the number 7, the
+    /// For the outputs in order. An output beyond them, or with OwnValue, gets the fake's own: the number 7, the
     /// text "text of IMachine::get_Name", a new object named "IMedium of IMachine::GetMedium", a null array.
     std::vector<Given> given = {};
     /// Runs while the fake is being called.
     std::function<void()> during = {};
-    /// A failing call that fills its output places all the same.
+    /// A failing call that fills its outputs all the same.
     bool givesOnFailure = false;
 };
 
@@ -90,10 +89,11 @@ void reset();
 
 /// Lets CoCreateInstance find the fakes of the two root objects, as servers of their kind, or not any more. Their
 /// creation is recorded and answered as "VirtualBox::CreateInstance" and "Session::CreateInstance", whose one output
-/// place is the object.
+/// output is the object.
 void registerClasses(DWORD virtualBoxContext = CLSCTX_LOCAL_SERVER, DWORD sessionContext = CLSCTX_INPROC_SERVER);
 void revokeClasses();
-bool classesAreRegistered();
+/// Whether the class of a root object is registered as a server of one of these kinds.
+bool serves(REFCLSID clsid, DWORD context);
 
 } // namespace FakeWorld
 

@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
-
 #include <Poco/Exception.h>
+#include <gtest/gtest.h>
 
 #include <filesystem>
 
@@ -200,7 +199,7 @@ TEST(CreateVmName, ChecksThePathOfBeforeWhenComposingFails)
     EXPECT_EQ(name, L"a_99");
 }
 
-TEST(CreateVmName, HandsNothingOutWithoutAPlaceAndHoldsNoLock)
+TEST(CreateVmName, HandsNothingOutWithoutAnOutputAndHoldsNoLock)
 {
     Bench bench;
     FakeWorld::answer(L"IVirtualBox::ComposeMachineFilename", {.given = {missingFile()}});

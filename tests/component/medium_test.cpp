@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
-
 #include <Poco/Exception.h>
+#include <gtest/gtest.h>
 
 #include <filesystem>
 
@@ -77,7 +76,7 @@ TEST(ImportOvaVmName, IsTheFirstNameWithTextOfAllSystems)
     EXPECT_EQ(FakeWorld::queries(), 0);
 }
 
-TEST(ImportOvaVmName, SearchEndsAtTheFirstNameAlsoWithoutAPlace)
+TEST(ImportOvaVmName, SearchEndsAtTheFirstNameAlsoWithoutAnOutput)
 {
     Bench bench;
     const std::wstring file = makeFile(L"a.ova").wstring();
@@ -271,7 +270,7 @@ TEST(AttachMedium, LetsAnotherOperationRunBetweenTheAttachingAndTheMarks)
     EXPECT_EQ(calls[1], L"machine#1: IMachine::SaveSettings()");
 }
 
-TEST(GetCurrentMedium, OfAnEmptySlotLeavesThePlaceAsItWas)
+TEST(GetCurrentMedium, OfAnEmptySlotLeavesTheOutputAsItWas)
 {
     Bench bench;
     bench.give(Table::machine);

@@ -113,7 +113,7 @@ private:
 
     void take(const CallStep& step)
     {
-        if (step.needsPlace && !deviation_.withPlaces) {
+        if (step.needsOutput && !deviation_.withOutputs) {
             ended_ = true;
             return;
         }
@@ -160,7 +160,7 @@ private:
 
     void take(const ResultStep& step)
     {
-        if (!deviation_.withPlaces && !step.withoutPlace)
+        if (!deviation_.withOutputs && !step.withoutOutput)
             return;
         const std::size_t value = step.text.find(L"text of ");
         const std::wstring text = deviation_.given ? step.text.substr(0, value) + *deviation_.given : step.text;
@@ -237,27 +237,27 @@ void deviateRoots(Bench& bench, const Row& row, const Deviation& deviation)
         FakeWorld::change(L"Session::CreateInstance", fail);
 }
 
-Places expectedPlaces(const Row& row, const Deviation& deviation, const Expected& expected,
-                      const std::vector<VBoxHandle>& issued)
+Outputs expectedOutputs(const Row& row, const Deviation& deviation, const Expected& expected,
+                        const std::vector<VBoxHandle>& issued)
 {
-    Places places;
+    Outputs outputs;
     if (!expected.handsOut) {
-        if (deviation.givesOnFailure && row.goodWithoutPlaces)
-            row.goodWithoutPlaces(places);
-        return places;
+        if (deviation.givesOnFailure && row.goodWithoutOutputs)
+            row.goodWithoutOutputs(outputs);
+        return outputs;
     }
-    const auto& writes = deviation.withPlaces ? row.good : row.goodWithoutPlaces;
+    const auto& writes = deviation.withOutputs ? row.good : row.goodWithoutOutputs;
     if (writes)
-        writes(places);
-    if (!deviation.withPlaces)
-        return places;
+        writes(outputs);
+    if (!deviation.withOutputs)
+        return outputs;
     if (deviation.given)
-        places.text = *deviation.given;
+        outputs.text = *deviation.given;
     if (row.handsOutList)
-        places.handles.insert(places.handles.end(), issued.begin(), issued.end());
+        outputs.handles.insert(outputs.handles.end(), issued.begin(), issued.end());
     else if (!issued.empty())
-        places.number = issued.front();
-    return places;
+        outputs.number = issued.front();
+    return outputs;
 }
 
 } // namespace
@@ -334,9 +334,9 @@ void deviate(Bench& bench, std::size_t slot, const Deviation& deviation)
 void runAndCompare(Bench& bench, std::size_t slot, Invocation& invocation, const Deviation& deviation)
 {
     const Row& row = rows()[slot];
-    invocation.withPlaces = deviation.withPlaces;
+    invocation.withOutputs = deviation.withOutputs;
     const Expected expects = expected(slot, invocation, deviation);
-    const bool handsOut = expects.handsOut && (deviation.withPlaces || row.handsOut.empty());
+    const bool handsOut = expects.handsOut && (deviation.withOutputs || row.handsOut.empty());
     auto sizes = bench.sizes();
     long references = FakeWorld::references();
     std::vector<VBoxHandle> issued;
@@ -366,7 +366,7 @@ void runAndCompare(Bench& bench, std::size_t slot, Invocation& invocation, const
     EXPECT_EQ(bench.records(), expects.records);
     EXPECT_EQ(bench.box.lastRC, expects.lastResult.value_or(row.keepsLastResult ? olderResult : 0));
     EXPECT_EQ(maskedFailure(bench.box.lastErrorText), expects.failureText.value_or(olderFailure));
-    EXPECT_TRUE(invocation.places == expectedPlaces(row, deviation, expects, issued));
+    EXPECT_TRUE(invocation.outputs == expectedOutputs(row, deviation, expects, issued));
     EXPECT_EQ(bench.sizes(), sizes);
     EXPECT_EQ(FakeWorld::references(), references);
     EXPECT_EQ(ComMemory::liveTexts(), 0u);

@@ -26,8 +26,8 @@ struct Deviation
     Kind kind = none;
     std::size_t step = 0;
     HRESULT result = S_OK;
-    bool givesOnFailure = false;            // the failing call fills its output places all the same
-    bool withPlaces = true;                 // else all output places are null that may be
+    bool givesOnFailure = false;            // the failing call fills its outputs all the same
+    bool withOutputs = true;                // else all outputs are null that may be
     std::optional<std::wstring> given = {}; // the text that comes back
 };
 

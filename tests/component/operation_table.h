@@ -29,8 +29,8 @@ inline constexpr const wchar_t* operationNames[] = {
 
 inline constexpr std::size_t operationCount = std::size(operationNames);
 
-/// The caller's output places, with something in them beforehand.
-struct Places
+/// The caller's outputs, with something in them beforehand.
+struct Outputs
 {
     std::uint32_t number = 0xA5A5A5A5;
     std::int32_t signedNumber = -555;
@@ -40,7 +40,7 @@ struct Places
     std::list<std::wstring> rules{L"rule before"};
     std::vector<VBoxHandle> handles{4711};
 
-    bool operator==(const Places&) const = default;
+    bool operator==(const Outputs&) const = default;
 };
 
 /// One call of an operation as a front end makes it.
@@ -52,18 +52,18 @@ public:
     TestBox& box;
     std::vector<VBoxHandle> handles; // the handle arguments in their order
     std::vector<std::wstring> texts; // the text arguments in their order
-    bool withPlaces = true;          // or null output places
-    Places places;
+    bool withOutputs = true;         // or null outputs
+    Outputs outputs;
 
     VBoxHandle handle(std::size_t index) const { return handles.at(index); }
     const std::wstring& text(std::size_t index) const { return texts.at(index); }
 
-    std::uint32_t* number() { return withPlaces ? &places.number : nullptr; }
-    std::int32_t* signedNumber() { return withPlaces ? &places.signedNumber : nullptr; }
-    std::wstring* textPlace() { return withPlaces ? &places.text : nullptr; }
-    std::wstring* flagsPlace() { return withPlaces ? &places.flags : nullptr; }
-    std::list<std::wstring>* rules() { return withPlaces ? &places.rules : nullptr; }
-    std::vector<VBoxHandle>* handleList() { return withPlaces ? &places.handles : nullptr; }
+    std::uint32_t* number() { return withOutputs ? &outputs.number : nullptr; }
+    std::int32_t* signedNumber() { return withOutputs ? &outputs.signedNumber : nullptr; }
+    std::wstring* textOutput() { return withOutputs ? &outputs.text : nullptr; }
+    std::wstring* flagsOutput() { return withOutputs ? &outputs.flags : nullptr; }
+    std::list<std::wstring>* rules() { return withOutputs ? &outputs.rules : nullptr; }
+    std::vector<VBoxHandle>* handleList() { return withOutputs ? &outputs.handles : nullptr; }
 };
 
 // What an operation does, step by step. Texts may hold {h0}, {h1}... for its handle arguments and {t0}, {t1}... for its
@@ -114,8 +114,8 @@ struct CallStep
     std::wstring call;
     std::uint32_t code;
     Gives gives = Gives::nothing;
-    bool tolerated = false;  // any result but 0 is only logged
-    bool needsPlace = false; // not made without an output place
+    bool tolerated = false;   // any result but 0 is only logged
+    bool needsOutput = false; // not made without an output
 };
 
 /// The wait for a progress that a call gave.
@@ -125,11 +125,11 @@ struct WaitStep
     std::wstring tag;
 };
 
-/// The second record of a success with an output place, or of every success.
+/// The second record of a success with an output, or of every success.
 struct ResultStep
 {
     std::wstring text;
-    bool withoutPlace = false;
+    bool withoutOutput = false;
 };
 
 using Step = std::variant<FileStep, ReadyStep, SessionStep, FindStep, CallStep, WaitStep, ResultStep>;
@@ -151,9 +151,9 @@ struct Row
     std::wstring arguments = {}; // of the entry record and the failure text
     std::vector<std::wstring> texts = {};
     std::vector<Step> steps = {};
-    std::function<void(Places&)> good = {};              // what success writes, but for handles
-    std::function<void(Places&)> goodWithoutPlaces = {}; // what it writes when all places are null that may be
-    std::vector<Table> handsOut = {};                    // new handles: one into number, or all into the list
+    std::function<void(Outputs&)> good = {};               // what success writes, but for handles
+    std::function<void(Outputs&)> goodWithoutOutputs = {}; // what it writes when all outputs are null that may be
+    std::vector<Table> handsOut = {};                      // new handles: one into number, or all into the list
     bool handsOutList = false;
     std::vector<Table> erases = {};                      // success erases the handle arguments of these tables
     int comTexts = 0;                                    // the COM strings that it makes
@@ -165,7 +165,7 @@ struct Row
     std::function<std::uint32_t(TestBox&, std::uint32_t)> convert = {};
     Table table = Table::machine;
 
-    bool hasPlaces() const { return static_cast<bool>(good) || !handsOut.empty(); }
+    bool hasOutputs() const { return static_cast<bool>(good) || !handsOut.empty(); }
 };
 
 /// The row of an operation. There is no general one: an operation without its own does not link.
@@ -203,7 +203,7 @@ inline CallStep tolerated(std::wstring text, std::uint32_t code, Gives gives = G
 {
     return {std::move(text), code, gives, true};
 }
-inline CallStep onlyWithPlace(std::wstring text, std::uint32_t code, Gives gives = Gives::nothing)
+inline CallStep onlyWithOutput(std::wstring text, std::uint32_t code, Gives gives = Gives::nothing)
 {
     return {std::move(text), code, gives, false, true};
 }

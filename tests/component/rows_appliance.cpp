@@ -25,14 +25,14 @@ std::vector<Step> afterReading(std::vector<Step> rest)
 template <>
 Row row<Op::getImportOvaVmName>()
 {
-    return {.invoke = [](Invocation& i) { return i.box.getImportOvaVmName(i.text(0), i.textPlace()); },
+    return {.invoke = [](Invocation& i) { return i.box.getImportOvaVmName(i.text(0), i.textOutput()); },
             .arguments = L"{t0}",
             .texts = {existingFile()},
             .steps = afterReading(
                 {call(appliance + L"IAppliance::get_VirtualSystemDescriptions()", 211, Gives::optional),
                  tolerated(L"description: IVirtualSystemDescription::GetValuesByType(3, 3)", 212, Gives::optional),
                  result(L"import vmname = vm2")}),
-            .good = [](Places& places) { places.text = L"vm2"; },
+            .good = [](Outputs& outputs) { outputs.text = L"vm2"; },
             .comTexts = 1,
             .prepare =
                 [](const Invocation&) {

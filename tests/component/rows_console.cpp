@@ -43,7 +43,7 @@ Row row<Op::machineGetState>()
             .arguments = L"{h0}",
             .steps = {find(Table::machine), call(L"machine#1: IMachine::get_State()", 112, Gives::number),
                       result(L"return state = 7")},
-            .good = [](Places& places) { places.number = 7; }};
+            .good = [](Outputs& outputs) { outputs.number = 7; }};
 }
 
 template <>
@@ -70,7 +70,7 @@ Row row<Op::consoleGetState>()
             .arguments = L"{h0}",
             .steps = {find(Table::console), call(L"console#1: IConsole::get_State()", 130, Gives::number),
                       result(L"return state = 7")},
-            .good = [](Places& places) { places.number = 7; }};
+            .good = [](Outputs& outputs) { outputs.number = 7; }};
 }
 
 template <>

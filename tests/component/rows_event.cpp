@@ -20,12 +20,12 @@ Row typedEvent(SdkErrorCode (Travik::VBoxInstanceImpl::*operation)(VBoxHandle, V
 Row errorText(SdkErrorCode (Travik::VBoxInstanceImpl::*operation)(VBoxHandle, std::wstring*),
               const std::wstring& method, std::uint32_t code)
 {
-    return {.invoke = [=](Invocation& i) { return (i.box.*operation)(i.handle(0), i.textPlace()); },
+    return {.invoke = [=](Invocation& i) { return (i.box.*operation)(i.handle(0), i.textOutput()); },
             .arguments = L"{h0}",
             .steps = {find(Table::runtimeErrorEvent),
                       call(L"runtimeErrorEvent#1: " + method + L"()", code, Gives::optional),
                       result(L"return text = text of " + method)},
-            .good = [=](Places& places) { places.text = L"text of " + method; }};
+            .good = [=](Outputs& outputs) { outputs.text = L"text of " + method; }};
 }
 
 } // namespace
@@ -110,7 +110,7 @@ Row row<Op::eventSourceEventGetType>()
             .arguments = L"{h0}",
             .steps = {find(Table::event), call(L"event#1: IEvent::get_Type()", 151, Gives::number),
                       resultInAnyCase(L"return type = 7")},
-            .good = [](Places& places) { places.number = 7; }};
+            .good = [](Outputs& outputs) { outputs.number = 7; }};
 }
 
 template <>
@@ -128,7 +128,7 @@ Row row<Op::eventSourceStateChangedEventGetState>()
             .steps = {find(Table::stateChangedEvent),
                       call(L"stateChangedEvent#1: IStateChangedEvent::get_State()", 153, Gives::number),
                       result(L"return state = 7")},
-            .good = [](Places& places) { places.number = 7; }};
+            .good = [](Outputs& outputs) { outputs.number = 7; }};
 }
 
 template <>
@@ -141,16 +141,16 @@ Row row<Op::getEventSourceRuntimeErrorEvent>()
 template <>
 Row row<Op::eventSourceRuntimeErrorEventGetFatal>()
 {
-    // The place goes to VirtualBox as it is, so it is always there; no record of the result.
+    // The output goes to VirtualBox as it is, so it is always there; no record of the result.
     return {.invoke =
                 [](Invocation& i) {
-                    return i.box.eventSourceRuntimeErrorEventGetFatal(i.handle(0), &i.places.signedNumber);
+                    return i.box.eventSourceRuntimeErrorEventGetFatal(i.handle(0), &i.outputs.signedNumber);
                 },
             .arguments = L"{h0}",
             .steps = {find(Table::runtimeErrorEvent),
                       call(L"runtimeErrorEvent#1: IRuntimeErrorEvent::get_Fatal()", 155, Gives::number)},
-            .good = [](Places& places) { places.signedNumber = 7; },
-            .goodWithoutPlaces = [](Places& places) { places.signedNumber = 7; }};
+            .good = [](Outputs& outputs) { outputs.signedNumber = 7; },
+            .goodWithoutOutputs = [](Outputs& outputs) { outputs.signedNumber = 7; }};
 }
 
 template <>

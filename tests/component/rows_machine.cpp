@@ -22,11 +22,11 @@ Row machineSetter(SdkErrorCode (Travik::VBoxInstanceImpl::*operation)(VBoxHandle
 Row machineText(SdkErrorCode (Travik::VBoxInstanceImpl::*operation)(VBoxHandle, std::wstring*),
                 const std::wstring& label, const std::wstring& method)
 {
-    return {.invoke = [=](Invocation& i) { return (i.box.*operation)(i.handle(0), i.textPlace()); },
+    return {.invoke = [=](Invocation& i) { return (i.box.*operation)(i.handle(0), i.textOutput()); },
             .arguments = L"{h0}",
             .steps = {find(Table::machine), call(L"machine#1: " + method + L"()", 169, Gives::optional),
                       result(label + L"text of " + method)},
-            .good = [=](Places& places) { places.text = L"text of " + method; }};
+            .good = [=](Outputs& outputs) { outputs.text = L"text of " + method; }};
 }
 
 } // namespace
@@ -109,28 +109,28 @@ Row row<Op::createVmName>()
 template <>
 Row row<Op::composeMachineFilename>()
 {
-    return {.invoke = [](Invocation& i) { return i.box.composeMachineFilename(i.text(0), i.textPlace()); },
+    return {.invoke = [](Invocation& i) { return i.box.composeMachineFilename(i.text(0), i.textOutput()); },
             .arguments = L"{t0}",
             .texts = {L"vm1"},
             .steps = {ReadyStep{ReadyStep::virtualBox},
                       call(L"virtualBox: IVirtualBox::ComposeMachineFilename({t0}, null, null, null)", 159,
                            Gives::optional),
                       result(L"return file = text of IVirtualBox::ComposeMachineFilename")},
-            .good = [](Places& places) { places.text = L"text of IVirtualBox::ComposeMachineFilename"; },
+            .good = [](Outputs& outputs) { outputs.text = L"text of IVirtualBox::ComposeMachineFilename"; },
             .comTexts = 1};
 }
 
 template <>
 Row row<Op::getDefaultMachineFolder>()
 {
-    return {.invoke = [](Invocation& i) { return i.box.getDefaultMachineFolder(i.textPlace()); },
+    return {.invoke = [](Invocation& i) { return i.box.getDefaultMachineFolder(i.textOutput()); },
             .steps = {ReadyStep{ReadyStep::virtualBox},
                       call(L"virtualBox: IVirtualBox::get_SystemProperties()", 160, Gives::required),
                       call(L"ISystemProperties of IVirtualBox::get_SystemProperties: "
                            L"ISystemProperties::get_DefaultMachineFolder()",
                            162, Gives::optional),
                       result(L"return dir = text of ISystemProperties::get_DefaultMachineFolder")},
-            .good = [](Places& places) { places.text = L"text of ISystemProperties::get_DefaultMachineFolder"; }};
+            .good = [](Outputs& outputs) { outputs.text = L"text of ISystemProperties::get_DefaultMachineFolder"; }};
 }
 
 template <>
@@ -228,12 +228,12 @@ Row row<Op::setMachineExtraData>()
 template <>
 Row row<Op::getMachineExtraData>()
 {
-    return {.invoke = [](Invocation& i) { return i.box.getMachineExtraData(i.handle(0), i.text(0), i.textPlace()); },
+    return {.invoke = [](Invocation& i) { return i.box.getMachineExtraData(i.handle(0), i.text(0), i.textOutput()); },
             .arguments = L"{h0} | {t0}",
             .texts = {L"key"},
             .steps = {find(Table::machine), call(L"machine#1: IMachine::GetExtraData({t0})", 158, Gives::optional),
                       result(L"return value = text of IMachine::GetExtraData")},
-            .good = [](Places& places) { places.text = L"text of IMachine::GetExtraData"; },
+            .good = [](Outputs& outputs) { outputs.text = L"text of IMachine::GetExtraData"; },
             .comTexts = 1};
 }
 

@@ -12,11 +12,11 @@ namespace {
 Row mediumText(SdkErrorCode (Travik::VBoxInstanceImpl::*operation)(VBoxHandle, std::wstring*),
                const std::wstring& label, const std::wstring& method, std::uint32_t code)
 {
-    return {.invoke = [=](Invocation& i) { return (i.box.*operation)(i.handle(0), i.textPlace()); },
+    return {.invoke = [=](Invocation& i) { return (i.box.*operation)(i.handle(0), i.textOutput()); },
             .arguments = L"{h0}",
             .steps = {find(Table::medium), call(L"medium#1: " + method + L"()", code, Gives::optional),
                       result(label + L"text of " + method)},
-            .good = [=](Places& places) { places.text = L"text of " + method; }};
+            .good = [=](Outputs& outputs) { outputs.text = L"text of " + method; }};
 }
 
 } // namespace
@@ -66,7 +66,7 @@ Row row<Op::getMediumState>()
             .arguments = L"{h0}",
             .steps = {find(Table::medium), call(L"medium#1: IMedium::RefreshState()", 213, Gives::number),
                       result(L"return medium state = 7")},
-            .good = [](Places& places) { places.number = 7; }};
+            .good = [](Outputs& outputs) { outputs.number = 7; }};
 }
 
 template <>
@@ -131,7 +131,7 @@ Row row<Op::getMachineStorageControllerPortCount>()
                            L"IStorageController::get_PortCount()",
                            199, Gives::number),
                       result(L"return portCount = 7")},
-            .good = [](Places& places) { places.number = 7; },
+            .good = [](Outputs& outputs) { outputs.number = 7; },
             .comTexts = 1};
 }
 

@@ -55,8 +55,8 @@ Row row<Op::getRedirects>()
             .arguments = L"{h0}",
             .steps = {find(Table::natEngine), call(L"natEngine#1: INATEngine::get_Redirects()", 138)},
             .good =
-                [](Places& places) {
-                    places.rules = {L"first", L"second"};
+                [](Outputs& outputs) {
+                    outputs.rules = {L"first", L"second"};
                 },
             .prepare =
                 [](const Invocation&) {
@@ -68,23 +68,23 @@ Row row<Op::getRedirects>()
 template <>
 Row row<Op::getGuestProperty>()
 {
-    // The place of the time stamp goes to VirtualBox as it is, so it is always there.
+    // The output for the time stamp goes to VirtualBox as it is, so it is always there.
     return {.invoke =
                 [](Invocation& i) {
-                    return i.box.getGuestProperty(i.handle(0), i.text(0), i.textPlace(), &i.places.time,
-                                                  i.flagsPlace());
+                    return i.box.getGuestProperty(i.handle(0), i.text(0), i.textOutput(), &i.outputs.time,
+                                                  i.flagsOutput());
                 },
             .arguments = L"{h0} | {t0}",
             .texts = {L"/VirtualBox/GuestInfo/Net"},
             .steps = {find(Table::machine), call(L"machine#1: IMachine::GetGuestProperty({t0})", 139),
                       result(L"return value = the value")},
             .good =
-                [](Places& places) {
-                    places.text = L"the value";
-                    places.time = 1600000000000000000;
-                    places.flags = L"TRANSIENT";
+                [](Outputs& outputs) {
+                    outputs.text = L"the value";
+                    outputs.time = 1600000000000000000;
+                    outputs.flags = L"TRANSIENT";
                 },
-            .goodWithoutPlaces = [](Places& places) { places.time = 1600000000000000000; },
+            .goodWithoutOutputs = [](Outputs& outputs) { outputs.time = 1600000000000000000; },
             .comTexts = 1,
             .prepare =
                 [](const Invocation&) {
@@ -148,7 +148,7 @@ Row row<Op::hostGetProcessorFeature>()
             .arguments = L"{h0} | 9",
             .steps = {find(Table::host), call(L"host#1: IHost::GetProcessorFeature(9)", 126, Gives::number),
                       result(L"return enabled = 7")},
-            .good = [](Places& places) { places.number = 7; }};
+            .good = [](Outputs& outputs) { outputs.number = 7; }};
 }
 
 } // namespace TravikTest

@@ -19,7 +19,7 @@ Row row<Op::getProgressCompleted>()
             .arguments = L"{h0}",
             .steps = {find(Table::progress), call(L"progress#1: IProgress::get_Completed()", 122, Gives::number),
                       result(L"return completed = 1")},
-            .good = [](Places& places) { places.number = 1; }};
+            .good = [](Outputs& outputs) { outputs.number = 1; }};
 }
 
 template <>
@@ -29,7 +29,7 @@ Row row<Op::getProgressResultCode>()
             .arguments = L"{h0}",
             .steps = {find(Table::progress), call(L"progress#1: IProgress::get_ResultCode()", 123, Gives::number),
                       result(L"return code = 80bb0001")},
-            .good = [](Places& places) { places.signedNumber = static_cast<std::int32_t>(0x80BB0001); },
+            .good = [](Outputs& outputs) { outputs.signedNumber = static_cast<std::int32_t>(0x80BB0001); },
             .prepare =
                 [](const Invocation&) {
                     FakeWorld::answer(L"IProgress::get_ResultCode",
@@ -40,14 +40,14 @@ Row row<Op::getProgressResultCode>()
 template <>
 Row row<Op::getProgressErrorInfo>()
 {
-    return {.invoke = [](Invocation& i) { return i.box.getProgressErrorInfo(i.handle(0), i.textPlace()); },
+    return {.invoke = [](Invocation& i) { return i.box.getProgressErrorInfo(i.handle(0), i.textOutput()); },
             .arguments = L"{h0}",
             .steps = {find(Table::progress), call(L"progress#1: IProgress::get_ErrorInfo()", 124, Gives::optional),
-                      onlyWithPlace(L"IVirtualBoxErrorInfo of IProgress::get_ErrorInfo: "
-                                    L"IVirtualBoxErrorInfo::get_Text()",
-                                    124, Gives::optional),
+                      onlyWithOutput(L"IVirtualBoxErrorInfo of IProgress::get_ErrorInfo: "
+                                     L"IVirtualBoxErrorInfo::get_Text()",
+                                     124, Gives::optional),
                       result(L"return errorText = text of IVirtualBoxErrorInfo::get_Text")},
-            .good = [](Places& places) { places.text = L"text of IVirtualBoxErrorInfo::get_Text"; }};
+            .good = [](Outputs& outputs) { outputs.text = L"text of IVirtualBoxErrorInfo::get_Text"; }};
 }
 
 } // namespace TravikTest

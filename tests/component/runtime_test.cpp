@@ -68,7 +68,7 @@ TEST(UnregisterListener, GivesBothHandlesBackOnSuccessOnly)
     EXPECT_EQ(bench.box.eventSourceGetEvent(1, 1, 0, nullptr), 185);
 }
 
-TEST(GetEvent, WithoutAnEventLeavesThePlaceAsItWas)
+TEST(GetEvent, WithoutAnEventLeavesTheOutputAsItWas)
 {
     Bench bench;
     bench.give(Table::eventSource);
@@ -136,7 +136,7 @@ TEST(TypedEvents, OfAnotherKindFailWithThatResult)
     EXPECT_EQ(bench.records()[1], comFailure(L"getEventSourceRuntimeErrorEvent", 154, 0x80004002));
 }
 
-TEST(RuntimeErrors, FatalPassesAMissingPlaceOn)
+TEST(RuntimeErrors, FatalPassesAMissingOutputOn)
 {
     Bench bench;
     bench.give(Table::runtimeErrorEvent);
@@ -229,7 +229,7 @@ TEST(GuestProperty, ThatDoesNotExistLeavesTheCallersTextsAsTheyWere)
     EXPECT_EQ(bench.records(), Records{info(L"getGuestProperty", L"1 | name")});
 }
 
-TEST(GuestProperty, WithoutAPlaceForTheFlagsHasItsValue)
+TEST(GuestProperty, WithoutAnOutputForTheFlagsHasItsValue)
 {
     Bench bench;
     bench.give(Table::machine);
@@ -242,7 +242,7 @@ TEST(GuestProperty, WithoutAPlaceForTheFlagsHasItsValue)
     EXPECT_EQ(flags, L"text of IMachine::GetGuestProperty");
 }
 
-TEST(GuestProperty, WithoutAPlaceForTheTimeFailsInVirtualBox)
+TEST(GuestProperty, WithoutAnOutputForTheTimeFailsInVirtualBox)
 {
     Bench bench;
     bench.give(Table::machine);

@@ -1,5 +1,7 @@
 // Sixteen threads on one instance, a million operations, and everything going wrong by chance.
 
+#include <gmock/gmock.h>
+
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -8,8 +10,6 @@
 #include <iostream>
 #include <memory>
 #include <set>
-
-#include <gmock/gmock.h>
 
 #include "com_memory.h"
 #include "com_roots.h"
@@ -175,8 +175,8 @@ private:
                 if (const auto* find = std::get_if<FindStep>(&step))
                     invocation.handles.push_back(anyHandle(find->table));
             }
-            invocation.withPlaces = !random.oneIn(10);
-            invocation.places.number = 0;
+            invocation.withOutputs = !random.oneIn(10);
+            invocation.outputs.number = 0;
             if (row.textsArePaths && random.oneIn(3))
                 std::ofstream(std::filesystem::path(existingFile())) << "content";
             std::uint32_t code = 0;
@@ -198,10 +198,10 @@ private:
         void keep(const Row& row, const Invocation& invocation)
         {
             if (row.handsOutList) {
-                for (std::size_t i = 1; i < invocation.places.handles.size(); ++i)
-                    storm.shared_.any(row.handsOut[0], random).store(invocation.places.handles[i]);
-            } else if (row.handsOut.size() == 1 && invocation.places.number != 0) {
-                storm.shared_.any(row.handsOut[0], random).store(invocation.places.number);
+                for (std::size_t i = 1; i < invocation.outputs.handles.size(); ++i)
+                    storm.shared_.any(row.handsOut[0], random).store(invocation.outputs.handles[i]);
+            } else if (row.handsOut.size() == 1 && invocation.outputs.number != 0) {
+                storm.shared_.any(row.handsOut[0], random).store(invocation.outputs.number);
             }
         }
 

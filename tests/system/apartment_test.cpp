@@ -14,8 +14,8 @@
 
 #include "harness/running_machine.h"
 #include "lawful_codes.h"
-#include "scratch.h"
 #include "operation_list.h"
+#include "scratch.h"
 
 namespace TravikTest {
 namespace {

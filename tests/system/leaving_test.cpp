@@ -95,6 +95,17 @@ const Role leaveHoldingAll(L"leave-holding-all", [](const RoleIo& io) {
     return leave(io, front);
 });
 
+const Role unloadAndStay(L"unload-and-stay", [](const RoleIo& io) {
+    Library front;
+    holdEverything(front.instance());
+    io.say(L"holding");
+    io.hear();
+    front.unload();
+    io.say(L"unloaded");
+    io.hear();
+    return 0;
+});
+
 const Role leaveReleased(L"leave-released", [](const RoleIo& io) {
     Library front;
     holdEverything(front.instance());
@@ -117,6 +128,27 @@ protected:
         }
     }
 };
+
+// Of the four ways this one alone gives the handles back: COM still answers. In a process that is ending, by return, exit
+// or exception, they are let go without a call, and the server takes them back when the process has gone; that nothing is
+// called then is what LeavingWithLiveHandles of the unit tests shows.
+TEST_F(Leaving, ByUnloadGivesTheHandlesBackWhileTheProcessLives)
+{
+    FrontEndProcess frontEnd(L"unload-and-stay");
+    ASSERT_EQ(frontEnd.readLine(), L"holding");
+    std::wstring listing;
+    control().references(listing);
+    EXPECT_NE(listing.find(L"IMachine"), std::wstring::npos) << utf8(listing);
+    frontEnd.writeLine(L"unload");
+    ASSERT_EQ(frontEnd.readLine(), L"unloaded");
+    EXPECT_TRUE(soon([&] {
+        control().references(listing);
+        return listing.find(L"IMachine") == std::wstring::npos && listing.find(L"IHost") == std::wstring::npos;
+    })) << "still held: " << utf8(listing);
+    EXPECT_NE(listing.find(L"IVirtualBox"), std::wstring::npos) << "the root object is for releaseRC: " << utf8(listing);
+    frontEnd.writeLine(L"leave");
+    EXPECT_TRUE(frontEnd.wait(fewSeconds).has_value());
+}
 
 TEST_F(Leaving, WithoutHavingUsedVirtualBox)
 {

@@ -163,7 +163,7 @@ void appendEncoded(std::string& bytes, std::wstring_view text, const std::locale
             bytes += static_cast<char>(character[0]);
             return;
         }
-        if (codecvt == nullptr)
+        if (!codecvt)
             codecvt = &std::use_facet<Codecvt>(locale);
         if (!appendConverted(bytes, character, *codecvt)) {
             for (const wchar_t unit : escaped(character))

@@ -7,7 +7,7 @@ namespace {
 template <class Interface>
 void releaseRoot(Interface*& root)
 {
-    if (root != nullptr)
+    if (root)
         root->Release();
     root = nullptr;
 }
@@ -16,7 +16,7 @@ void releaseRoot(Interface*& root)
 
 bool VBox::_isComReady()
 {
-    if (virtualBox != nullptr && session != nullptr)
+    if (virtualBox && session)
         return true;
     // A failed creation reports itself as a positive code and counts as ready; its failure stays readable.
     if (_initVBox() >= 0)
@@ -34,11 +34,11 @@ std::int32_t VBox::_initVBox()
 
     releaseRoot(virtualBox); // kept from a start whose session failed
     result = CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_PPV_ARGS(&virtualBox));
-    if (FAILED(result) || virtualBox == nullptr)
+    if (FAILED(result) || !virtualBox)
         return _recordComFailure(result, VBoxCoCreateInstanceVBoxFail, currentLine(), name);
 
     result = CoCreateInstance(CLSID_Session, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&session));
-    if (FAILED(result) || session == nullptr)
+    if (FAILED(result) || !session)
         return _recordComFailure(result, VBoxCoCreateInstanceSessionFail, currentLine(), name);
     return 0;
 }

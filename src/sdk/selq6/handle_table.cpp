@@ -8,10 +8,10 @@ bool processIsTerminating()
 {
     using ShutdownInProgress = BOOLEAN(NTAPI*)();
     const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
-    const auto shutdownInProgress = ntdll == nullptr ? nullptr
-                                                     : reinterpret_cast<ShutdownInProgress>(reinterpret_cast<void*>(
-                                                           GetProcAddress(ntdll, "RtlDllShutdownInProgress")));
-    return shutdownInProgress != nullptr && shutdownInProgress();
+    const auto shutdownInProgress = !ntdll ? nullptr
+                                           : reinterpret_cast<ShutdownInProgress>(reinterpret_cast<void*>(
+                                                 GetProcAddress(ntdll, "RtlDllShutdownInProgress")));
+    return shutdownInProgress && shutdownInProgress();
 }
 
 } // namespace Travik

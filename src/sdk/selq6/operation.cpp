@@ -39,7 +39,7 @@ void Operation::ignore(HRESULT result, SdkErrorCode failure, Where where)
 
 void Operation::returnText(const wchar_t* label, const ComString& text, std::wstring* output, Where where)
 {
-    if (text.isNull() || output == nullptr)
+    if (text.isNull() || !output)
         return;
     *output = text.str();
     record(label + *output, where);

@@ -75,7 +75,7 @@ public:
         if (!ready(where))
             return false;
         object = root;
-        if (object == nullptr)
+        if (!object)
             code_ = InitVboxComFail;
         return object != nullptr;
     }
@@ -104,7 +104,7 @@ public:
     template <class Interface, class Call>
     bool obtain(SdkErrorCode failure, ComPtr<Interface>& object, Call&& function, Where where = Where::current())
     {
-        return call(failure, std::forward<Call>(function), where) && (object != nullptr || fail(failure, where));
+        return call(failure, std::forward<Call>(function), where) && (object || fail(failure, where));
     }
 
     /// The same for a secondary call: a result other than 0 is only logged.
@@ -118,7 +118,7 @@ public:
     template <class Interface>
     static void handOut(HandleTable<Interface>& table, const ComPtr<Interface>& object, VBoxHandle* handle)
     {
-        if (object == nullptr || handle == nullptr)
+        if (!object || !handle)
             return;
         const VBoxHandle issued = table.newHandle();
         table.insert(issued, object);
@@ -129,7 +129,7 @@ public:
     template <class Number, class Output>
     void returnNumber(const wchar_t* label, Number number, Output* output, Where where = Where::current())
     {
-        if (output == nullptr)
+        if (!output)
             return;
         *output = static_cast<Output>(number);
         record(label + recordText(number), where);

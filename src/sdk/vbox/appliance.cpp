@@ -31,7 +31,7 @@ SdkErrorCode VBox::getImportOvaVmName(const std::wstring& ovaPath, std::wstring*
         }))
         return op.code();
     for (const auto& description : toObjects<IVirtualSystemDescription>(array.get())) {
-        if (description == nullptr)
+        if (!description)
             continue;
         ComArray values;
         op.attempt(VirtualSystemDescriptionGetValuesFail, [&] {
@@ -42,7 +42,7 @@ SdkErrorCode VBox::getImportOvaVmName(const std::wstring& ovaPath, std::wstring*
         const auto first = std::find_if(names.begin(), names.end(), [](const auto& text) { return !text.empty(); });
         if (first == names.end())
             continue;
-        if (name != nullptr) {
+        if (name) {
             *name = *first;
             op.record(L"import vmname = " + *first);
         }

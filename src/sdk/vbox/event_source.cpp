@@ -98,7 +98,7 @@ SdkErrorCode VBox::eventSourceEventGetType(VBoxHandle event, std::uint32_t* type
     ULONG value = 0;
     if (op.find(eventTable, event, object) &&
         op.call(EventSourceEventGetTypeFail, [&] { return object->get_Type(&value); })) {
-        if (type != nullptr)
+        if (type)
             *type = value;
         op.record(L"return type = " + recordText(value)); // also without an output
     }

@@ -13,12 +13,12 @@ SdkErrorCode VBox::getGuestProperty(VBoxHandle machine, const std::wstring& name
         const ComString nameText(name);
         ComString valueText;
         ComString flagsText;
-        // VirtualBox writes the time stamp to the caller's place itself, and fails without one.
+        // VirtualBox writes the time stamp to the caller's output itself, and fails without one.
         if (op.call(GetGuestPropertyFail, [&] {
                 return object->GetGuestProperty(nameText.get(), valueText.put(), timestamp, flagsText.put());
             })) {
             op.returnText(L"return value = ", valueText, value);
-            if (!flagsText.isNull() && flags != nullptr)
+            if (!flagsText.isNull() && flags)
                 *flags = flagsText.str();
         }
     }

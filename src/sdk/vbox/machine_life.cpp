@@ -1,5 +1,5 @@
-#include "log/log.h"
 #include "automation/safe_array.h"
+#include "log/log.h"
 #include "selq6/vbox.h"
 #include "utils/file_path.h"
 
@@ -28,7 +28,7 @@ SdkErrorCode VBox::createVmName(const std::wstring& prefix, std::wstring* name)
         if (!Utils::checkFileExists(path))
             break;
     }
-    if (name != nullptr) {
+    if (name) {
         *name = candidate;
         writeRecord(LogLevel::Info, currentLine(), operation, L"return name = " + candidate);
     }

@@ -54,7 +54,7 @@ SdkErrorCode VBox::listVms(std::vector<VBoxHandle>* machines)
     ComArray array;
     if (!op.ready(virtualBox, root) || !op.call(listMachinesFail, [&] { return root->get_Machines(array.put()); }))
         return op.code();
-    if (machines == nullptr || !op.check(!array.isNull(), SafeArrayCreateFail))
+    if (!machines || !op.check(!array.isNull(), SafeArrayCreateFail))
         return op.code();
     for (const auto& machine : toObjects<IMachine>(array.get())) {
         VBoxHandle handle = 0;

@@ -11,7 +11,7 @@ namespace {
 std::list<std::wstring> toRuleList(SAFEARRAY* array)
 {
     std::list<std::wstring> rules;
-    if (array == nullptr || SafeArrayGetDim(array) != 1)
+    if (!array || SafeArrayGetDim(array) != 1)
         return rules;
     const ArrayAccess<BSTR> elements(array);
     if (elements.begin() == elements.end())
@@ -80,7 +80,7 @@ SdkErrorCode VBox::getRedirects(VBoxHandle natEngine, std::list<std::wstring>* r
     ComPtr<INATEngine> object;
     ComArray array;
     if (op.find(natEngineTable, natEngine, object) &&
-        op.call(GetRedirectsFail, [&] { return object->get_Redirects(array.put()); }) && rules != nullptr)
+        op.call(GetRedirectsFail, [&] { return object->get_Redirects(array.put()); }) && rules)
         *rules = toRuleList(array.get());
     return op.code();
 }

@@ -54,7 +54,7 @@ SdkErrorCode VBox::getProgressResultCode(VBoxHandle progress, std::int32_t* resu
     ComPtr<IProgress> object;
     LONG value = 0;
     if (op.find(progressTable, progress, object) &&
-        op.call(GetProgressResultCodeFail, [&] { return object->get_ResultCode(&value); }) && resultCode != nullptr) {
+        op.call(GetProgressResultCodeFail, [&] { return object->get_ResultCode(&value); }) && resultCode) {
         *resultCode = value;
         op.record(L"return code = " + hexadecimal(static_cast<std::uint32_t>(value)));
     }
@@ -68,8 +68,8 @@ SdkErrorCode VBox::getProgressErrorInfo(VBoxHandle progress, std::wstring* error
     ComPtr<IVirtualBoxErrorInfo> info;
     ComString text;
     if (op.find(progressTable, progress, object) &&
-        op.call(GetProgressErrorInfoFail, [&] { return object->get_ErrorInfo(&info); }) && info != nullptr &&
-        errorText != nullptr && op.call(GetProgressErrorInfoFail, [&] { return info->get_Text(text.put()); }))
+        op.call(GetProgressErrorInfoFail, [&] { return object->get_ErrorInfo(&info); }) && info && errorText &&
+        op.call(GetProgressErrorInfoFail, [&] { return info->get_Text(text.put()); }))
         op.returnText(L"return errorText = ", text, errorText);
     return op.code();
 }
@@ -104,7 +104,7 @@ HRESULT VBox::_waitForProgressCompletion(ComPtr<IProgress> progress, const std::
 
     ComPtr<IVirtualBoxErrorInfo> info;
     tolerate(progress->get_ErrorInfo(&info), ProgressGetErrorInfoFail);
-    if (info != nullptr) {
+    if (info) {
         ComString description;
         tolerate(info->GetDescription(description.put()), ProgressGetDescriptionFail);
         if (!description.isNull())

@@ -41,7 +41,7 @@ SdkErrorCode VBox::eventSourceRuntimeErrorEventGetFatal(VBoxHandle runtimeErrorE
 {
     Operation op(*this, L"Travik::VBox::eventSourceRuntimeErrorEventGetFatal", runtimeErrorEvent);
     ComPtr<IRuntimeErrorEvent> object;
-    // VirtualBox writes to the caller's place itself, and decides what a missing one means.
+    // VirtualBox writes to the caller's output itself, and decides what a missing one means.
     if (op.find(runtimeErrorEventTable, runtimeErrorEvent, object))
         op.call(EventSourceRuntimeErrorEventGetFatalFail, [&] { return object->get_Fatal(fatal); });
     return op.code();
