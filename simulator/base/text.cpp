@@ -1,8 +1,8 @@
 #include "base/text.h"
 
-#include <windows.h>
+#include <Poco/UUIDGenerator.h>
 
-#include <objbase.h>
+#include <windows.h>
 
 #include <cwctype>
 
@@ -64,11 +64,7 @@ std::wstring toLower(std::wstring_view text)
 
 std::wstring newUuid()
 {
-    GUID guid;
-    CoCreateGuid(&guid);
-    wchar_t text[40];
-    StringFromGUID2(guid, text, 40);
-    return *parseUuid(text);
+    return fromUtf8(Poco::UUIDGenerator::defaultGenerator().createRandom().toString());
 }
 
 std::optional<std::wstring> parseUuid(std::wstring_view text)

@@ -1,10 +1,10 @@
 #include "cli/control_client.h"
 
-#include "identity.h"
-
 #include <objbase.h>
 
 #include <cstdio>
+
+#include "identity.h"
 
 namespace VBoxSim {
 

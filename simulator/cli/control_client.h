@@ -1,14 +1,13 @@
 #pragma once
 
-#include "vboxsim_control.h"
-
 #include <windows.h>
-
 #include <wrl/client.h>
 
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+
+#include "vboxsim_control.h"
 
 namespace VBoxSim {
 

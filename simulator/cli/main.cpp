@@ -1,10 +1,6 @@
 // vboxsim: registers, runs and controls the stand-in VirtualBox.
-#include "cli/control_client.h"
-#include "cli/registration.h"
-
-#include <CLI/CLI.hpp>
-
 #include <windows.h>
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -12,6 +8,9 @@
 #include <iterator>
 #include <string>
 #include <vector>
+
+#include "cli/control_client.h"
+#include "cli/registration.h"
 
 namespace VBoxSim {
 namespace {
@@ -107,90 +106,101 @@ void loadScenario(const std::string& file)
     ControlClient().call(&IVBoxSimControl::LoadScenario, TextArgument(json));
 }
 
-void defineVerbs(CLI::App& app, Arguments& given)
+void defineServerVerbs(CLI::App& app, Arguments& given)
 {
-    const auto verb = [&app](const char* name, const char* help) { return app.add_subcommand(name, help); };
-    const auto plain = [&verb](const char* name, const char* help, auto action) { verb(name, help)->callback(action); };
-
-    CLI::App* enroll = verb("register", "make COM start the stand-in where VirtualBox is asked for");
-    enroll->add_flag("--force", given.force, "also when another VirtualBox is registered; unregister brings it back");
-    enroll->callback([&] {
+    const auto verb = [&app](const char* name, const char* help, auto action) {
+        CLI::App* made = app.add_subcommand(name, help);
+        made->callback(action);
+        return made;
+    };
+    verb("register", "make COM start the stand-in where VirtualBox is asked for", [&] {
         registerStandIn(given.force);
         std::puts("vboxsim is registered");
-    });
-    plain("unregister", "undo register, and bring back what it replaced", [] {
+    })->add_flag("--force", given.force, "also when another VirtualBox is registered; unregister brings it back");
+    verb("unregister", "undo register, and bring back what it replaced", [] {
         unregisterStandIn();
         std::puts("vboxsim is no longer registered");
     });
-    plain("serve", "run the server until it is stopped", serve);
-    plain("status", "show what the server is doing", status);
-    plain("stop", "end the server", [] {
+    verb("serve", "run the server until it is stopped", serve);
+    verb("status", "show what the server is doing", status);
+    verb("stop", "end the server", [] {
         if (ControlClient::serverRuns())
             ControlClient().call(&IVBoxSimControl::Stop);
     });
-    plain("reset", "end machines and sessions, drop faults, read the world again",
-          [] { ControlClient().call(&IVBoxSimControl::Reset); });
-    plain("references", "show what clients hold", references);
+    verb("reset", "end machines and sessions, drop faults, read the world again",
+         [] { ControlClient().call(&IVBoxSimControl::Reset); });
+    verb("references", "show what clients hold", references);
+    verb("scenario", "set times, launch failures and faults from a file", [&] { loadScenario(given.file); })
+        ->add_option("file", given.file, "JSON")
+        ->required();
+}
 
-    const auto machineVerb = [&](const char* name, const char* help) {
-        CLI::App* made = verb(name, help);
+void defineMachineVerbs(CLI::App& app, Arguments& given)
+{
+    const auto verb = [&](const char* name, const char* help, auto action) {
+        CLI::App* made = app.add_subcommand(name, help);
         made->add_option("machine", given.machine, "name or UUID")->required();
+        made->callback(action);
         return made;
     };
-    machineVerb("pause", "pause a running machine as the host would")->callback([&] {
-        ControlClient().call(&IVBoxSimControl::Pause, TextArgument(given.machine));
-    });
-    machineVerb("crash-vm", "end a running machine's process: Aborted")->callback([&] {
-        ControlClient().call(&IVBoxSimControl::CrashVM, TextArgument(given.machine));
-    });
-    CLI::App* error = machineVerb("runtime-error", "raise a runtime error in a running machine");
-    error->add_flag("--fatal", given.fatal, "pause the machine first");
-    error->add_option("--id", given.errorId, "such as HostMemoryLow")->capture_default_str();
-    error->add_option("--message", given.message, "text for people");
-    error->callback([&] {
+    verb("pause", "pause a running machine as the host would",
+         [&] { ControlClient().call(&IVBoxSimControl::Pause, TextArgument(given.machine)); });
+    verb("crash-vm", "end a running machine's process: Aborted",
+         [&] { ControlClient().call(&IVBoxSimControl::CrashVM, TextArgument(given.machine)); });
+    CLI::App* error = verb("runtime-error", "raise a runtime error in a running machine", [&] {
         ControlClient().call(&IVBoxSimControl::RaiseRuntimeError, TextArgument(given.machine), given.fatal,
                              TextArgument(given.errorId), TextArgument(given.message));
     });
+    error->add_flag("--fatal", given.fatal, "pause the machine first");
+    error->add_option("--id", given.errorId, "such as HostMemoryLow")->capture_default_str();
+    error->add_option("--message", given.message, "text for people");
+}
 
-    const auto callVerb = [&](const char* name, const char* help) {
-        CLI::App* made = verb(name, help);
+void defineFaultVerbs(CLI::App& app, Arguments& given)
+{
+    const auto verb = [&](const char* name, const char* help, auto action) {
+        CLI::App* made = app.add_subcommand(name, help);
         made->add_option("call", given.call, "such as IMachine::get_Name")->required();
+        made->callback(action);
         return made;
     };
-    CLI::App* failing = callVerb("fail", "make a call fail");
-    failing->add_option("result", given.result, "result code, such as 0x80004005");
-    failing->add_option("--times", given.times, "so many times (0: until reset)");
-    failing->add_option("--after", given.after, "after so many calls");
-    failing->add_flag("--null", given.null, "succeed instead, and hand out nothing");
-    failing->callback([&] {
+    CLI::App* failing = verb("fail", "make a call fail", [&] {
         if (given.result.empty() != given.null)
             throw CLI::ValidationError("fail", "give either a result code or --null");
         fail(given);
     });
-    CLI::App* slow = callVerb("delay", "make a call take longer (0: not any more)");
-    slow->add_option("milliseconds", given.milliseconds)->required();
-    slow->callback(
-        [&] { ControlClient().call(&IVBoxSimControl::Delay, TextArgument(given.call), given.milliseconds); });
-    callVerb("die-in", "end the server inside the next such call")->callback([&] {
-        ControlClient().call(&IVBoxSimControl::DieIn, TextArgument(given.call));
-    });
-    CLI::App* late = verb("die-after", "end the server after a time, whatever it is doing then");
-    late->add_option("milliseconds", given.milliseconds)->required();
-    late->callback([&] { ControlClient().call(&IVBoxSimControl::DieAfter, given.milliseconds); });
-    CLI::App* hold = verb("hold-lock", "how long a machine stays locked after its power-off");
-    hold->add_option("milliseconds", given.milliseconds)->required();
-    hold->callback([&] { ControlClient().call(&IVBoxSimControl::HoldLock, given.milliseconds); });
+    failing->add_option("result", given.result, "result code, such as 0x80004005");
+    failing->add_option("--times", given.times, "so many times (0: until reset)");
+    failing->add_option("--after", given.after, "after so many calls");
+    failing->add_flag("--null", given.null, "succeed instead, and hand out nothing");
+    verb("delay", "make a call take longer (0: not any more)",
+         [&] { ControlClient().call(&IVBoxSimControl::Delay, TextArgument(given.call), given.milliseconds); })
+        ->add_option("milliseconds", given.milliseconds)
+        ->required();
+    verb("die-in", "end the server inside the next such call",
+         [&] { ControlClient().call(&IVBoxSimControl::DieIn, TextArgument(given.call)); });
+}
 
-    CLI::App* trace = verb("trace", "the record of calls");
+void defineTimeVerbs(CLI::App& app, Arguments& given)
+{
+    const auto verb = [&](const char* name, const char* help, auto method) {
+        CLI::App* made = app.add_subcommand(name, help);
+        made->add_option("milliseconds", given.milliseconds)->required();
+        made->callback([&given, method] { ControlClient().call(method, given.milliseconds); });
+    };
+    verb("die-after", "end the server after a time, whatever it is doing then", &IVBoxSimControl::DieAfter);
+    verb("hold-lock", "how long a machine stays locked after its power-off", &IVBoxSimControl::HoldLock);
+}
+
+void defineTraceVerb(CLI::App& app)
+{
+    CLI::App* trace = app.add_subcommand("trace", "the record of calls");
     trace->require_subcommand(1);
     trace->add_subcommand("on", "start it anew")->callback([] { ControlClient().call(&IVBoxSimControl::Trace, TRUE); });
     trace->add_subcommand("off", "stop it")->callback([] { ControlClient().call(&IVBoxSimControl::Trace, FALSE); });
     trace->add_subcommand("show", "print it")->callback([] {
         std::fputs(ControlClient().text(&IVBoxSimControl::GetTrace).c_str(), stdout);
     });
-    CLI::App* scenario = verb("scenario", "set times, launch failures and faults from a file");
-    scenario->add_option("file", given.file, "JSON")->required();
-    scenario->callback([&] { loadScenario(given.file); });
 }
 
 int run(int count, wchar_t** arguments)
@@ -199,7 +209,11 @@ int run(int count, wchar_t** arguments)
     CLI::App app("vboxsim, a stand-in VirtualBox behind COM", "vboxsim");
     app.require_subcommand(1);
     Arguments given;
-    defineVerbs(app, given);
+    defineServerVerbs(app, given);
+    defineMachineVerbs(app, given);
+    defineFaultVerbs(app, given);
+    defineTimeVerbs(app, given);
+    defineTraceVerb(app);
     std::vector<std::string> words;
     for (int i = count - 1; i > 0; --i) // CLI11 takes them from the end
         words.push_back(toUtf8(arguments[i]));

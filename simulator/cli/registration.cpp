@@ -1,16 +1,15 @@
 #include "cli/registration.h"
 
-#include "identity.h"
-#include "virtualbox.h"
-
 #include <windows.h>
-
 #include <objbase.h>
 
 #include <cstring>
 #include <stdexcept>
 #include <utility>
 #include <vector>
+
+#include "identity.h"
+#include "virtualbox.h"
 
 namespace VBoxSim {
 

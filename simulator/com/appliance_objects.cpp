@@ -1,5 +1,7 @@
 #include "com/appliance_objects.h"
 
+#include "com/progress_object.h"
+
 namespace VBoxSim {
 
 namespace {
@@ -55,7 +57,7 @@ HRESULT ApplianceObject::get_VirtualSystemDescriptions(SAFEARRAY** descriptions)
     return get(L"IAppliance::get_VirtualSystemDescriptions", descriptions, [&] {
         Interfaces<IVirtualSystemDescription> found;
         for (std::size_t i = 0; i < data_->interpretation.systems.size(); ++i)
-            found.push_back(make<VirtualSystemDescription>(data_, i));
+            found.push_back(make<VirtualSystemDescriptionObject>(server(), data_, i));
         return found;
     });
 }
@@ -68,19 +70,20 @@ HRESULT ApplianceObject::get_Machines(SAFEARRAY** machines)
 HRESULT ApplianceObject::Read(BSTR file, IProgress** progress)
 {
     return get(
-        L"IAppliance::Read", progress, [&] { return make<Progress>(readAppliance(data_, textOf(file))); }, file);
+        L"IAppliance::Read", progress,
+        [&] { return make<ProgressObject>(server(), readAppliance(host(), data_, textOf(file))); }, file);
 }
 
 HRESULT ApplianceObject::Interpret()
 {
-    return call(L"IAppliance::Interpret", [&] { interpretAppliance(*data_); });
+    return call(L"IAppliance::Interpret", [&] { interpretAppliance(host(), *data_); });
 }
 
 HRESULT ApplianceObject::ImportMachines(SAFEARRAY* options, IProgress** progress)
 {
     return get(
         L"IAppliance::ImportMachines", progress,
-        [&] { return make<Progress>(importAppliance(data_, numbersOf(options))); }, options);
+        [&] { return make<ProgressObject>(server(), importAppliance(host(), data_, numbersOf(options))); }, options);
 }
 
 HRESULT ApplianceObject::GetWarnings(SAFEARRAY** warnings)
@@ -88,28 +91,22 @@ HRESULT ApplianceObject::GetWarnings(SAFEARRAY** warnings)
     return get(L"IAppliance::GetWarnings", warnings, [&] { return data_->interpretation.warnings; });
 }
 
-std::vector<DescriptionEntry>& VirtualSystemDescription::entries() const
-{
-    if (index_ >= data_->interpretation.systems.size())
-        throw Failure(Result::accessDenied, L"The appliance was read anew");
-    return data_->interpretation.systems[index_].entries;
-}
-
-HRESULT VirtualSystemDescription::get_Count(ULONG* count)
+HRESULT VirtualSystemDescriptionObject::get_Count(ULONG* count)
 {
     return get(L"IVirtualSystemDescription::get_Count", count, [&] { return entries().size(); });
 }
 
-HRESULT VirtualSystemDescription::GetDescription(SAFEARRAY** types, SAFEARRAY** references, SAFEARRAY** originals,
-                                                 SAFEARRAY** suggested, SAFEARRAY** extras)
+HRESULT VirtualSystemDescriptionObject::GetDescription(SAFEARRAY** types, SAFEARRAY** references, SAFEARRAY** originals,
+                                                       SAFEARRAY** suggested, SAFEARRAY** extras)
 {
     const DescriptionArrays arrays{types, references, originals, suggested, extras};
     arrays.clear();
     return call(L"IVirtualSystemDescription::GetDescription", [&] { arrays.fill(entries(), 0); });
 }
 
-HRESULT VirtualSystemDescription::GetDescriptionByType(ULONG type, SAFEARRAY** types, SAFEARRAY** references,
-                                                       SAFEARRAY** originals, SAFEARRAY** suggested, SAFEARRAY** extras)
+HRESULT VirtualSystemDescriptionObject::GetDescriptionByType(ULONG type, SAFEARRAY** types, SAFEARRAY** references,
+                                                             SAFEARRAY** originals, SAFEARRAY** suggested,
+                                                             SAFEARRAY** extras)
 {
     const DescriptionArrays arrays{types, references, originals, suggested, extras};
     arrays.clear();
@@ -117,7 +114,7 @@ HRESULT VirtualSystemDescription::GetDescriptionByType(ULONG type, SAFEARRAY** t
         L"IVirtualSystemDescription::GetDescriptionByType", [&] { arrays.fill(entries(), type); }, type);
 }
 
-HRESULT VirtualSystemDescription::GetValuesByType(ULONG type, ULONG which, SAFEARRAY** values)
+HRESULT VirtualSystemDescriptionObject::GetValuesByType(ULONG type, ULONG which, SAFEARRAY** values)
 {
     return get(
         L"IVirtualSystemDescription::GetValuesByType", values,
@@ -136,21 +133,12 @@ HRESULT VirtualSystemDescription::GetValuesByType(ULONG type, ULONG which, SAFEA
         type, which);
 }
 
-HRESULT VirtualSystemDescription::SetFinalValues(SAFEARRAY* enabled, SAFEARRAY* suggested, SAFEARRAY* extras)
+HRESULT VirtualSystemDescriptionObject::SetFinalValues(SAFEARRAY* enabled, SAFEARRAY* suggested, SAFEARRAY* extras)
 {
     return call(
         L"IVirtualSystemDescription::SetFinalValues",
         [&] {
-            std::vector<DescriptionEntry>& all = entries();
-            const std::vector<LONG> flags = numbersOf(enabled);
-            const std::vector<std::wstring> values = textsOf(suggested), more = textsOf(extras);
-            if (flags.size() != all.size() || values.size() != all.size() || more.size() != all.size())
-                throw Failure(Result::invalidArgument, L"The arrays must be as long as the description");
-            for (std::size_t i = 0; i < all.size(); ++i) {
-                all[i].enabled = flags[i] != 0;
-                all[i].suggested = values[i];
-                all[i].extra = more[i];
-            }
+            setFinalValues(entries(), {numbersOf(enabled), textsOf(suggested), textsOf(extras)});
         },
         enabled, suggested, extras);
 }

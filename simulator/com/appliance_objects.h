@@ -9,6 +9,8 @@ namespace VBoxSim {
 class ApplianceObject : public Object<ApplianceObject, IAppliance>
 {
 public:
+    explicit ApplianceObject(Server& server) : Object(server) {}
+
     HRESULT STDMETHODCALLTYPE get_Path(BSTR* path) override;
     HRESULT STDMETHODCALLTYPE get_VirtualSystemDescriptions(SAFEARRAY** descriptions) override;
     HRESULT STDMETHODCALLTYPE get_Machines(SAFEARRAY** machines) override;
@@ -24,10 +26,12 @@ private:
 };
 
 /// What an import would make of one system of an appliance.
-class VirtualSystemDescription : public Object<VirtualSystemDescription, IVirtualSystemDescription>
+class VirtualSystemDescriptionObject : public Object<VirtualSystemDescriptionObject, IVirtualSystemDescription>
 {
 public:
-    VirtualSystemDescription(AppliancePtr data, std::size_t index) : data_(std::move(data)), index_(index) {}
+    VirtualSystemDescriptionObject(Server& server, AppliancePtr data, std::size_t index)
+        : Object(server), data_(std::move(data)), index_(index)
+    {}
 
     HRESULT STDMETHODCALLTYPE get_Count(ULONG* count) override;
     HRESULT STDMETHODCALLTYPE GetDescription(SAFEARRAY** types, SAFEARRAY** references, SAFEARRAY** originals,
@@ -41,7 +45,7 @@ public:
     const wchar_t* typeName() const override { return L"IVirtualSystemDescription"; }
 
 private:
-    std::vector<DescriptionEntry>& entries() const;
+    std::vector<DescriptionEntry>& entries() const { return entriesOf(*data_, index_); }
 
     const AppliancePtr data_;
     const std::size_t index_;

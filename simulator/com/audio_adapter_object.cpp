@@ -2,88 +2,70 @@
 
 namespace VBoxSim {
 
-template <class Out, class Member>
-HRESULT AudioAdapter::read(const wchar_t* name, Out* out, Member member)
+HRESULT AudioAdapterObject::get_Enabled(BOOL* enabled)
 {
-    return get(name, out, [&] { return machine_->settings().audio.*member; });
+    return get(L"IAudioAdapter::get_Enabled", enabled, [&] { return view_.settings().enabled; });
 }
 
-HRESULT AudioAdapter::write(const wchar_t* name, BOOL value, bool AudioSettings::*member, Allowed allowed)
+HRESULT AudioAdapterObject::put_Enabled(BOOL enabled)
 {
     return call(
-        name, [&] { machine_->change(allowed).audio.*member = value != FALSE; }, value);
+        L"IAudioAdapter::put_Enabled", [&] { view_.setEnabled(enabled != FALSE); }, enabled);
 }
 
-HRESULT AudioAdapter::write(const wchar_t* name, ULONG value, ULONG highest, std::uint32_t AudioSettings::*member)
+HRESULT AudioAdapterObject::get_EnabledIn(BOOL* enabled)
+{
+    return get(L"IAudioAdapter::get_EnabledIn", enabled, [&] { return view_.settings().enabledIn; });
+}
+
+HRESULT AudioAdapterObject::put_EnabledIn(BOOL enabled)
 {
     return call(
-        name,
-        [&] {
-            if (value > highest)
-                throw Failure(Result::invalidArgument, L"Invalid value " + std::to_wstring(value));
-            machine_->change(Allowed::Off).audio.*member = value;
-        },
-        value);
+        L"IAudioAdapter::put_EnabledIn", [&] { view_.setEnabledIn(enabled != FALSE); }, enabled);
 }
 
-HRESULT AudioAdapter::get_Enabled(BOOL* enabled)
+HRESULT AudioAdapterObject::get_EnabledOut(BOOL* enabled)
 {
-    return read(L"IAudioAdapter::get_Enabled", enabled, &AudioSettings::enabled);
+    return get(L"IAudioAdapter::get_EnabledOut", enabled, [&] { return view_.settings().enabledOut; });
 }
 
-HRESULT AudioAdapter::put_Enabled(BOOL enabled)
+HRESULT AudioAdapterObject::put_EnabledOut(BOOL enabled)
 {
-    return write(L"IAudioAdapter::put_Enabled", enabled, &AudioSettings::enabled, Allowed::Off);
+    return call(
+        L"IAudioAdapter::put_EnabledOut", [&] { view_.setEnabledOut(enabled != FALSE); }, enabled);
 }
 
-HRESULT AudioAdapter::get_EnabledIn(BOOL* enabled)
+HRESULT AudioAdapterObject::get_AudioController(ULONG* controller)
 {
-    return read(L"IAudioAdapter::get_EnabledIn", enabled, &AudioSettings::enabledIn);
+    return get(L"IAudioAdapter::get_AudioController", controller, [&] { return view_.settings().controller; });
 }
 
-HRESULT AudioAdapter::put_EnabledIn(BOOL enabled)
+HRESULT AudioAdapterObject::put_AudioController(ULONG controller)
 {
-    return write(L"IAudioAdapter::put_EnabledIn", enabled, &AudioSettings::enabledIn, Allowed::OffOrRunning);
+    return call(
+        L"IAudioAdapter::put_AudioController", [&] { view_.setController(controller); }, controller);
 }
 
-HRESULT AudioAdapter::get_EnabledOut(BOOL* enabled)
+HRESULT AudioAdapterObject::get_AudioCodec(ULONG* codec)
 {
-    return read(L"IAudioAdapter::get_EnabledOut", enabled, &AudioSettings::enabledOut);
+    return get(L"IAudioAdapter::get_AudioCodec", codec, [&] { return view_.settings().codec; });
 }
 
-HRESULT AudioAdapter::put_EnabledOut(BOOL enabled)
+HRESULT AudioAdapterObject::put_AudioCodec(ULONG codec)
 {
-    return write(L"IAudioAdapter::put_EnabledOut", enabled, &AudioSettings::enabledOut, Allowed::OffOrRunning);
+    return call(
+        L"IAudioAdapter::put_AudioCodec", [&] { view_.setCodec(codec); }, codec);
 }
 
-HRESULT AudioAdapter::get_AudioController(ULONG* controller)
+HRESULT AudioAdapterObject::get_AudioDriver(ULONG* driver)
 {
-    return read(L"IAudioAdapter::get_AudioController", controller, &AudioSettings::controller);
+    return get(L"IAudioAdapter::get_AudioDriver", driver, [&] { return view_.settings().driver; });
 }
 
-HRESULT AudioAdapter::put_AudioController(ULONG controller)
+HRESULT AudioAdapterObject::put_AudioDriver(ULONG driver)
 {
-    return write(L"IAudioAdapter::put_AudioController", controller, 2, &AudioSettings::controller);
-}
-
-HRESULT AudioAdapter::get_AudioCodec(ULONG* codec)
-{
-    return read(L"IAudioAdapter::get_AudioCodec", codec, &AudioSettings::codec);
-}
-
-HRESULT AudioAdapter::put_AudioCodec(ULONG codec)
-{
-    return write(L"IAudioAdapter::put_AudioCodec", codec, 4, &AudioSettings::codec);
-}
-
-HRESULT AudioAdapter::get_AudioDriver(ULONG* driver)
-{
-    return read(L"IAudioAdapter::get_AudioDriver", driver, &AudioSettings::driver);
-}
-
-HRESULT AudioAdapter::put_AudioDriver(ULONG driver)
-{
-    return write(L"IAudioAdapter::put_AudioDriver", driver, 8, &AudioSettings::driver);
+    return call(
+        L"IAudioAdapter::put_AudioDriver", [&] { view_.setDriver(driver); }, driver);
 }
 
 } // namespace VBoxSim

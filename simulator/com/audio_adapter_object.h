@@ -1,13 +1,14 @@
 #pragma once
 
-#include "com/machine_object.h"
+#include "com/object.h"
+#include "host/device_views.h"
 
 namespace VBoxSim {
 
-class AudioAdapter : public Object<AudioAdapter, IAudioAdapter>
+class AudioAdapterObject : public Object<AudioAdapterObject, IAudioAdapter>
 {
 public:
-    explicit AudioAdapter(ComPtr<Machine> machine) : machine_(std::move(machine)) {}
+    AudioAdapterObject(Server& server, AudioAdapterView view) : Object(server), view_(std::move(view)) {}
 
     HRESULT STDMETHODCALLTYPE get_Enabled(BOOL* enabled) override;
     HRESULT STDMETHODCALLTYPE put_Enabled(BOOL enabled) override;
@@ -25,13 +26,9 @@ public:
     const wchar_t* typeName() const override { return L"IAudioAdapter"; }
 
 private:
-    void checkUsable() const override { machine_->checkUsable(); }
-    template <class Out, class Member>
-    HRESULT read(const wchar_t* name, Out* out, Member member);
-    HRESULT write(const wchar_t* name, BOOL value, bool AudioSettings::*member, Allowed allowed);
-    HRESULT write(const wchar_t* name, ULONG value, ULONG highest, std::uint32_t AudioSettings::*member);
+    void checkUsable() const override { view_.machine().checkUsable(); }
 
-    const ComPtr<Machine> machine_;
+    const AudioAdapterView view_;
 };
 
 } // namespace VBoxSim

@@ -1,32 +1,11 @@
 #include "com/call_frame.h"
 
-#include "com/clients.h"
+#include <chrono>
+
 #include "com/error_info.h"
 #include "host/error_mapping.h"
-#include "svc/class_objects.h"
-
-#include <chrono>
-#include <cstring>
 
 namespace VBoxSim {
-
-std::mutex& worldMutex()
-{
-    static std::mutex* const mutex = new std::mutex; // threads may still be in calls when the process leaves
-    return *mutex;
-}
-
-FaultTable& faults()
-{
-    static FaultTable* const table = new FaultTable;
-    return *table;
-}
-
-CallTrace& trace()
-{
-    static CallTrace* const record = new CallTrace;
-    return *record;
-}
 
 std::wstring describe(BSTR text)
 {
@@ -51,63 +30,70 @@ std::wstring describe(SAFEARRAY* array)
     return array ? L"array of " + std::to_wstring(array->cDims ? array->rgsabound[0].cElements : 0) : L"null";
 }
 
-std::wstring componentOf(const std::wstring& call)
-{
-    const std::size_t end = call.find(L"::");
-    return call.substr(1, end == std::wstring::npos ? end : end - 1) + L"Wrap";
-}
-
 namespace {
 
-HRESULT run(const wchar_t* call, REFIID interfaceId, const std::function<void(WorldLock&)>& body)
+/// One call in the trace, with its arguments only while the trace is on.
+class TracedCall
 {
-    try {
-        WorldLock lock(worldMutex());
-        body(lock);
-        return S_OK;
-    } catch (const Failure& failure) {
-        reportError(failure, call, interfaceId);
-        return failure.code();
-    } catch (const StorageError& error) {
-        const Failure failure = failureOf(error);
-        reportError(failure, call, interfaceId);
-        return failure.code();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (const std::exception& e) {
-        reportError(Failure(Result::fail, std::wstring(e.what(), e.what() + std::strlen(e.what()))), call, interfaceId);
-        return E_FAIL;
+public:
+    TracedCall(Server& server, const CallName& call, const std::function<std::wstring()>& arguments)
+        : trace_(server.trace), started_(std::chrono::steady_clock::now())
+    {
+        if (trace_.on())
+            number_ = trace_.begin(Clients::caller(), GetCurrentThreadId(), call.text, arguments());
     }
+
+    void end(HRESULT result)
+    {
+        const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - started_;
+        trace_.end(number_, result, taken.count());
+    }
+
+private:
+    CallTrace& trace_;
+    const std::chrono::steady_clock::time_point started_;
+    std::uint64_t number_ = 0;
+};
+
+HRESULT refuse(Server& server, const CallName& call, const Failure& failure)
+{
+    if (FAILED(failure.code()) && !failure.text().empty())
+        reportError(server, failure, call.text, call.interfaceId);
+    return failure.code();
+}
+
+HRESULT run(Server& server, const CallName& call, const std::function<void(HostLock&)>& body)
+{
+    const auto failure = attempt([&] {
+        HostLock lock = server.host.lock();
+        body(lock);
+    });
+    return failure ? refuse(server, call, *failure) : S_OK;
+}
+
+HRESULT runUnderFaults(Server& server, const CallName& call, const std::function<void(HostLock&)>& body)
+{
+    const CallFault fault = server.host.faults().take(call.text);
+    if (fault.delayMilliseconds)
+        Sleep(fault.delayMilliseconds);
+    if (fault.die) {
+        server.beforeDeath();
+        TerminateProcess(GetCurrentProcess(), 1);
+    }
+    if (fault.fails)
+        return refuse(server, call, Failure(fault.result, L"Failure ordered by a test"));
+    return fault.answersNull ? S_OK : run(server, call, body);
 }
 
 } // namespace
 
-HRESULT serve(const wchar_t* call, const std::function<std::wstring()>& arguments, REFIID interfaceId,
-              const std::function<void(WorldLock&)>& body)
+HRESULT serve(Server& server, const CallName& call, const std::function<std::wstring()>& arguments,
+              const std::function<void(HostLock&)>& body)
 {
-    Clients::noteCaller();
-    const auto started = std::chrono::steady_clock::now();
-    const std::uint64_t number =
-        trace().on() ? trace().begin(Clients::caller(), GetCurrentThreadId(), call, arguments()) : 0;
-
-    const CallFault fault = faults().take(call);
-    if (fault.delayMilliseconds)
-        Sleep(fault.delayMilliseconds);
-    if (fault.die) {
-        withdrawClassesBeforeDeath();
-        TerminateProcess(GetCurrentProcess(), 1);
-    }
-    HRESULT result = S_OK;
-    if (fault.fails) {
-        result = fault.result;
-        if (FAILED(result))
-            reportError(Failure(result, L"Failure ordered by a test"), call, interfaceId);
-    } else if (!fault.answersNull) {
-        result = run(call, interfaceId, body);
-    }
-
-    trace().end(number, result,
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count());
+    server.clients.noteCaller();
+    TracedCall traced(server, call, arguments);
+    const HRESULT result = runUnderFaults(server, call, body);
+    traced.end(result);
     return result;
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "base/failure.h"
-
 #include <atomic>
 #include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
+
+#include "base/failure.h"
 
 namespace VBoxSim {
 

@@ -3,13 +3,10 @@
 #include <objbase.h>
 #include <rpc.h>
 
-#include <atomic>
-
 namespace VBoxSim {
 
 namespace {
 thread_local DWORD callerOfThread = 0;
-std::atomic<ULONGLONG> timeOfLastCall{0};
 } // namespace
 
 bool underWine()
@@ -18,11 +15,10 @@ bool underWine()
     return wine;
 }
 
-Counted::Counted() : client_(Clients::caller())
+Counted::Counted(Clients& clients) : clients_(clients), client_(Clients::caller())
 {
-    Clients& clients = Clients::instance();
-    const std::lock_guard guard(clients.mutex_);
-    clients.objects_.insert(this);
+    const std::lock_guard guard(clients_.mutex_);
+    clients_.objects_.insert(this);
 }
 
 void Counted::leaveCensus()
@@ -30,31 +26,19 @@ void Counted::leaveCensus()
     if (!counted_)
         return;
     counted_ = false;
-    Clients& clients = Clients::instance();
-    const std::lock_guard guard(clients.mutex_);
-    clients.objects_.erase(this);
+    const std::lock_guard guard(clients_.mutex_);
+    clients_.objects_.erase(this);
 }
 
 void Counted::connected(bool now)
 {
-    const std::lock_guard guard(Clients::instance().mutex_);
+    const std::lock_guard guard(clients_.mutex_);
     connected_ = now;
-}
-
-Clients& Clients::instance()
-{
-    static Clients* const clients = new Clients; // outlives the last object
-    return *clients;
 }
 
 DWORD Clients::caller() noexcept
 {
     return callerOfThread;
-}
-
-ULONGLONG Clients::lastCall() noexcept
-{
-    return timeOfLastCall;
 }
 
 void Clients::actFor(DWORD process)
@@ -64,11 +48,11 @@ void Clients::actFor(DWORD process)
 
 void Clients::noteCaller()
 {
-    timeOfLastCall = GetTickCount64();
+    lastCall_ = GetTickCount64();
     unsigned long process = 0;
     callerOfThread = I_RpcBindingInqLocalClientPID(nullptr, &process) == RPC_S_OK ? process : 0;
     if (callerOfThread && callerOfThread != GetCurrentProcessId())
-        instance().watch(callerOfThread);
+        watch(callerOfThread);
 }
 
 void Clients::watch(DWORD process)
@@ -76,20 +60,18 @@ void Clients::watch(DWORD process)
     const std::lock_guard guard(mutex_);
     if (watched_.contains(process))
         return;
-    Watch watch;
-    watch.process = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
-    if (!watch.process)
+    const HANDLE opened = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
+    if (!opened)
         return; // not ours to watch; its references count as long as COM counts them
-    RegisterWaitForSingleObject(&watch.wait, watch.process, &Clients::processEnded,
-                                // NOLINTNEXTLINE(performance-no-int-to-ptr): the context is the number, nothing points
-                                reinterpret_cast<void*>(static_cast<ULONG_PTR>(process)), INFINITE,
+    Watch& watch = watched_.emplace(process, Watch{this, process, opened}).first->second;
+    RegisterWaitForSingleObject(&watch.wait, opened, &Clients::processEnded, &watch, INFINITE,
                                 WT_EXECUTEONLYONCE | WT_EXECUTELONGFUNCTION);
-    watched_.emplace(process, watch);
 }
 
 void CALLBACK Clients::processEnded(void* context, BOOLEAN)
 {
-    instance().ended(static_cast<DWORD>(reinterpret_cast<ULONG_PTR>(context)));
+    const Watch& watch = *static_cast<Watch*>(context);
+    watch.clients->ended(watch.id);
 }
 
 void Clients::ended(DWORD process)

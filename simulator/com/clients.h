@@ -1,9 +1,9 @@
 #pragma once
 
 #include <windows.h>
-
 #include <unknwn.h>
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -14,6 +14,8 @@
 namespace VBoxSim {
 
 bool underWine();
+
+class Clients;
 
 /// What the census knows of an object: who got it and whether a client holds it now.
 class Counted
@@ -26,7 +28,7 @@ public:
     DWORD client() const noexcept { return client_; }
 
 protected:
-    Counted();
+    explicit Counted(Clients& clients);
     ~Counted() { leaveCensus(); } // for a constructor that throws
 
     /// COM tells the first and the last reference from outside the process.
@@ -44,6 +46,7 @@ protected:
 
 private:
     friend class Clients;
+    Clients& clients_;
     DWORD client_;
     bool connected_ = false;
     bool counted_ = true;
@@ -53,12 +56,14 @@ private:
 class Clients
 {
 public:
-    static Clients& instance();
+    Clients() = default;
+    Clients(const Clients&) = delete;
+    Clients& operator=(const Clients&) = delete;
 
     /// Called at the start of every call: remembers the calling process and watches it from now on.
-    static void noteCaller();
+    void noteCaller();
     /// When the last call came (GetTickCount64).
-    static ULONGLONG lastCall() noexcept;
+    ULONGLONG lastCall() const noexcept { return lastCall_; }
     /// Makes this thread work for a client: what it hands out counts as that client's.
     static void actFor(DWORD process);
     /// The process that makes the call of this thread; 0 outside of calls.
@@ -82,7 +87,9 @@ private:
     friend class Counted;
     struct Watch
     {
-        HANDLE process = nullptr;
+        Clients* clients;
+        DWORD id;
+        HANDLE process;
         HANDLE wait = nullptr;
     };
 
@@ -94,6 +101,7 @@ private:
     std::map<DWORD, Watch> watched_;
     std::set<Counted*> objects_;
     std::function<void(DWORD)> gone_;
+    std::atomic<ULONGLONG> lastCall_{0};
 };
 
 } // namespace VBoxSim

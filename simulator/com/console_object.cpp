@@ -1,107 +1,67 @@
 #include "com/console_object.h"
 
-#include "base/files.h"
+#include "com/event_objects.h"
 #include "com/machine_object.h"
+#include "com/progress_object.h"
 #include "com/shared_folder_object.h"
 #include "host/vm_life.h"
 
-#include <algorithm>
-
 namespace VBoxSim {
 
-void Console::checkUsable() const
+HRESULT ConsoleObject::get_Machine(IMachine** machine)
 {
-    if (!lock_->alive)
-        throw Failure(Result::serverUnavailable, L"The machine's process has ended");
+    return get(L"IConsole::get_Machine", machine,
+               [&] { return make<MachineObject>(server(), MachineView(host(), view_.machine(), view_.lock())); });
 }
 
-void Console::requireSteady() const
+HRESULT ConsoleObject::get_State(ULONG* state)
 {
-    if (machine_->state != MachineState::Running && machine_->state != MachineState::Paused)
-        throw Failure(Result::invalidVmState,
-                      L"The machine changes its state (machine state: " + stateName(machine_->state) + L")");
+    return get(L"IConsole::get_State", state, [&] { return view_.machine()->state; });
 }
 
-void Console::fireSharedFolderChanged()
+HRESULT ConsoleObject::get_SharedFolders(SAFEARRAY** folders)
 {
-    EventData event;
-    event.type = EventType::OnSharedFolderChanged;
-    lock_->vm->events->fire(std::move(event));
+    return get(L"IConsole::get_SharedFolders", folders,
+               [&] { return sharedFolderObjects(server(), view_.vm().sharedFolders); });
 }
 
-HRESULT Console::get_Machine(IMachine** machine)
+HRESULT ConsoleObject::get_EventSource(IEventSource** source)
 {
-    return get(L"IConsole::get_Machine", machine, [&] { return make<Machine>(machine_, lock_); });
+    return get(L"IConsole::get_EventSource", source,
+               [&] { return make<EventSourceObject>(server(), view_.vm().events); });
 }
 
-HRESULT Console::get_State(ULONG* state)
+HRESULT ConsoleObject::PowerDown(IProgress** progress)
 {
-    return get(L"IConsole::get_State", state, [&] { return machine_->state; });
+    return get(L"IConsole::PowerDown", progress,
+               [&] { return make<ProgressObject>(server(), powerDown(host(), view_.machine())); });
 }
 
-HRESULT Console::get_SharedFolders(SAFEARRAY** folders)
+HRESULT ConsoleObject::Pause()
 {
-    return get(L"IConsole::get_SharedFolders", folders, [&] {
-        Interfaces<ISharedFolder> found;
-        for (const SharedFolderSettings& folder : lock_->vm->sharedFolders)
-            found.push_back(make<SharedFolder>(folder));
-        return found;
-    });
+    return call(L"IConsole::Pause", [&] { pauseMachine(host(), *view_.machine()); });
 }
 
-HRESULT Console::get_EventSource(IEventSource** source)
+HRESULT ConsoleObject::Resume()
 {
-    return get(L"IConsole::get_EventSource", source, [&] { return make<EventSource>(lock_->vm->events); });
+    return call(L"IConsole::Resume", [&] { resumeMachine(host(), *view_.machine()); });
 }
 
-HRESULT Console::PowerDown(IProgress** progress)
-{
-    return get(L"IConsole::PowerDown", progress, [&] { return make<Progress>(powerDown(machine_)); });
-}
-
-HRESULT Console::Pause()
-{
-    return call(L"IConsole::Pause", [&] { pauseMachine(*machine_); });
-}
-
-HRESULT Console::Resume()
-{
-    return call(L"IConsole::Resume", [&] { resumeMachine(*machine_); });
-}
-
-HRESULT Console::CreateSharedFolder(BSTR name, BSTR hostPath, BOOL writable, BOOL autoMount, BSTR mountPoint)
+HRESULT ConsoleObject::CreateSharedFolder(BSTR name, BSTR hostPath, BOOL writable, BOOL autoMount, BSTR mountPoint)
 {
     return call(
         L"IConsole::CreateSharedFolder",
         [&] {
-            requireSteady();
-            const SharedFolderSettings folder =
-                checkedSharedFolder(textOf(name), textOf(hostPath), writable, autoMount, textOf(mountPoint));
-            auto& folders = lock_->vm->sharedFolders;
-            for (const SharedFolderSettings& other : folders)
-                if (other.name == folder.name)
-                    throw Failure(Result::fileError, L"Shared folder named '" + folder.name + L"' already exists");
-            if (!Files::isFolder(folder.hostPath))
-                throw Failure(Result::fileError, L"Shared folder path '" + folder.hostPath + L"' is not accessible");
-            folders.push_back(folder);
-            fireSharedFolderChanged();
+            view_.createSharedFolder(
+                {textOf(name), textOf(hostPath), writable != FALSE, autoMount != FALSE, textOf(mountPoint)});
         },
         name, hostPath, writable, autoMount, mountPoint);
 }
 
-HRESULT Console::RemoveSharedFolder(BSTR name)
+HRESULT ConsoleObject::RemoveSharedFolder(BSTR name)
 {
     return call(
-        L"IConsole::RemoveSharedFolder",
-        [&] {
-            requireSteady();
-            const std::wstring text = textOf(name);
-            const auto same = [&](const SharedFolderSettings& folder) { return folder.name == text; };
-            if (!std::erase_if(lock_->vm->sharedFolders, same))
-                throw Failure(Result::fileError, L"Could not find a shared folder named '" + text + L"'");
-            fireSharedFolderChanged();
-        },
-        name);
+        L"IConsole::RemoveSharedFolder", [&] { view_.removeSharedFolder(textOf(name)); }, name);
 }
 
 } // namespace VBoxSim

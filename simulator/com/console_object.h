@@ -1,15 +1,14 @@
 #pragma once
 
 #include "com/object.h"
-#include "host/world.h"
+#include "host/device_views.h"
 
 namespace VBoxSim {
 
-/// A running machine. With its process it goes away: calls then fail as if a server had died.
-class Console : public Object<Console, IConsole>
+class ConsoleObject : public Object<ConsoleObject, IConsole>
 {
 public:
-    Console(MachinePtr machine, LockPtr lock) : machine_(std::move(machine)), lock_(std::move(lock)) {}
+    ConsoleObject(Server& server, ConsoleView view) : Object(server), view_(std::move(view)) {}
 
     HRESULT STDMETHODCALLTYPE get_Machine(IMachine** machine) override;
     HRESULT STDMETHODCALLTYPE get_State(ULONG* state) override;
@@ -25,12 +24,9 @@ public:
     const wchar_t* typeName() const override { return L"IConsole"; }
 
 private:
-    void checkUsable() const override;
-    void requireSteady() const;
-    void fireSharedFolderChanged();
+    void checkUsable() const override { view_.checkUsable(); }
 
-    const MachinePtr machine_;
-    const LockPtr lock_;
+    const ConsoleView view_;
 };
 
 } // namespace VBoxSim

@@ -64,9 +64,15 @@ HRESULT ErrorInfo::get_Next(IVirtualBoxErrorInfo** next)
     return get(L"IVirtualBoxErrorInfo::get_Next", next, [] { return nullptr; });
 }
 
-void reportError(const Failure& failure, const wchar_t* call, REFIID interfaceId)
+std::wstring componentOf(const std::wstring& call)
 {
-    const ComPtr<ErrorInfo> info = make<ErrorInfo>(failure, componentOf(call), interfaceId);
+    const std::size_t end = call.find(L"::");
+    return call.substr(1, end == std::wstring::npos ? end : end - 1) + L"Wrap";
+}
+
+void reportError(Server& server, const Failure& failure, const wchar_t* call, REFIID interfaceId)
+{
+    const ComPtr<ErrorInfo> info = make<ErrorInfo>(server, failure, componentOf(call), interfaceId);
     SetErrorInfo(0, info.Get());
 }
 

@@ -8,9 +8,9 @@ namespace VBoxSim {
 class ErrorInfo : public Object<ErrorInfo, IVirtualBoxErrorInfo, IErrorInfo>
 {
 public:
-    ErrorInfo(Failure failure, std::wstring component, const GUID& interfaceId)
+    ErrorInfo(Server& server, Failure failure, std::wstring component, const GUID& interfaceId)
         // NOLINTNEXTLINE(bugprone-throw-keyword-missing): the member is made here
-        : failure_(std::move(failure)), component_(std::move(component)), interfaceId_(interfaceId)
+        : Object(server), failure_(std::move(failure)), component_(std::move(component)), interfaceId_(interfaceId)
     {}
 
     HRESULT STDMETHODCALLTYPE GetGUID(GUID* id) override;
@@ -34,7 +34,10 @@ private:
     GUID interfaceId_;
 };
 
+/// The component name that VirtualBox's error objects give for a call.
+std::wstring componentOf(const std::wstring& call);
+
 /// Leaves the error object of a failed call with COM, which carries it to the client.
-void reportError(const Failure& failure, const wchar_t* call, REFIID interfaceId);
+void reportError(Server& server, const Failure& failure, const wchar_t* call, REFIID interfaceId);
 
 } // namespace VBoxSim

@@ -1,15 +1,14 @@
 #include "com/interface_keeper.h"
 
-#include "com/clients.h"
-
 #include <objbase.h>
 #include <objidl.h>
-
 #include <wrl/client.h>
 
 #include <algorithm>
 #include <mutex>
 #include <vector>
+
+#include "com/clients.h"
 
 using Microsoft::WRL::ComPtr;
 

@@ -1,28 +1,17 @@
 #pragma once
 
 #include "com/object.h"
-#include "host/world.h"
+#include "host/machine_view.h"
 
 namespace VBoxSim {
 
-/// In which states a setting may be changed, besides on a machine that is not registered.
-enum class Allowed
-{
-    Off, ///< powered off or aborted
-    OffOrSaved,
-    OffOrRunning, ///< also running or paused
-};
-
-/// A machine as one client sees it: the registered machine, an unregistered one, or the machine of a session, whose
-/// changes others see only once they are saved.
-class Machine : public Object<Machine, IMachine>
+class MachineObject : public Object<MachineObject, IMachine>
 {
 public:
     static constexpr GUID implementationId{
         0x6E0B7C54, 0x2D7A, 0x4F0C, {0x9A, 0x83, 0x5B, 0x1E, 0x4C, 0x2D, 0x9F, 0x20}};
 
-    /// With a lock it is the machine of the sessions that share the lock.
-    explicit Machine(MachinePtr data, LockPtr lock = nullptr) : data_(std::move(data)), lock_(std::move(lock)) {}
+    MachineObject(Server& server, MachineView view) : Object(server), view_(std::move(view)) {}
 
     HRESULT STDMETHODCALLTYPE get_Parent(IVirtualBox** parent) override;
     HRESULT STDMETHODCALLTYPE get_Accessible(BOOL* accessible) override;
@@ -105,25 +94,16 @@ public:
                                                        SAFEARRAY** timestamps, SAFEARRAY** flags) override;
 
     const wchar_t* typeName() const override { return L"IMachine"; }
-    const MachinePtr& data() const { return data_; }
-
-    /// The settings that this object shows.
-    const MachineSettings& settings() const;
-    /// The settings to change; throws Failure(invalidVmState) when this object may not change them now.
-    MachineSettings& change(Allowed allowed);
-    /// Throws when the object takes no calls any more.
-    void checkUsable() const override;
+    const MachineView& view() const { return view_; }
 
 private:
-    bool isMutable() const { return lock_ || !data_->registered; }
-    void requireMutable() const;
-    template <class Member>
-    HRESULT putNumber(const wchar_t* name, ULONG value, ULONG lowest, ULONG highest, Member member);
-    AttachmentSettings& attachmentToMark(BSTR controller, LONG port, LONG device);
-    void setGuestProperty(const std::wstring& name, const std::wstring& value, const std::wstring* flags);
+    void checkUsable() const override { view_.checkUsable(); }
 
-    const MachinePtr data_;
-    const LockPtr lock_;
+    const MachineView view_;
 };
+
+/// The view behind an argument; throws Failure(`missing`) for what is no machine of this server, and for a machine that
+/// takes no calls.
+MachineView viewOf(IMachine* argument, const Failure& missing);
 
 } // namespace VBoxSim

@@ -1,18 +1,17 @@
 #pragma once
 
 #include "com/object.h"
-#include "host/world.h"
+#include "host/medium.h"
 
 namespace VBoxSim {
 
-/// A disk image. Once it is closed no call works any more.
-class Medium : public Object<Medium, IMedium>
+class MediumObject : public Object<MediumObject, IMedium>
 {
 public:
     static constexpr GUID implementationId{
         0x6E0B7C54, 0x2D7A, 0x4F0C, {0x9A, 0x83, 0x5B, 0x1E, 0x4C, 0x2D, 0x9F, 0x23}};
 
-    explicit Medium(MediumPtr data) : data_(std::move(data)) {}
+    MediumObject(Server& server, MediumPtr medium) : Object(server), medium_(std::move(medium)) {}
 
     HRESULT STDMETHODCALLTYPE get_Id(BSTR* id) override;
     HRESULT STDMETHODCALLTYPE get_Description(BSTR* description) override;
@@ -37,12 +36,21 @@ public:
     HRESULT STDMETHODCALLTYPE DeleteStorage(IProgress** progress) override;
 
     const wchar_t* typeName() const override { return L"IMedium"; }
-    const MediumPtr& data() const { return data_; }
+    const MediumPtr& medium() const { return medium_; }
 
 private:
     void checkUsable() const override;
+    template <class Read>
+    HRESULT getUnlessEmpty(const wchar_t* name, SAFEARRAY** out, Read&& read);
 
-    const MediumPtr data_;
+    const MediumPtr medium_;
 };
+
+/// Null for a null medium.
+ComPtr<MediumObject> mediumObject(Server& server, const MediumPtr& medium);
+Interfaces<IMedium> mediumObjects(Server& server, const std::vector<MediumPtr>& media);
+/// Both throw Failure(invalidArgument) for what is no medium of this server.
+MediumPtr mediumOf(IUnknown* object);
+std::vector<MediumPtr> mediaOf(SAFEARRAY* objects);
 
 } // namespace VBoxSim

@@ -1,13 +1,14 @@
 #pragma once
 
-#include "com/machine_object.h"
+#include "com/object.h"
+#include "host/device_views.h"
 
 namespace VBoxSim {
 
-class NetworkAdapter : public Object<NetworkAdapter, INetworkAdapter>
+class NetworkAdapterObject : public Object<NetworkAdapterObject, INetworkAdapter>
 {
 public:
-    NetworkAdapter(ComPtr<Machine> machine, ULONG slot) : machine_(std::move(machine)), slot_(slot) {}
+    NetworkAdapterObject(Server& server, NetworkAdapterView view) : Object(server), view_(std::move(view)) {}
 
     HRESULT STDMETHODCALLTYPE get_AdapterType(ULONG* type) override;
     HRESULT STDMETHODCALLTYPE put_AdapterType(ULONG type) override;
@@ -25,19 +26,16 @@ public:
     const wchar_t* typeName() const override { return L"INetworkAdapter"; }
 
 private:
-    void checkUsable() const override { machine_->checkUsable(); }
-    const NetworkAdapterSettings& shown() const;
-    NetworkAdapterSettings& changed(Allowed allowed);
+    void checkUsable() const override { view_.machine().checkUsable(); }
 
-    const ComPtr<Machine> machine_;
-    const ULONG slot_;
+    const NetworkAdapterView view_;
 };
 
 /// The port forwarding of an adapter, whatever the adapter is attached to.
-class NatEngine : public Object<NatEngine, INATEngine>
+class NatEngineObject : public Object<NatEngineObject, INATEngine>
 {
 public:
-    NatEngine(ComPtr<Machine> machine, ULONG slot) : machine_(std::move(machine)), slot_(slot) {}
+    NatEngineObject(Server& server, NetworkAdapterView view) : Object(server), view_(std::move(view)) {}
 
     HRESULT STDMETHODCALLTYPE get_Redirects(SAFEARRAY** redirects) override;
     HRESULT STDMETHODCALLTYPE AddRedirect(BSTR name, ULONG protocol, BSTR hostIp, USHORT hostPort, BSTR guestIp,
@@ -47,13 +45,9 @@ public:
     const wchar_t* typeName() const override { return L"INATEngine"; }
 
 private:
-    void checkUsable() const override { machine_->checkUsable(); }
-    const std::vector<NatRule>& shown() const;
-    std::vector<NatRule>& changed();
-    void fireRedirect() const;
+    void checkUsable() const override { view_.machine().checkUsable(); }
 
-    const ComPtr<Machine> machine_;
-    const ULONG slot_;
+    const NetworkAdapterView view_;
 };
 
 } // namespace VBoxSim

@@ -1,17 +1,18 @@
 #pragma once
 
-#include "com/call_frame.h"
-#include "com/clients.h"
-#include "com/interface_keeper.h"
-#include "com/values.h"
-#include "vboxsim_control_defaults.h"
-#include "virtualbox_defaults.h"
-
 #include <windows.h>
 
 #include <atomic>
 #include <string>
 #include <utility>
+
+#include "com/call_frame.h"
+#include "com/clients.h"
+#include "com/interface_keeper.h"
+#include "com/server.h"
+#include "com/values.h"
+#include "vboxsim_control_defaults.h"
+#include "virtualbox_defaults.h"
 
 namespace VBoxSim {
 
@@ -88,12 +89,15 @@ public:
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID) override { return S_OK; }
 
 protected:
-    Object()
+    explicit Object(Server& server) : Counted(server.clients), server_(server)
     {
         static const bool kept = (keepRegistered(__uuidof(Interface)), (keepRegistered(__uuidof(Bases)), ...), true);
         static_cast<void>(kept);
     }
     virtual ~Object() = default;
+
+    Server& server() const { return server_; }
+    Host& host() const { return server_.host; }
 
     IUnknown* identity() override { return static_cast<Interface*>(this); }
 
@@ -108,15 +112,15 @@ protected:
     /// Throws when the object takes no calls any more.
     virtual void checkUsable() const {}
 
-    /// A method: `body` is called with the world's lock when it wants it.
+    /// A method: `body` is called with the host's lock when it wants it.
     template <class Body, class... Arguments>
     HRESULT call(const wchar_t* name, Body&& body, const Arguments&... arguments)
     {
         return callAlways(
             name,
-            [&](WorldLock& lock) {
+            [&](HostLock& lock) {
                 checkUsable();
-                if constexpr (std::is_invocable_v<Body, WorldLock&>)
+                if constexpr (std::is_invocable_v<Body, HostLock&>)
                     body(lock);
                 else
                     body();
@@ -129,9 +133,9 @@ protected:
     HRESULT callAlways(const wchar_t* name, Body&& body, const Arguments&... arguments)
     {
         return serve(
-            name, [&] { return describeAll(arguments...); }, __uuidof(Interface),
-            [&](WorldLock& lock) {
-                if constexpr (std::is_invocable_v<Body, WorldLock&>)
+            server_, {name, __uuidof(Interface)}, [&] { return describeAll(arguments...); },
+            [&](HostLock& lock) {
+                if constexpr (std::is_invocable_v<Body, HostLock&>)
                     body(lock);
                 else
                     body();
@@ -168,6 +172,7 @@ protected:
 private:
     static constexpr bool hasDispatch = std::is_base_of_v<IDispatch, Interface>;
 
+    Server& server_;
     std::atomic<ULONG> references_{0};
     std::atomic<DWORD> connections_{0};
 };

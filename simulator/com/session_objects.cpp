@@ -3,34 +3,18 @@
 #include "com/console_object.h"
 #include "com/machine_object.h"
 #include "host/vm_life.h"
-#include "host/world.h"
 
 namespace VBoxSim {
 
-namespace {
-
-/// The session that holds a machine; throws Failure(unexpected) for any other.
-SessionPtr locked(BSTR id)
+SessionPtr SessionService::locked(BSTR session) const
 {
-    const SessionPtr session = World::instance().knownSession(textOf(id));
-    const std::uint32_t state = session ? session->state : static_cast<std::uint32_t>(SessionState::Unlocked);
-    if (state != SessionState::Locked)
-        throw Failure(Result::unexpected,
-                      L"The session is not locked (session state: " + sessionStateName(state) + L")");
-    return session;
+    return host().sessions().demandLocked(textOf(session));
 }
-
-} // namespace
 
 HRESULT SessionService::GetState(BSTR session, ULONG* state)
 {
     return get(
-        L"ISession::get_State", state,
-        [&]() -> ULONG {
-            const SessionPtr known = World::instance().knownSession(textOf(session));
-            return known ? known->state : static_cast<std::uint32_t>(SessionState::Unlocked);
-        },
-        session);
+        L"ISession::get_State", state, [&] { return host().sessions().stateOf(textOf(session)); }, session);
 }
 
 HRESULT SessionService::GetType(BSTR session, ULONG* type)
@@ -42,24 +26,13 @@ HRESULT SessionService::GetType(BSTR session, ULONG* type)
 HRESULT SessionService::GetName(BSTR session, BSTR* name)
 {
     return get(
-        L"ISession::get_Name", name,
-        [&] {
-            const SessionPtr known = World::instance().knownSession(textOf(session));
-            return known ? known->name : std::wstring();
-        },
-        session);
+        L"ISession::get_Name", name, [&] { return host().sessions().nameOf(textOf(session)); }, session);
 }
 
 HRESULT SessionService::SetName(BSTR session, BSTR name)
 {
     return call(
-        L"ISession::put_Name",
-        [&] {
-            const SessionPtr known = World::instance().session(textOf(session), Clients::caller());
-            if (known->state != SessionState::Unlocked)
-                throw Failure(Result::invalidObjectState, L"The session's name can only be set while it is unlocked");
-            known->name = textOf(name);
-        },
+        L"ISession::put_Name", [&] { host().sessions().setName(textOf(session), Clients::caller(), textOf(name)); },
         session, name);
 }
 
@@ -69,7 +42,7 @@ HRESULT SessionService::GetMachine(BSTR session, IMachine** machine)
         L"ISession::get_Machine", machine,
         [&] {
             const SessionPtr holder = locked(session);
-            return make<Machine>(holder->machine, holder->lock);
+            return make<MachineObject>(server(), MachineView(host(), holder->machine, holder->lock));
         },
         session);
 }
@@ -78,9 +51,10 @@ HRESULT SessionService::GetConsole(BSTR session, IConsole** console)
 {
     return get(
         L"ISession::get_Console", console,
-        [&]() -> ComPtr<Console> {
+        [&] {
             const SessionPtr holder = locked(session);
-            return holder->lock->vm ? make<Console>(holder->machine, holder->lock) : nullptr;
+            return holder->lock->vm ? make<ConsoleObject>(server(), ConsoleView(host(), holder->machine, holder->lock))
+                                    : nullptr;
         },
         session);
 }
@@ -88,18 +62,13 @@ HRESULT SessionService::GetConsole(BSTR session, IConsole** console)
 HRESULT SessionService::Unlock(BSTR session)
 {
     return call(
-        L"ISession::UnlockMachine", [&] { unlockSession(locked(session)); }, session);
+        L"ISession::UnlockMachine", [&] { unlockSession(host(), locked(session)); }, session);
 }
 
 HRESULT SessionService::Close(BSTR session)
 {
     return call(
-        L"ISession::Release",
-        [&] {
-            if (const SessionPtr known = World::instance().knownSession(textOf(session)))
-                dropSession(known);
-        },
-        session);
+        L"ISession::Release", [&] { host().sessions().drop(textOf(session)); }, session);
 }
 
 } // namespace VBoxSim

@@ -11,7 +11,9 @@ public:
     static constexpr GUID implementationId{
         0x6E0B7C54, 0x2D7A, 0x4F0C, {0x9A, 0x83, 0x5B, 0x1E, 0x4C, 0x2D, 0x9F, 0x21}};
 
-    SessionReference(std::wstring session, DWORD process) : session_(std::move(session)), process_(process) {}
+    SessionReference(Server& server, std::wstring session, DWORD process)
+        : Object(server), session_(std::move(session)), process_(process)
+    {}
 
     const std::wstring& session() const { return session_; }
     DWORD process() const { return process_; }
@@ -27,6 +29,8 @@ private:
 class SessionService : public Object<SessionService, ISimSessions>
 {
 public:
+    explicit SessionService(Server& server) : Object(server) {}
+
     HRESULT STDMETHODCALLTYPE GetState(BSTR session, ULONG* state) override;
     HRESULT STDMETHODCALLTYPE GetType(BSTR session, ULONG* type) override;
     HRESULT STDMETHODCALLTYPE GetName(BSTR session, BSTR* name) override;
@@ -38,6 +42,10 @@ public:
 
     const wchar_t* typeName() const override { return L"ISimSessions"; }
     bool isOwn() const override { return true; }
+
+private:
+    /// The session that holds a machine; throws Failure(unexpected) for any other.
+    SessionPtr locked(BSTR session) const;
 };
 
 } // namespace VBoxSim

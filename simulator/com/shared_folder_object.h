@@ -1,16 +1,16 @@
 #pragma once
 
 #include "com/object.h"
-
 #include "settings/machine_settings.h"
 
 namespace VBoxSim {
 
 /// A shared folder as it was when it was asked for.
-class SharedFolder : public Object<SharedFolder, ISharedFolder>
+class SharedFolderObject : public Object<SharedFolderObject, ISharedFolder>
 {
 public:
-    explicit SharedFolder(SharedFolderSettings settings) : settings_(std::move(settings)) {}
+    SharedFolderObject(Server& server, SharedFolderSettings settings) : Object(server), settings_(std::move(settings))
+    {}
 
     HRESULT STDMETHODCALLTYPE get_Name(BSTR* name) override;
     HRESULT STDMETHODCALLTYPE get_HostPath(BSTR* path) override;
@@ -26,8 +26,6 @@ private:
     const SharedFolderSettings settings_;
 };
 
-/// The settings of a new folder; throws Failure(invalidArgument) for a name or path that cannot be.
-SharedFolderSettings checkedSharedFolder(const std::wstring& name, const std::wstring& hostPath, bool writable,
-                                         bool autoMount, const std::wstring& mountPoint);
+Interfaces<ISharedFolder> sharedFolderObjects(Server& server, const std::vector<SharedFolderSettings>& folders);
 
 } // namespace VBoxSim

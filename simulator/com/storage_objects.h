@@ -1,15 +1,14 @@
 #pragma once
 
-#include "com/machine_object.h"
+#include "com/object.h"
+#include "host/device_views.h"
 
 namespace VBoxSim {
 
-/// A storage controller of a machine, found by its name in each call.
-class StorageController : public Object<StorageController, IStorageController>
+class StorageControllerObject : public Object<StorageControllerObject, IStorageController>
 {
 public:
-    StorageController(ComPtr<Machine> machine, std::wstring name) : machine_(std::move(machine)), name_(std::move(name))
-    {}
+    StorageControllerObject(Server& server, StorageControllerView view) : Object(server), view_(std::move(view)) {}
 
     HRESULT STDMETHODCALLTYPE get_Name(BSTR* name) override;
     HRESULT STDMETHODCALLTYPE put_Name(BSTR name) override;
@@ -30,20 +29,20 @@ public:
     const wchar_t* typeName() const override { return L"IStorageController"; }
 
 private:
-    void checkUsable() const override { machine_->checkUsable(); }
-    const StorageControllerSettings& shown() const;
-    StorageControllerSettings& changed();
+    void checkUsable() const override { view_.machine().checkUsable(); }
 
-    const ComPtr<Machine> machine_;
-    std::wstring name_;
+    StorageControllerView view_;
 };
 
 /// An attachment as it was when it was asked for.
-class MediumAttachment : public Object<MediumAttachment, IMediumAttachment>
+class MediumAttachmentObject : public Object<MediumAttachmentObject, IMediumAttachment>
 {
 public:
-    MediumAttachment(ComPtr<Machine> machine, std::wstring controller, AttachmentSettings settings)
-        : machine_(std::move(machine)), controller_(std::move(controller)), settings_(std::move(settings))
+    MediumAttachmentObject(Server& server, MachineView machine, std::wstring controller, AttachmentSettings settings)
+        : Object(server),
+          machine_(std::move(machine)),
+          controller_(std::move(controller)),
+          settings_(std::move(settings))
     {}
 
     HRESULT STDMETHODCALLTYPE get_Machine(IMachine** machine) override;
@@ -62,9 +61,9 @@ public:
     const wchar_t* typeName() const override { return L"IMediumAttachment"; }
 
 private:
-    void checkUsable() const override { machine_->checkUsable(); }
+    void checkUsable() const override { machine_.checkUsable(); }
 
-    const ComPtr<Machine> machine_;
+    const MachineView machine_;
     const std::wstring controller_;
     const AttachmentSettings settings_;
 };

@@ -1,8 +1,6 @@
 #include "com/system_objects.h"
 
-#include "base/time.h"
-#include "host/processor.h"
-#include "host/world.h"
+#include "host/hardware.h"
 #include "settings/limits.h"
 #include "settings/machine_settings.h"
 #include "settings/storage_buses.h"
@@ -19,92 +17,77 @@ const StorageBusLimits& busOf(ULONG bus)
     return *limits;
 }
 
-MEMORYSTATUSEX memory()
-{
-    MEMORYSTATUSEX status{};
-    status.dwLength = sizeof status;
-    GlobalMemoryStatusEx(&status);
-    return status;
-}
-
-DWORD processors()
-{
-    SYSTEM_INFO info;
-    GetSystemInfo(&info);
-    return info.dwNumberOfProcessors;
-}
-
 } // namespace
 
-HRESULT SystemProperties::get_MinGuestRAM(ULONG* megabytes)
+HRESULT SystemPropertiesObject::get_MinGuestRAM(ULONG* megabytes)
 {
     return get(L"ISystemProperties::get_MinGuestRAM", megabytes, [] { return Limits::minMegabytes; });
 }
 
-HRESULT SystemProperties::get_MaxGuestRAM(ULONG* megabytes)
+HRESULT SystemPropertiesObject::get_MaxGuestRAM(ULONG* megabytes)
 {
     return get(L"ISystemProperties::get_MaxGuestRAM", megabytes, [] { return Limits::maxMegabytes; });
 }
 
-HRESULT SystemProperties::get_MinGuestCPUCount(ULONG* count)
+HRESULT SystemPropertiesObject::get_MinGuestCPUCount(ULONG* count)
 {
     return get(L"ISystemProperties::get_MinGuestCPUCount", count, [] { return Limits::minCpus; });
 }
 
-HRESULT SystemProperties::get_MaxGuestCPUCount(ULONG* count)
+HRESULT SystemPropertiesObject::get_MaxGuestCPUCount(ULONG* count)
 {
     return get(L"ISystemProperties::get_MaxGuestCPUCount", count, [] { return Limits::maxCpus; });
 }
 
-HRESULT SystemProperties::get_DefaultMachineFolder(BSTR* folder)
+HRESULT SystemPropertiesObject::get_DefaultMachineFolder(BSTR* folder)
 {
     return get(L"ISystemProperties::get_DefaultMachineFolder", folder,
-               [] { return World::instance().defaultMachineFolder(); });
+               [&] { return host().machines().defaultFolder(); });
 }
 
-HRESULT SystemProperties::put_DefaultMachineFolder(BSTR folder)
+HRESULT SystemPropertiesObject::put_DefaultMachineFolder(BSTR folder)
 {
     return call(
-        L"ISystemProperties::put_DefaultMachineFolder",
-        [&] { World::instance().setDefaultMachineFolder(textOf(folder)); }, folder);
+        L"ISystemProperties::put_DefaultMachineFolder", [&] { host().machines().setDefaultFolder(textOf(folder)); },
+        folder);
 }
 
-HRESULT SystemProperties::get_DefaultHardDiskFormat(BSTR* format)
+HRESULT SystemPropertiesObject::get_DefaultHardDiskFormat(BSTR* format)
 {
     return get(L"ISystemProperties::get_DefaultHardDiskFormat", format, [] { return std::wstring(L"VDI"); });
 }
 
-HRESULT SystemProperties::GetMaxNetworkAdapters(ULONG chipset, ULONG* count)
+HRESULT SystemPropertiesObject::GetMaxNetworkAdapters(ULONG chipset, ULONG* count)
 {
     return get(
         L"ISystemProperties::GetMaxNetworkAdapters", count,
         [&] {
-            if (chipset != 1 && chipset != 2)
+            if (chipset != Travik::ChipsetType::PIIX3 && chipset != Travik::ChipsetType::ICH9)
                 throw Failure(Result::invalidArgument, L"Invalid chipset " + std::to_wstring(chipset));
             return adapterCount(chipset);
         },
         chipset);
 }
 
-HRESULT SystemProperties::GetMaxDevicesPerPortForStorageBus(ULONG bus, ULONG* count)
+HRESULT SystemPropertiesObject::GetMaxDevicesPerPortForStorageBus(ULONG bus, ULONG* count)
 {
     return get(
         L"ISystemProperties::GetMaxDevicesPerPortForStorageBus", count, [&] { return busOf(bus).devicesPerPort; }, bus);
 }
 
-HRESULT SystemProperties::GetMinPortCountForStorageBus(ULONG bus, ULONG* count)
+HRESULT SystemPropertiesObject::GetMinPortCountForStorageBus(ULONG bus, ULONG* count)
 {
     return get(
         L"ISystemProperties::GetMinPortCountForStorageBus", count, [&] { return busOf(bus).minPorts; }, bus);
 }
 
-HRESULT SystemProperties::GetMaxPortCountForStorageBus(ULONG bus, ULONG* count)
+HRESULT SystemPropertiesObject::GetMaxPortCountForStorageBus(ULONG bus, ULONG* count)
 {
     return get(
         L"ISystemProperties::GetMaxPortCountForStorageBus", count, [&] { return busOf(bus).maxPorts; }, bus);
 }
 
-HRESULT SystemProperties::GetDeviceTypesForStorageBus(ULONG bus, SAFEARRAY** types)
+HRESULT SystemPropertiesObject::GetDeviceTypesForStorageBus(ULONG bus, SAFEARRAY** types)
 {
     return get(
         L"ISystemProperties::GetDeviceTypesForStorageBus", types,
@@ -115,51 +98,43 @@ HRESULT SystemProperties::GetDeviceTypesForStorageBus(ULONG bus, SAFEARRAY** typ
         bus);
 }
 
-HRESULT Host::get_ProcessorCount(ULONG* count)
+HRESULT HostObject::get_ProcessorCount(ULONG* count)
 {
-    return get(L"IHost::get_ProcessorCount", count, processors);
+    return get(L"IHost::get_ProcessorCount", count, Hardware::processorCount);
 }
 
-HRESULT Host::get_ProcessorOnlineCount(ULONG* count)
+HRESULT HostObject::get_ProcessorOnlineCount(ULONG* count)
 {
-    return get(L"IHost::get_ProcessorOnlineCount", count, processors);
+    return get(L"IHost::get_ProcessorOnlineCount", count, Hardware::processorCount);
 }
 
-HRESULT Host::get_MemorySize(ULONG* megabytes)
+HRESULT HostObject::get_MemorySize(ULONG* megabytes)
 {
-    return get(L"IHost::get_MemorySize", megabytes, [] { return memory().ullTotalPhys >> 20; });
+    return get(L"IHost::get_MemorySize", megabytes, Hardware::memoryMegabytes);
 }
 
-HRESULT Host::get_MemoryAvailable(ULONG* megabytes)
+HRESULT HostObject::get_MemoryAvailable(ULONG* megabytes)
 {
-    return get(L"IHost::get_MemoryAvailable", megabytes, [] { return memory().ullAvailPhys >> 20; });
+    return get(L"IHost::get_MemoryAvailable", megabytes, Hardware::freeMemoryMegabytes);
 }
 
-HRESULT Host::get_OperatingSystem(BSTR* name)
+HRESULT HostObject::get_OperatingSystem(BSTR* name)
 {
     return get(L"IHost::get_OperatingSystem", name, [] { return std::wstring(L"Windows"); });
 }
 
-HRESULT Host::get_UTCTime(LONG64* milliseconds)
+HRESULT HostObject::get_UTCTime(LONG64* milliseconds)
 {
-    return get(L"IHost::get_UTCTime", milliseconds, [] { return Time::nowMilliseconds(); });
+    return get(L"IHost::get_UTCTime", milliseconds, [&] { return host().clock().milliseconds(); });
 }
 
-HRESULT Host::GetProcessorFeature(ULONG feature, BOOL* supported)
+HRESULT HostObject::GetProcessorFeature(ULONG feature, BOOL* supported)
 {
     return get(
-        L"IHost::GetProcessorFeature", supported,
-        [&] {
-            if (feature > Travik::ProcessorFeature::NestedHWVirt)
-                throw Failure(Result::invalidArgument, L"Invalid processor feature " + std::to_wstring(feature));
-            const auto& ordered = World::instance().scenario().processorFeatures;
-            const auto found = ordered.find(feature);
-            return found == ordered.end() ? processorHas(feature) : found->second;
-        },
-        feature);
+        L"IHost::GetProcessorFeature", supported, [&] { return host().processorHas(feature); }, feature);
 }
 
-HRESULT Host::GenerateMACAddress(BSTR* address)
+HRESULT HostObject::GenerateMACAddress(BSTR* address)
 {
     return get(L"IHost::GenerateMACAddress", address, newMacAddress);
 }

@@ -5,9 +5,11 @@
 
 namespace VBoxSim {
 
-class SystemProperties : public Object<SystemProperties, ISystemProperties>
+class SystemPropertiesObject : public Object<SystemPropertiesObject, ISystemProperties>
 {
 public:
+    explicit SystemPropertiesObject(Server& server) : Object(server) {}
+
     HRESULT STDMETHODCALLTYPE get_MinGuestRAM(ULONG* megabytes) override;
     HRESULT STDMETHODCALLTYPE get_MaxGuestRAM(ULONG* megabytes) override;
     HRESULT STDMETHODCALLTYPE get_MinGuestCPUCount(ULONG* count) override;
@@ -25,9 +27,11 @@ public:
 };
 
 /// The machine that the server runs on.
-class Host : public Object<Host, IHost>
+class HostObject : public Object<HostObject, IHost>
 {
 public:
+    explicit HostObject(Server& server) : Object(server) {}
+
     HRESULT STDMETHODCALLTYPE get_ProcessorCount(ULONG* count) override;
     HRESULT STDMETHODCALLTYPE get_ProcessorOnlineCount(ULONG* count) override;
     HRESULT STDMETHODCALLTYPE get_MemorySize(ULONG* megabytes) override;
@@ -43,7 +47,7 @@ public:
 class GuestOsTypeObject : public Object<GuestOsTypeObject, IGuestOSType>
 {
 public:
-    explicit GuestOsTypeObject(const GuestOsType& type) : type_(type) {}
+    GuestOsTypeObject(Server& server, const GuestOsType& type) : Object(server), type_(type) {}
 
     HRESULT STDMETHODCALLTYPE get_FamilyId(BSTR* id) override;
     HRESULT STDMETHODCALLTYPE get_FamilyDescription(BSTR* description) override;

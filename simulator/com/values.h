@@ -1,19 +1,20 @@
 #pragma once
 
-#include "base/failure.h"
-
 #include <windows.h>
-
 #include <oleauto.h>
 #include <wrl/client.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <initializer_list>
+#include <map>
 #include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
+
+#include "base/failure.h"
 
 namespace VBoxSim {
 
@@ -137,9 +138,9 @@ inline std::vector<std::wstring> textsOf(SAFEARRAY* array)
     return texts;
 }
 
-inline std::vector<LONG> numbersOf(SAFEARRAY* array)
+inline std::vector<std::int32_t> numbersOf(SAFEARRAY* array)
 {
-    std::vector<LONG> numbers;
+    std::vector<std::int32_t> numbers;
     forEachElement<LONG>(array, {VT_I4, VT_UI4, VT_INT, VT_UINT}, [&](LONG number) { numbers.push_back(number); });
     return numbers;
 }
@@ -149,6 +150,23 @@ inline std::vector<IUnknown*> objectsOf(SAFEARRAY* array)
     std::vector<IUnknown*> objects;
     forEachElement<IUnknown*>(array, {VT_DISPATCH, VT_UNKNOWN}, [&](IUnknown* object) { objects.push_back(object); });
     return objects;
+}
+
+// Extra data as the calls hand it out.
+
+inline std::vector<std::wstring> keysOf(const std::map<std::wstring, std::wstring>& data)
+{
+    std::vector<std::wstring> keys;
+    for (const auto& [key, value] : data)
+        keys.push_back(key);
+    return keys;
+}
+
+/// An absent one is empty.
+inline std::wstring valueOf(const std::map<std::wstring, std::wstring>& data, const std::wstring& key)
+{
+    const auto found = data.find(key);
+    return found == data.end() ? std::wstring() : found->second;
 }
 
 } // namespace VBoxSim

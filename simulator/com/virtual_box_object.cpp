@@ -2,43 +2,43 @@
 
 #include "base/text.h"
 #include "com/appliance_objects.h"
+#include "com/event_objects.h"
 #include "com/machine_object.h"
 #include "com/medium_object.h"
 #include "com/system_objects.h"
-#include "host/world.h"
 
 namespace VBoxSim {
 
-void VirtualBox::checkUsable() const
+void VirtualBoxObject::checkUsable() const
 {
-    if (World::instance().startError())
-        throw *World::instance().startError();
+    if (const auto& error = host().machines().startError())
+        throw Failure(*error);
 }
 
-HRESULT VirtualBox::get_Version(BSTR* version)
+HRESULT VirtualBoxObject::get_Version(BSTR* version)
 {
-    return get(L"IVirtualBox::get_Version", version, [] { return World::instance().scenario().version; });
+    return get(L"IVirtualBox::get_Version", version, [&] { return host().scenario().version; });
 }
 
-HRESULT VirtualBox::get_VersionNormalized(BSTR* version)
+HRESULT VirtualBoxObject::get_VersionNormalized(BSTR* version)
 {
-    return get(L"IVirtualBox::get_VersionNormalized", version, [] { return World::instance().scenario().version; });
+    return get(L"IVirtualBox::get_VersionNormalized", version, [&] { return host().scenario().version; });
 }
 
-HRESULT VirtualBox::get_Revision(ULONG* revision)
+HRESULT VirtualBoxObject::get_Revision(ULONG* revision)
 {
     return get(L"IVirtualBox::get_Revision", revision, [] { return 0; });
 }
 
-HRESULT VirtualBox::get_PackageType(BSTR* type)
+HRESULT VirtualBoxObject::get_PackageType(BSTR* type)
 {
     return get(L"IVirtualBox::get_PackageType", type, [] { return std::wstring(L"vboxsim"); });
 }
 
-HRESULT VirtualBox::get_APIVersion(BSTR* version)
+HRESULT VirtualBoxObject::get_APIVersion(BSTR* version)
 {
-    return get(L"IVirtualBox::get_APIVersion", version, [] {
-        const std::wstring full = World::instance().scenario().version; // "6.1.50" -> "6_1"
+    return get(L"IVirtualBox::get_APIVersion", version, [&] {
+        const std::wstring full = host().scenario().version; // "6.1.50" -> "6_1"
         const std::size_t first = full.find(L'.');
         const std::size_t second = first == full.npos ? full.npos : full.find(L'.', first + 1);
         std::wstring api = full.substr(0, second);
@@ -48,136 +48,143 @@ HRESULT VirtualBox::get_APIVersion(BSTR* version)
     });
 }
 
-HRESULT VirtualBox::get_HomeFolder(BSTR* folder)
+HRESULT VirtualBoxObject::get_HomeFolder(BSTR* folder)
 {
-    return get(L"IVirtualBox::get_HomeFolder", folder, [] { return World::instance().home(); });
+    return get(L"IVirtualBox::get_HomeFolder", folder, [&] { return host().surroundings().home; });
 }
 
-HRESULT VirtualBox::get_SettingsFilePath(BSTR* path)
+HRESULT VirtualBoxObject::get_SettingsFilePath(BSTR* path)
 {
-    return get(L"IVirtualBox::get_SettingsFilePath", path, [] { return World::instance().settingsFile(); });
+    return get(L"IVirtualBox::get_SettingsFilePath", path, [&] { return host().machines().settingsFile(); });
 }
 
-HRESULT VirtualBox::get_Host(IHost** host)
+HRESULT VirtualBoxObject::get_Host(IHost** host)
 {
-    return get(L"IVirtualBox::get_Host", host, [] { return make<Host>(); });
+    return get(L"IVirtualBox::get_Host", host, [&] { return make<HostObject>(server()); });
 }
 
-HRESULT VirtualBox::get_SystemProperties(ISystemProperties** properties)
+HRESULT VirtualBoxObject::get_SystemProperties(ISystemProperties** properties)
 {
-    return get(L"IVirtualBox::get_SystemProperties", properties, [] { return make<SystemProperties>(); });
+    return get(L"IVirtualBox::get_SystemProperties", properties,
+               [&] { return make<SystemPropertiesObject>(server()); });
 }
 
-HRESULT VirtualBox::get_Machines(SAFEARRAY** machines)
+HRESULT VirtualBoxObject::get_Machines(SAFEARRAY** machines)
 {
-    return get(L"IVirtualBox::get_Machines", machines, [] {
+    return get(L"IVirtualBox::get_Machines", machines, [&] {
         Interfaces<IMachine> found;
-        for (const MachinePtr& machine : World::instance().machines())
-            found.push_back(make<Machine>(machine));
+        for (const MachinePtr& machine : host().machines().all())
+            found.push_back(make<MachineObject>(server(), MachineView(host(), machine)));
         return found;
     });
 }
 
-HRESULT VirtualBox::get_HardDisks(SAFEARRAY** disks)
+HRESULT VirtualBoxObject::get_HardDisks(SAFEARRAY** disks)
 {
-    return get(L"IVirtualBox::get_HardDisks", disks, [] {
+    return get(L"IVirtualBox::get_HardDisks", disks, [&] {
         Interfaces<IMedium> found;
-        for (const MediumPtr& medium : World::instance().media())
+        for (const MediumPtr& medium : host().media().all())
             if (medium->deviceType == DeviceKind::hardDisk && medium->parent.empty())
-                found.push_back(make<Medium>(medium));
+                found.push_back(make<MediumObject>(server(), medium));
         return found;
     });
 }
 
-HRESULT VirtualBox::get_EventSource(IEventSource** source)
+HRESULT VirtualBoxObject::get_EventSource(IEventSource** source)
 {
-    return get(L"IVirtualBox::get_EventSource", source, [] { return make<EventSource>(World::instance().events()); });
+    return get(L"IVirtualBox::get_EventSource", source,
+               [&] { return make<EventSourceObject>(server(), host().events()); });
 }
 
-HRESULT VirtualBox::ComposeMachineFilename(BSTR name, BSTR group, BSTR flags, BSTR baseFolder, BSTR* file)
+HRESULT VirtualBoxObject::ComposeMachineFilename(BSTR name, BSTR group, BSTR flags, BSTR baseFolder, BSTR* file)
 {
     return get(
         L"IVirtualBox::ComposeMachineFilename", file,
-        [&] {
-            return World::instance().composeMachineFile(textOf(name), textOf(group), textOf(flags), textOf(baseFolder));
-        },
+        [&] { return host().machines().composeFile(textOf(name), textOf(group), textOf(flags), textOf(baseFolder)); },
         name, group, flags, baseFolder);
 }
 
-HRESULT VirtualBox::CreateMachine(BSTR settingsFile, BSTR name, SAFEARRAY* groups, BSTR osType, BSTR flags,
-                                  IMachine** machine)
+HRESULT VirtualBoxObject::CreateMachine(BSTR settingsFile, BSTR name, SAFEARRAY* groups, BSTR osType, BSTR flags,
+                                        IMachine** machine)
 {
     return get(
         L"IVirtualBox::CreateMachine", machine,
         [&] {
-            return make<Machine>(World::instance().createMachine(textOf(settingsFile), textOf(name), textsOf(groups),
-                                                                 textOf(osType), textOf(flags)));
+            const MachinePtr made = host().machines().create(
+                {textOf(settingsFile), textOf(name), textsOf(groups), textOf(osType), textOf(flags)});
+            return make<MachineObject>(server(), MachineView(host(), made));
         },
         settingsFile, name, groups, osType, flags);
 }
 
-HRESULT VirtualBox::OpenMachine(BSTR settingsFile, IMachine** machine)
+HRESULT VirtualBoxObject::OpenMachine(BSTR settingsFile, IMachine** machine)
 {
     return get(
         L"IVirtualBox::OpenMachine", machine,
-        [&] { return make<Machine>(World::instance().openMachine(textOf(settingsFile))); }, settingsFile);
+        [&] {
+            return make<MachineObject>(server(), MachineView(host(), host().machines().open(textOf(settingsFile))));
+        },
+        settingsFile);
 }
 
-HRESULT VirtualBox::RegisterMachine(IMachine* machine)
+HRESULT VirtualBoxObject::RegisterMachine(IMachine* machine)
 {
     return call(
         L"IVirtualBox::RegisterMachine",
         [&] {
-            const ComPtr<Machine> own = implementationOf<Machine>(machine);
-            if (!own)
-                throw machine ? Failure(Result::invalidObjectState, L"The machine was not created by this server")
-                              : Failure(Result::invalidArgument, L"No machine is given");
-            own->checkUsable();
-            World::instance().registerMachine(own->data());
+            const Failure missing =
+                machine ? Failure(Result::invalidObjectState, L"The machine was not created by this server")
+                        : Failure(Result::invalidArgument, L"No machine is given");
+            host().machines().add(viewOf(machine, missing).machine());
         },
         machine);
 }
 
-HRESULT VirtualBox::FindMachine(BSTR nameOrId, IMachine** machine)
+HRESULT VirtualBoxObject::FindMachine(BSTR nameOrId, IMachine** machine)
 {
     return get(
         L"IVirtualBox::FindMachine", machine,
-        [&] { return make<Machine>(World::instance().findMachine(textOf(nameOrId))); }, nameOrId);
+        [&] { return make<MachineObject>(server(), MachineView(host(), host().machines().find(textOf(nameOrId)))); },
+        nameOrId);
 }
 
-HRESULT VirtualBox::GetMachineStates(SAFEARRAY* machines, SAFEARRAY** states)
+HRESULT VirtualBoxObject::GetMachineStates(SAFEARRAY* machines, SAFEARRAY** states)
 {
     return get(
         L"IVirtualBox::GetMachineStates", states,
         [&] {
             std::vector<LONG> found;
             for (IUnknown* object : objectsOf(machines)) {
-                const ComPtr<Machine> own = implementationOf<Machine>(object);
-                found.push_back(static_cast<LONG>(own ? own->data()->state : std::uint32_t(MachineState::Null)));
+                const ComPtr<MachineObject> own = implementationOf<MachineObject>(object);
+                found.push_back(
+                    static_cast<LONG>(own ? own->view().machine()->state : std::uint32_t(MachineState::Null)));
             }
             return found;
         },
         machines);
 }
 
-HRESULT VirtualBox::CreateAppliance(IAppliance** appliance)
+HRESULT VirtualBoxObject::CreateAppliance(IAppliance** appliance)
 {
-    return get(L"IVirtualBox::CreateAppliance", appliance, [] { return make<ApplianceObject>(); });
+    return get(L"IVirtualBox::CreateAppliance", appliance, [&] { return make<ApplianceObject>(server()); });
 }
 
-HRESULT VirtualBox::OpenMedium(BSTR location, ULONG deviceType, ULONG accessMode, BOOL forceNewUuid, IMedium** medium)
+HRESULT VirtualBoxObject::OpenMedium(BSTR location, ULONG deviceType, ULONG accessMode, BOOL forceNewUuid,
+                                     IMedium** medium)
 {
     return get(
         L"IVirtualBox::OpenMedium", medium,
         [&] {
-            if (deviceType < 1 || deviceType > 3 || accessMode < 1 || accessMode > 2)
+            if (deviceType < DeviceKind::floppy || deviceType > DeviceKind::hardDisk ||
+                accessMode < Travik::AccessMode::ReadOnly || accessMode > Travik::AccessMode::ReadWrite)
                 throw Failure(Result::invalidArgument, L"Invalid device type or access mode");
-            return make<Medium>(World::instance().openMedium(textOf(location), deviceType, forceNewUuid != FALSE));
+            return make<MediumObject>(server(),
+                                      host().media().open(textOf(location), deviceType, forceNewUuid != FALSE));
         },
         location, deviceType, accessMode, forceNewUuid);
 }
 
-HRESULT VirtualBox::GetGuestOSType(BSTR id, IGuestOSType** type)
+HRESULT VirtualBoxObject::GetGuestOSType(BSTR id, IGuestOSType** type)
 {
     return get(
         L"IVirtualBox::GetGuestOSType", type,
@@ -185,52 +192,26 @@ HRESULT VirtualBox::GetGuestOSType(BSTR id, IGuestOSType** type)
             const GuestOsType* found = findGuestOsType(textOf(id));
             if (!found)
                 throw Failure(Result::objectNotFound, L"'" + textOf(id) + L"' is not a valid Guest OS type");
-            return make<GuestOsTypeObject>(*found);
+            return make<GuestOsTypeObject>(server(), *found);
         },
         id);
 }
 
-HRESULT VirtualBox::GetExtraDataKeys(SAFEARRAY** keys)
+HRESULT VirtualBoxObject::GetExtraDataKeys(SAFEARRAY** keys)
 {
-    return get(L"IVirtualBox::GetExtraDataKeys", keys, [] {
-        std::vector<std::wstring> found;
-        for (const auto& [key, value] : World::instance().extraData())
-            found.push_back(key);
-        return found;
-    });
+    return get(L"IVirtualBox::GetExtraDataKeys", keys, [&] { return keysOf(host().machines().extraData()); });
 }
 
-HRESULT VirtualBox::GetExtraData(BSTR key, BSTR* value)
+HRESULT VirtualBoxObject::GetExtraData(BSTR key, BSTR* value)
 {
     return get(
-        L"IVirtualBox::GetExtraData", value,
-        [&] {
-            const auto& data = World::instance().extraData();
-            const auto found = data.find(textOf(key));
-            return found == data.end() ? std::wstring() : found->second;
-        },
-        key);
+        L"IVirtualBox::GetExtraData", value, [&] { return valueOf(host().machines().extraData(), textOf(key)); }, key);
 }
 
-HRESULT VirtualBox::SetExtraData(BSTR key, BSTR value)
+HRESULT VirtualBoxObject::SetExtraData(BSTR key, BSTR value)
 {
     return call(
-        L"IVirtualBox::SetExtraData",
-        [&] {
-            const std::wstring name = textOf(key), text = textOf(value);
-            if (name.empty() || !isStorable(name) || !isStorable(text))
-                throw Failure(Result::invalidArgument, L"The extra data key or value has invalid characters");
-            auto& data = World::instance().extraData();
-            if (text.empty())
-                data.erase(name);
-            else
-                data[name] = text;
-            World::instance().saveRegistry();
-            EventData event;
-            event.type = EventType::OnExtraDataChanged;
-            World::instance().fire(std::move(event));
-        },
-        key, value);
+        L"IVirtualBox::SetExtraData", [&] { host().machines().setExtraData(textOf(key), textOf(value)); }, key, value);
 }
 
 } // namespace VBoxSim

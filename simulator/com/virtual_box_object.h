@@ -5,9 +5,11 @@
 namespace VBoxSim {
 
 /// The root object.
-class VirtualBox : public Object<VirtualBox, IVirtualBox>
+class VirtualBoxObject : public Object<VirtualBoxObject, IVirtualBox>
 {
 public:
+    explicit VirtualBoxObject(Server& server) : Object(server) {}
+
     HRESULT STDMETHODCALLTYPE get_Version(BSTR* version) override;
     HRESULT STDMETHODCALLTYPE get_VersionNormalized(BSTR* version) override;
     HRESULT STDMETHODCALLTYPE get_Revision(ULONG* revision) override;

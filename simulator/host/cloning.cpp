@@ -1,27 +1,23 @@
 #include "host/cloning.h"
 
-#include "base/files.h"
-#include "base/text.h"
-#include "base/time.h"
-#include "com/call_frame.h"
-#include "host/error_mapping.h"
-#include "host/scheduler.h"
-#include "settings/machine_names.h"
-#include "settings/snapshots.h"
-
 #include <algorithm>
 #include <map>
+#include <thread>
+#include <utility>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "host/error_mapping.h"
+#include "host/host.h"
+#include "host/task.h"
+#include "settings/machine_names.h"
+#include "settings/snapshots.h"
 
 namespace VBoxSim {
 
 namespace {
 
-enum CloneMode : ULONG
-{
-    machineState = 1,
-    machineAndChildStates = 2,
-    allStates = 3
-};
+namespace CloneMode = Travik::CloneMode;
 
 struct Options
 {
@@ -31,23 +27,23 @@ struct Options
     bool keepHardwareIds = false;
 };
 
-Options parse(const std::vector<LONG>& values)
+Options parse(const std::vector<std::int32_t>& values)
 {
     Options options;
-    for (const LONG value : values) {
-        switch (value) {
-        case 1:
+    for (const std::int32_t value : values) {
+        switch (static_cast<std::uint32_t>(value)) {
+        case Travik::CloneOptions::Link:
             throw Failure(Result::invalidArgument, L"Linked clones need a snapshot as their source");
-        case 2:
+        case Travik::CloneOptions::KeepAllMACs:
             options.keepAllMacs = true;
             break;
-        case 3:
+        case Travik::CloneOptions::KeepNATMACs:
             options.keepNatMacs = true;
             break;
-        case 4:
+        case Travik::CloneOptions::KeepDiskNames:
             options.keepDiskNames = true;
             break;
-        case 5:
+        case Travik::CloneOptions::KeepHwUUIDs:
             options.keepHardwareIds = true;
             break;
         default:
@@ -66,76 +62,56 @@ struct Copy
     bool flatten = false; ///< write the whole content instead of the difference
 };
 
-/// The work of one clone; what it needs is taken from the world before it starts.
-class Cloning
+/// What one clone is to do; taken from the host before the work starts.
+struct ClonePlan
+{
+    MachinePtr target;
+    std::uint32_t mode = CloneMode::MachineState;
+    Options options;
+    MachineSettings settings; ///< of the target, once the disks are copied
+    std::vector<Copy> copies;
+};
+
+/// Works out a clone: the disks to copy with their new names and UUIDs, and the target's settings.
+class ClonePlanner
 {
 public:
-    Cloning(const MachineSettings& source, MachinePtr target, ULONG mode, const Options& options)
-        : target_(std::move(target)), mode_(mode), options_(options), settings_(source)
-    {
-        planCopies(source);
-        adaptSettings();
-        std::vector<ProgressData::Operation> operations;
-        for (const Copy& copy : copies_)
-            operations.push_back({L"Cloning disk '" + Files::nameOf(copy.source->location) + L"'", 4});
-        operations.push_back({L"Saving the settings of '" + settings_.name + L"'", 1});
-        progress_ =
-            std::make_shared<ProgressData>(L"IMachine::CloneTo", L"Cloning machine", true, std::move(operations));
-    }
-
-    const ProgressPtr& progress() const { return progress_; }
+    ClonePlanner(const Media& media, const MachineSettings& source, ClonePlan& plan)
+        : media_(media), source_(source), plan_(plan)
+    {}
 
     void run()
     {
-        std::optional<Failure> failure;
-        try {
-            for (std::size_t i = 0; i < copies_.size(); ++i)
-                copyImage(i);
-        } catch (const StorageError& error) {
-            failure = failureOf(error);
-        } catch (const Failure& thrown) {
-            failure = thrown;
-        }
-        const WorldLock lock(worldMutex());
-        if (!failure && progress_->isCanceled())
-            failure = canceledFailure();
-        if (!failure)
-            failure = progress_->orderedFailure();
-        if (!failure)
-            failure = finish();
-        target_->busy = false;
-        if (failure) {
-            for (const std::wstring& file : made_)
-                Files::remove(file);
-            progress_->fail(*failure);
-        } else {
-            progress_->succeed();
-        }
+        for (const MediumPtr& disk : disks())
+            planCopy(disk);
+        plan_.settings = source_;
+        adaptIdentity();
+        adaptHardware();
     }
 
 private:
     /// The hard disks to copy: those attached now, or all with what they are based on, parents first.
-    std::vector<MediumPtr> disksOf(const MachineSettings& source) const
+    std::vector<MediumPtr> disks() const
     {
         std::vector<std::wstring> ids;
-        for (const StorageControllerSettings& controller : source.controllers)
+        for (const StorageControllerSettings& controller : source_.controllers)
             for (const AttachmentSettings& attachment : controller.attachments)
                 if (attachment.type == DeviceKind::hardDisk)
                     ids.push_back(attachment.medium);
-        if (mode_ == allStates)
-            ids.insert(ids.end(), source.snapshotMedia.begin(), source.snapshotMedia.end());
+        if (plan_.mode == CloneMode::AllStates)
+            ids.insert(ids.end(), source_.snapshotMedia.begin(), source_.snapshotMedia.end());
         std::vector<MediumPtr> disks;
         const auto add = [&](const MediumPtr& medium) {
             if (std::find(disks.begin(), disks.end(), medium) == disks.end())
                 disks.push_back(medium);
         };
         for (const std::wstring& id : ids) {
-            const MediumPtr medium = World::instance().findMedium(id);
+            const MediumPtr medium = media_.find(id);
             if (!medium)
                 throw Failure(Result::objectNotFound, L"The medium " + braced(id) + L" is not known");
             if (medium->deviceType != DeviceKind::hardDisk)
                 continue;
-            if (mode_ == allStates)
+            if (plan_.mode == CloneMode::AllStates)
                 for (const MediumPtr& parent : chainOf(*medium))
                     add(parent);
             add(medium);
@@ -144,12 +120,11 @@ private:
     }
 
     /// What a medium is based on, the base first.
-    static std::vector<MediumPtr> chainOf(const MediumData& medium)
+    std::vector<MediumPtr> chainOf(const Medium& medium) const
     {
         std::vector<MediumPtr> chain;
-        std::wstring id = medium.parent;
-        while (!id.empty()) {
-            const MediumPtr parent = World::instance().findMedium(id);
+        for (std::wstring id = medium.parent; !id.empty();) {
+            const MediumPtr parent = media_.find(id);
             if (!parent)
                 throw Failure(Result::objectNotFound,
                               L"The parent " + braced(id) + L" of '" + medium.location + L"' is not known");
@@ -159,155 +134,198 @@ private:
         return chain;
     }
 
-    void planCopies(const MachineSettings& source)
+    std::wstring targetFolder() const { return Files::folderOf(plan_.target->file); }
+
+    std::wstring freePath(const std::wstring& name, const std::wstring& suffix)
     {
-        const std::wstring folder = Files::folderOf(target_->file);
-        const std::wstring name = safeMachineName(target_->working.name);
-        std::vector<std::wstring> taken;
-        const auto freePath = [&](const std::wstring& wanted, const std::wstring& suffix) {
-            std::wstring path = Files::join(folder, wanted + suffix);
-            for (int i = 1; std::count(taken.begin(), taken.end(), toLower(path)) || Files::exists(path); ++i)
-                path = Files::join(folder, wanted + L"_" + std::to_wstring(i) + suffix);
-            taken.push_back(toLower(path));
-            return path;
-        };
-        for (const MediumPtr& disk : disksOf(source)) {
-            Copy copy;
-            copy.source = disk;
-            copy.flatten = mode_ != allStates && !disk->parent.empty();
-            for (const MediumPtr& parent : chainOf(*disk))
-                copy.chain.push_back(parent->location);
-            copy.target = recordOf(*disk);
-            copy.target.id = newUuid();
-            newIds_[disk->id] = copy.target.id;
-            const std::wstring suffix = copy.flatten ? L".vdi" : Files::suffixOf(disk->location);
-            if (copy.flatten) {
-                copy.target.format = L"VDI";
-                copy.target.parent.clear();
-            }
-            if (copy.target.parent.empty()) {
-                copy.target.location = freePath(options_.keepDiskNames ? Files::stemOf(disk->location) : name, suffix);
-            } else {
-                copy.target.parent = newIds_.at(disk->parent);
-                copy.target.location =
-                    Files::resolve(Files::join(folder, L"Snapshots"), braced(copy.target.id) + suffix);
-            }
-            copies_.push_back(std::move(copy));
-        }
+        std::wstring path = Files::join(targetFolder(), name + suffix);
+        for (int i = 1; std::count(taken_.begin(), taken_.end(), toLower(path)) || Files::exists(path); ++i)
+            path = Files::join(targetFolder(), name + L"_" + std::to_wstring(i) + suffix);
+        taken_.push_back(toLower(path));
+        return path;
     }
 
-    void adaptSettings()
+    void planCopy(const MediumPtr& disk)
     {
-        const std::wstring sourceHardware = settings_.hardwareId.empty() ? settings_.id : settings_.hardwareId;
-        settings_.id = target_->id;
-        settings_.name = target_->working.name;
-        settings_.groups = target_->working.groups;
-        settings_.hardwareId = options_.keepHardwareIds ? sourceHardware : L"";
-        settings_.snapshotFolder = L"Snapshots";
-        settings_.stateFile.clear();
-        settings_.aborted = false;
-        settings_.lastStateChange = Time::nowMilliseconds();
-        if (mode_ == allStates)
-            renameSnapshots(settings_, newIds_);
+        Copy copy;
+        copy.source = disk;
+        copy.flatten = plan_.mode != CloneMode::AllStates && !disk->parent.empty();
+        for (const MediumPtr& parent : chainOf(*disk))
+            copy.chain.push_back(parent->location);
+        copy.target = recordOf(*disk);
+        copy.target.id = newUuid();
+        newIds_[disk->id] = copy.target.id;
+        const std::wstring suffix = copy.flatten ? L".vdi" : Files::suffixOf(disk->location);
+        if (copy.flatten) {
+            copy.target.format = L"VDI";
+            copy.target.parent.clear();
+        }
+        if (copy.target.parent.empty()) {
+            const std::wstring machineName = safeMachineName(plan_.target->working.name);
+            copy.target.location =
+                freePath(plan_.options.keepDiskNames ? Files::stemOf(disk->location) : machineName, suffix);
+        } else {
+            copy.target.parent = newIds_.at(disk->parent);
+            copy.target.location =
+                Files::resolve(Files::join(targetFolder(), L"Snapshots"), braced(copy.target.id) + suffix);
+        }
+        plan_.copies.push_back(std::move(copy));
+    }
+
+    void adaptIdentity()
+    {
+        MachineSettings& settings = plan_.settings;
+        const MachineSettings& target = plan_.target->working;
+        const std::wstring sourceHardware = source_.hardwareId.empty() ? source_.id : source_.hardwareId;
+        settings.id = plan_.target->id;
+        settings.name = target.name;
+        settings.groups = target.groups;
+        settings.hardwareId = plan_.options.keepHardwareIds ? sourceHardware : L"";
+        settings.snapshotFolder = L"Snapshots";
+        settings.stateFile.clear();
+        settings.aborted = false;
+        if (plan_.mode == CloneMode::AllStates)
+            renameSnapshots(settings, newIds_);
         else
-            dropSnapshots(settings_);
-        for (NetworkAdapterSettings& adapter : settings_.adapters) {
-            constexpr std::uint32_t nat = 1;
-            if (!options_.keepAllMacs && !(options_.keepNatMacs && adapter.attachment == nat))
+            dropSnapshots(settings);
+    }
+
+    void adaptHardware()
+    {
+        MachineSettings& settings = plan_.settings;
+        const Options& options = plan_.options;
+        for (NetworkAdapterSettings& adapter : settings.adapters) {
+            if (!options.keepAllMacs &&
+                !(options.keepNatMacs && adapter.attachment == Travik::NetworkAttachmentType::NAT))
                 adapter.mac = newMacAddress();
         }
-        for (StorageControllerSettings& controller : settings_.controllers)
+        for (StorageControllerSettings& controller : settings.controllers)
             for (AttachmentSettings& attachment : controller.attachments)
                 if (newIds_.contains(attachment.medium))
                     attachment.medium = newIds_.at(attachment.medium);
-        std::erase_if(settings_.media,
+        std::erase_if(settings.media,
                       [](const MediumRecord& record) { return record.deviceType == DeviceKind::hardDisk; });
-        for (const Copy& copy : copies_)
-            settings_.media.push_back(copy.target);
+        for (const Copy& copy : plan_.copies)
+            settings.media.push_back(copy.target);
+    }
+
+    const Media& media_;
+    const MachineSettings& source_;
+    ClonePlan& plan_;
+    std::map<std::wstring, std::wstring> newIds_;
+    std::vector<std::wstring> taken_; ///< paths, in lower case
+};
+
+Progress::Plan progressOf(const ClonePlan& plan)
+{
+    Progress::Plan progress{L"IMachine::CloneTo", L"Cloning machine", true, {}};
+    for (const Copy& copy : plan.copies)
+        progress.operations.push_back({L"Cloning disk '" + Files::nameOf(copy.source->location) + L"'", 4});
+    progress.operations.push_back({L"Saving the settings of '" + plan.settings.name + L"'", 1});
+    return progress;
+}
+
+class Cloning : public Task
+{
+public:
+    Cloning(Host& host, ClonePlan plan)
+        : Task(host, progressOf(plan)), plan_(std::move(plan)), copyPerMegabyte_(host.scenario().times.copyPerMegabyte)
+    {
+        plan_.target->busy = true;
+    }
+
+private:
+    void work() override
+    {
+        for (std::size_t i = 0; i < plan_.copies.size(); ++i)
+            copyImage(i);
     }
 
     void copyImage(std::size_t index)
     {
-        const Copy& copy = copies_[index];
-        Files::createFolder(Files::folderOf(copy.target.location));
-        std::uint64_t paused = 0;
-        const auto report = [&](std::uint64_t done, std::uint64_t total) {
-            const std::uint64_t megabytes = done >> 20;
-            if (copyPerMegabyte_ && megabytes > paused) {
-                Sleep(static_cast<DWORD>((megabytes - paused) * copyPerMegabyte_));
-                paused = megabytes;
-            }
-            const WorldLock lock(worldMutex());
-            progress_->advance(index, static_cast<std::uint32_t>(total ? done * 100 / total : 100));
-            return !progress_->isCanceled();
-        };
+        const Copy& copy = plan_.copies[index];
+        const std::wstring& target = copy.target.location;
         const Poco::UUID id = toUuid(copy.target.id);
-        if (copy.flatten) {
-            std::shared_ptr<ImageReader> reader;
-            for (const std::wstring& file : copy.chain)
-                reader = openImage(file, reader);
-            reader = openImage(copy.source->location, reader);
-            convertToVdi(*reader, copy.target.location, id, report);
-        } else {
-            cloneImage(copy.source->location, copy.target.location, id, report);
-        }
-        made_.push_back(copy.target.location);
+        std::uint64_t paused = 0;
+        const auto told = [&](std::uint64_t done, std::uint64_t total) {
+            paused = pauseFor(done >> 20, paused);
+            return report(index, done, total);
+        };
+        made_.reserve(made_.size() + 1);
+        host().disk().createFolder(Files::folderOf(target));
+        if (copy.flatten)
+            host().disk().convertToVdi(*openChain(copy), target, id, told);
+        else
+            host().disk().cloneImage(copy.source->location, target, id, told);
+        made_.push_back(target);
         if (!copy.target.parent.empty()) {
             const Poco::UUID parent = toUuid(copy.target.parent);
-            setImageUuid(copy.target.location, id, &parent);
+            host().disk().setImageUuid(target, id, &parent);
         }
     }
 
-    std::optional<Failure> finish()
+    /// Takes the extra time that the scenario wants for each megabyte.
+    std::uint64_t pauseFor(std::uint64_t megabytes, std::uint64_t paused) const
     {
-        World& world = World::instance();
-        const MachineSettings before = std::exchange(target_->working, settings_);
-        target_->saved.name = settings_.name; // a clone never moves the target
-        try {
-            world.saveMachine(*target_);
-        } catch (const Failure& failure) {
-            target_->working = before;
-            return failure;
-        }
-        for (const Copy& copy : copies_) {
-            const auto medium = std::make_shared<MediumData>();
-            medium->id = copy.target.id;
-            medium->location = copy.target.location;
-            medium->format = copy.target.format;
-            medium->type = copy.target.type;
-            medium->parent = copy.target.parent;
-            world.addMedium(medium);
-            world.refresh(*medium);
-        }
-        return std::nullopt;
+        if (copyPerMegabyte_ && megabytes > paused)
+            std::this_thread::sleep_for(std::chrono::milliseconds((megabytes - paused) * copyPerMegabyte_));
+        return megabytes;
     }
 
-    const MachinePtr target_;
-    const ULONG mode_;
-    const Options options_;
-    MachineSettings settings_;
-    std::vector<Copy> copies_;
-    std::map<std::wstring, std::wstring> newIds_;
+    static std::shared_ptr<ImageReader> openChain(const Copy& copy)
+    {
+        std::shared_ptr<ImageReader> reader;
+        for (const std::wstring& file : copy.chain)
+            reader = openImage(file, reader);
+        return openImage(copy.source->location, reader);
+    }
+
+    void finish() override
+    {
+        Machine& target = *plan_.target;
+        MachineSettings before = std::exchange(target.working, plan_.settings);
+        target.working.lastStateChange = host().clock().milliseconds();
+        target.saved.name = target.working.name; // a clone never moves the target
+        if (const auto failure = attempt([&] { host().machines().save(target); })) {
+            target.working = std::move(before);
+            throw Failure(*failure);
+        }
+        for (const Copy& copy : plan_.copies) {
+            const MediumPtr medium = mediumOf(copy.target);
+            host().media().add(medium);
+            host().media().refresh(*medium);
+        }
+        target.busy = false;
+    }
+
+    void rollBack() override
+    {
+        plan_.target->busy = false;
+        for (const std::wstring& file : made_)
+            host().disk().remove(file);
+        for (const Copy& copy : plan_.copies)
+            host().disk().removeEmptyFolder(Files::folderOf(copy.target.location));
+    }
+
+    ClonePlan plan_;
+    const std::uint32_t copyPerMegabyte_;
     std::vector<std::wstring> made_;
-    ProgressPtr progress_;
-    std::uint32_t copyPerMegabyte_ = World::instance().scenario().times.copyPerMegabyte;
 };
 
 } // namespace
 
-ProgressPtr cloneMachine(const MachinePtr& machine, const MachineSettings& source, const MachinePtr& target, ULONG mode,
-                         const std::vector<LONG>& options)
+ProgressPtr cloneMachine(const MachineView& source, const MachineView& target, std::uint32_t mode,
+                         const std::vector<std::int32_t>& options)
 {
-    if (mode < machineState || mode > allStates)
+    if (mode < CloneMode::MachineState || mode > CloneMode::AllStates)
         throw Failure(Result::invalidArgument, L"Invalid clone mode " + std::to_wstring(mode));
-    if (target == machine || target->registered)
+    if (target.machine() == source.machine() || target.machine()->registered)
         throw Failure(Result::invalidArgument, L"The target must be another machine that is not registered yet");
-    if (machine->isOnline())
+    if (source.machine()->isOnline())
         throw Failure(Result::invalidVmState, L"A running machine cannot be cloned");
-    const auto cloning = std::make_shared<Cloning>(source, target, mode, parse(options));
-    target->busy = true;
-    Scheduler::instance().work([cloning] { cloning->run(); });
-    return cloning->progress();
+    ClonePlan plan{target.machine(), mode, parse(options), {}, {}};
+    ClonePlanner(source.host().media(), source.settings(), plan).run();
+    return startTask<Cloning>(source.host(), std::move(plan));
 }
 
 } // namespace VBoxSim

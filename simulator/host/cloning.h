@@ -1,14 +1,14 @@
 #pragma once
 
-#include "com/progress_object.h"
-#include "host/world.h"
-
 #include <vector>
+
+#include "host/machine_view.h"
+#include "host/progress.h"
 
 namespace VBoxSim {
 
-/// IMachine::CloneTo, with the world's mutex held. `source` is what the calling object shows of the machine.
-ProgressPtr cloneMachine(const MachinePtr& machine, const MachineSettings& source, const MachinePtr& target, ULONG mode,
-                         const std::vector<LONG>& options);
+/// IMachine::CloneTo, with the host's mutex held: clones what the source shows.
+ProgressPtr cloneMachine(const MachineView& source, const MachineView& target, std::uint32_t mode,
+                         const std::vector<std::int32_t>& options);
 
 } // namespace VBoxSim

@@ -1,22 +1,19 @@
 #include "host/deletion.h"
 
-#include "base/files.h"
-#include "host/scheduler.h"
-#include "settings/snapshots.h"
-
 #include <algorithm>
+#include <utility>
+
+#include "base/files.h"
+#include "host/error_mapping.h"
+#include "host/host.h"
+#include "host/task.h"
+#include "settings/snapshots.h"
 
 namespace VBoxSim {
 
 namespace {
 
-enum CleanupMode : ULONG
-{
-    unregisterOnly = 1,
-    detachAllReturnNone = 2,
-    detachAllReturnHardDisksOnly = 3,
-    full = 4
-};
+namespace CleanupMode = Travik::CleanupMode;
 
 std::vector<std::wstring> attachedMedia(const MachineSettings& settings)
 {
@@ -28,40 +25,37 @@ std::vector<std::wstring> attachedMedia(const MachineSettings& settings)
     return ids;
 }
 
-int depthOf(const MediumData& medium)
+int depthOf(const Media& known, const Medium& medium)
 {
     int depth = 0;
-    for (MediumPtr parent = World::instance().findMedium(medium.parent); parent;
-         parent = World::instance().findMedium(parent->parent))
+    for (MediumPtr parent = known.parentOf(medium); parent; parent = known.parentOf(*parent))
         ++depth;
     return depth;
 }
 
 /// The machine's media and what they are based on, children first.
-std::vector<MediumPtr> mediaToReturn(const MachineSettings& settings, ULONG mode)
+std::vector<MediumPtr> mediaToReturn(const Media& known, const MachineSettings& settings, std::uint32_t mode)
 {
     std::vector<MediumPtr> media;
-    if (mode != detachAllReturnHardDisksOnly && mode != full)
+    if (mode != CleanupMode::DetachAllReturnHardDisksOnly && mode != CleanupMode::Full)
         return media;
     for (const std::wstring& id : attachedMedia(settings)) {
-        const MediumPtr medium = World::instance().findMedium(id);
-        const bool known = std::find(media.begin(), media.end(), medium) != media.end();
-        if (medium && !known && (mode == full || medium->deviceType == DeviceKind::hardDisk))
+        const MediumPtr medium = known.find(id);
+        const bool listed = std::find(media.begin(), media.end(), medium) != media.end();
+        if (medium && !listed && (mode == CleanupMode::Full || medium->deviceType == DeviceKind::hardDisk))
             media.push_back(medium);
     }
     std::stable_sort(media.begin(), media.end(),
-                     [](const MediumPtr& a, const MediumPtr& b) { return depthOf(*a) > depthOf(*b); });
+                     [&](const MediumPtr& a, const MediumPtr& b) { return depthOf(known, *a) > depthOf(known, *b); });
     return media;
 }
 
-void detachAll(MachineData& machine)
+MachineSettings withoutMedia(MachineSettings settings)
 {
-    dropSnapshots(machine.saved);
-    for (StorageControllerSettings& controller : machine.saved.controllers)
+    dropSnapshots(settings);
+    for (StorageControllerSettings& controller : settings.controllers)
         controller.attachments.clear();
-    World::instance().rewriteSaved(machine);
-    machine.working = machine.saved;
-    machine.modified = false;
+    return settings;
 }
 
 /// What a machine leaves on disk beside its media.
@@ -72,118 +66,108 @@ struct Leftovers
     std::wstring snapshotFolder;
 };
 
-void deleteLeftovers(const Leftovers& left)
+Progress::Plan progressOf(const std::vector<MediumPtr>& media, const Machine& machine)
 {
-    const std::wstring folder = Files::folderOf(left.settingsFile);
-    if (!left.stateFile.empty())
-        Files::remove(left.stateFile);
-    if (!Files::remove(left.settingsFile))
-        throw Failure(Result::iprtError, L"Could not delete the settings file '" + left.settingsFile + L"'");
-    Files::remove(left.settingsFile + L"-prev");
-    Files::remove(left.settingsFile + L"-tmp");
-    const std::wstring logs = Files::join(folder, L"Logs");
-    for (const std::wstring& name : Files::list(logs))
-        if (name.starts_with(L"VBox.log"))
-            Files::remove(Files::join(logs, name));
-    Files::removeEmptyFolder(logs);
-    Files::removeEmptyFolder(left.snapshotFolder);
-    Files::removeEmptyFolder(folder);
+    Progress::Plan plan{L"IMachine::DeleteConfig", L"Deleting '" + machine.working.name + L"'", false, {}};
+    for (const MediumPtr& medium : media)
+        plan.operations.push_back({L"Deleting '" + medium->location + L"'"});
+    plan.operations.push_back({L"Deleting '" + machine.file + L"'"});
+    return plan;
 }
 
-/// Closes a medium and deletes its file; one that somebody still uses is skipped.
-void deleteMedium(const MediumPtr& medium)
+/// IMachine::DeleteConfig. What is deleted is gone, also when the rest fails.
+class Deletion : public Task
 {
+public:
+    Deletion(Host& host, const Machine& machine, std::vector<MediumPtr> media)
+        : Task(host, progressOf(media, machine)), media_(std::move(media))
     {
-        const WorldLock lock(worldMutex());
-        if (medium->closed || World::instance().isMediumBusy(*medium))
-            return;
-        World::instance().forgetMedium(medium);
+        const std::wstring folder = Files::folderOf(machine.file);
+        const MachineSettings& saved = machine.saved;
+        left_ = {machine.file, saved.stateFile.empty() ? L"" : Files::resolve(folder, saved.stateFile),
+                 Files::resolve(folder, saved.snapshotFolder)};
     }
-    Files::remove(medium->location);
-}
 
-void runDeletion(const std::vector<MediumPtr>& media, const Leftovers& left, const ProgressPtr& progress)
-{
-    std::optional<Failure> failure;
-    try {
-        for (std::size_t i = 0; i < media.size(); ++i) {
-            deleteMedium(media[i]);
-            const WorldLock lock(worldMutex());
-            progress->advance(i + 1, 0);
+private:
+    void work() override
+    {
+        for (std::size_t i = 0; i < media_.size(); ++i) {
+            deleteMedium(media_[i]);
+            report(i + 1, 0, 1);
         }
-        deleteLeftovers(left);
-    } catch (const Failure& thrown) {
-        failure = thrown;
+        deleteLeftovers();
     }
-    const WorldLock lock(worldMutex());
-    if (!failure)
-        failure = progress->orderedFailure();
-    if (failure)
-        progress->fail(*failure);
-    else
-        progress->succeed();
-}
+
+    /// Closes a medium and deletes its file; one that somebody still uses is skipped.
+    void deleteMedium(const MediumPtr& medium)
+    {
+        {
+            const HostLock lock = host().lock();
+            if (medium->closed || host().media().isBusy(*medium))
+                return;
+            host().media().forget(medium);
+        }
+        host().disk().remove(medium->location);
+    }
+
+    void deleteLeftovers()
+    {
+        Disk& disk = host().disk();
+        const std::wstring folder = Files::folderOf(left_.settingsFile);
+        if (!left_.stateFile.empty())
+            disk.remove(left_.stateFile);
+        if (!disk.remove(left_.settingsFile))
+            throw Failure(Result::iprtError, L"Could not delete the settings file '" + left_.settingsFile + L"'");
+        disk.remove(left_.settingsFile + L"-prev");
+        disk.remove(left_.settingsFile + L"-tmp");
+        const std::wstring logs = Files::join(folder, L"Logs");
+        for (const std::wstring& name : Files::list(logs))
+            if (name.starts_with(L"VBox.log"))
+                disk.remove(Files::join(logs, name));
+        for (const std::wstring& left : {logs, left_.snapshotFolder, folder})
+            disk.removeEmptyFolder(left);
+    }
+
+    const std::vector<MediumPtr> media_;
+    Leftovers left_;
+};
 
 } // namespace
 
-std::vector<MediumPtr> unregisterMachine(const MachinePtr& machine, ULONG mode)
+std::vector<MediumPtr> unregisterMachine(Host& host, const MachinePtr& machine, std::uint32_t mode)
 {
-    if (mode < unregisterOnly || mode > full)
+    if (mode < CleanupMode::UnregisterOnly || mode > CleanupMode::Full)
         throw Failure(Result::invalidArgument, L"Invalid cleanup mode " + std::to_wstring(mode));
     if (!machine->registered)
         throw Failure(Result::invalidObjectState, L"The machine is not registered");
     if (machine->sessionState != SessionState::Unlocked)
         throw Failure(Result::invalidObjectState,
                       L"Cannot unregister the machine '" + machine->saved.name + L"' while it is locked");
-    std::vector<MediumPtr> media;
-    if (!machine->accessError) {
-        const bool hasMedia = !attachedMedia(machine->saved).empty();
-        if (mode == unregisterOnly &&
-            (machine->state == MachineState::Saved || machine->saved.snapshotCount > 0 || hasMedia))
-            throw Failure(Result::invalidObjectState,
-                          L"Cannot unregister the machine '" + machine->saved.name +
-                              L"' because it has snapshots, attached media or a saved state");
-        media = mediaToReturn(machine->saved, mode);
-        detachAll(*machine);
+    if (machine->accessError) {
+        host.machines().remove(machine);
+        return {};
     }
-    World::instance().unregisterMachine(machine);
+    const bool hasMedia = !attachedMedia(machine->saved).empty();
+    if (mode == CleanupMode::UnregisterOnly &&
+        (machine->state == MachineState::Saved || machine->saved.snapshotCount > 0 || hasMedia))
+        throw Failure(Result::invalidObjectState, L"Cannot unregister the machine '" + machine->saved.name +
+                                                      L"' because it has snapshots, attached media or a saved state");
+    std::vector<MediumPtr> media = mediaToReturn(host.media(), machine->saved, mode);
+    const MachineSettings before = machine->saved;
+    host.machines().writeSaved(*machine, withoutMedia(before));
+    if (const auto failure = attempt([&] { host.machines().remove(machine); })) {
+        attempt([&] { host.machines().writeSaved(*machine, before); });
+        throw Failure(*failure);
+    }
+    machine->discardChanges();
     return media;
 }
 
-ProgressPtr deleteMachine(const MachinePtr& machine, const std::vector<MediumPtr>& media)
+ProgressPtr deleteMachine(const MachineView& machine, const std::vector<MediumPtr>& media)
 {
-    const std::wstring folder = Files::folderOf(machine->file);
-    const Leftovers left{machine->file,
-                         machine->saved.stateFile.empty() ? L"" : Files::resolve(folder, machine->saved.stateFile),
-                         Files::resolve(folder, machine->saved.snapshotFolder)};
-    std::vector<ProgressData::Operation> operations;
-    for (const MediumPtr& medium : media)
-        operations.push_back({L"Deleting '" + medium->location + L"'", 1});
-    operations.push_back({L"Deleting '" + machine->file + L"'", 1});
-    const auto progress = std::make_shared<ProgressData>(
-        L"IMachine::DeleteConfig", L"Deleting '" + machine->working.name + L"'", false, std::move(operations));
-    Scheduler::instance().work([=] { runDeletion(media, left, progress); });
-    return progress;
-}
-
-Interfaces<IMedium> mediumObjects(const std::vector<MediumPtr>& media)
-{
-    Interfaces<IMedium> objects;
-    for (const MediumPtr& medium : media)
-        objects.push_back(make<Medium>(medium));
-    return objects;
-}
-
-std::vector<MediumPtr> mediaOf(SAFEARRAY* objects)
-{
-    std::vector<MediumPtr> media;
-    for (IUnknown* object : objectsOf(objects)) {
-        const ComPtr<Medium> own = implementationOf<Medium>(object);
-        if (!own)
-            throw Failure(Result::invalidArgument, L"The array has something that is no medium of this server");
-        media.push_back(own->data());
-    }
-    return media;
+    if (!machine.isMutable())
+        throw Failure(Result::invalidVmState, L"Cannot delete settings of a registered machine");
+    return startTask<Deletion>(machine.host(), *machine.machine(), media);
 }
 
 } // namespace VBoxSim

@@ -1,22 +1,19 @@
 #pragma once
 
-#include "com/medium_object.h"
-#include "com/progress_object.h"
-#include "host/world.h"
-
 #include <vector>
 
-/// The end of a machine. All with the world's mutex held.
+#include "host/machine_view.h"
+#include "host/medium.h"
+
+/// The end of a machine. All with the host's mutex held.
 namespace VBoxSim {
 
+class Host;
+
 /// IMachine::Unregister: the media that the mode hands back, children before their parents.
-std::vector<MediumPtr> unregisterMachine(const MachinePtr& machine, ULONG mode);
+std::vector<MediumPtr> unregisterMachine(Host& host, const MachinePtr& machine, std::uint32_t mode);
 
 /// IMachine::DeleteConfig.
-ProgressPtr deleteMachine(const MachinePtr& machine, const std::vector<MediumPtr>& media);
-
-Interfaces<IMedium> mediumObjects(const std::vector<MediumPtr>& media);
-/// Throws Failure(invalidArgument) for objects that are not this server's media.
-std::vector<MediumPtr> mediaOf(SAFEARRAY* objects);
+ProgressPtr deleteMachine(const MachineView& machine, const std::vector<MediumPtr>& media);
 
 } // namespace VBoxSim

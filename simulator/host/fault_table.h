@@ -1,11 +1,11 @@
 #pragma once
 
-#include "base/failure.h"
-
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
+
+#include "base/failure.h"
 
 namespace VBoxSim {
 

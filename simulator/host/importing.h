@@ -1,16 +1,17 @@
 #pragma once
 
-#include "com/progress_object.h"
-
-#include "appliance/appliance.h"
-
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "appliance/appliance.h"
+#include "host/progress.h"
+
 namespace VBoxSim {
 
-/// What an IAppliance object and its descriptions share. Guarded by the world's mutex.
+class Host;
+
+/// What an IAppliance and its descriptions share. Guarded by the host's mutex.
 struct ApplianceData
 {
     std::wstring path;
@@ -21,13 +22,23 @@ struct ApplianceData
 };
 using AppliancePtr = std::shared_ptr<ApplianceData>;
 
-// All with the world's mutex held.
+// All with the host's mutex held.
 
 /// IAppliance::Read.
-ProgressPtr readAppliance(const AppliancePtr& data, const std::wstring& file);
+ProgressPtr readAppliance(Host& host, const AppliancePtr& data, const std::wstring& file);
 /// IAppliance::Interpret.
-void interpretAppliance(ApplianceData& data);
+void interpretAppliance(Host& host, ApplianceData& data);
 /// IAppliance::ImportMachines.
-ProgressPtr importAppliance(const AppliancePtr& data, const std::vector<LONG>& options);
+ProgressPtr importAppliance(Host& host, const AppliancePtr& data, const std::vector<std::int32_t>& options);
+/// IVirtualSystemDescription::SetFinalValues: one of each for each entry.
+struct FinalValues
+{
+    std::vector<std::int32_t> enabled;
+    std::vector<std::wstring> suggested;
+    std::vector<std::wstring> extras;
+};
+void setFinalValues(std::vector<DescriptionEntry>& entries, const FinalValues& values);
+/// Those of one system; throws Failure(accessDenied) when the appliance was read anew without it.
+std::vector<DescriptionEntry>& entriesOf(ApplianceData& data, std::size_t system);
 
 } // namespace VBoxSim

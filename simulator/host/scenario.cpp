@@ -1,13 +1,13 @@
 #include "host/scenario.h"
 
-#include "base/failure.h"
-#include "base/text.h"
-#include "host/fault_table.h"
-
 #include <nlohmann/json.hpp>
 
 #include <initializer_list>
 #include <stdexcept>
+
+#include "base/failure.h"
+#include "base/text.h"
+#include "host/fault_table.h"
 
 namespace VBoxSim {
 

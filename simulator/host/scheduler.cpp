@@ -1,37 +1,50 @@
 #include "host/scheduler.h"
 
-#include "com/call_frame.h"
-
-#include <windows.h>
-
-#include <objbase.h>
-
-#include <thread>
+#include <exception>
+#include <utility>
 
 namespace VBoxSim {
 
-std::condition_variable& worldChanged()
+namespace {
+
+void runGuarded(const std::function<void()>& work) noexcept
 {
-    static std::condition_variable* const changed = new std::condition_variable;
-    return *changed;
+    try {
+        work();
+    } catch (const std::exception&) {
+        // Whoever waits for the work waits for its progress, and a task ends that itself. The threads serve the others.
+    }
 }
 
-Scheduler& Scheduler::instance()
+} // namespace
+
+Scheduler::~Scheduler()
 {
-    static Scheduler* const scheduler = new Scheduler; // its threads never end
-    return *scheduler;
+    {
+        const std::lock_guard guard(mutex_);
+        stopped_ = true;
+        changed_.notify_all();
+    }
+    for (std::thread& thread : threads_)
+        thread.join();
 }
 
-void Scheduler::start()
+void Scheduler::start(const std::function<void()>& enter)
 {
-    std::thread([this] { runTasks(); }).detach();
-    std::thread([this] { runJobs(); }).detach();
+    threads_.emplace_back([this, enter] {
+        enter();
+        runSteps();
+    });
+    threads_.emplace_back([this, enter] {
+        enter();
+        runJobs();
+    });
 }
 
-void Scheduler::after(std::uint32_t milliseconds, std::function<void()> task)
+void Scheduler::after(std::uint32_t milliseconds, std::function<void()> step)
 {
     const std::lock_guard guard(mutex_);
-    tasks_.emplace(Clock::now() + std::chrono::milliseconds(milliseconds), std::move(task));
+    steps_.emplace(clock_.now() + std::chrono::milliseconds(milliseconds), std::move(step));
     changed_.notify_all();
 }
 
@@ -42,57 +55,86 @@ void Scheduler::work(std::function<void()> job)
     changed_.notify_all();
 }
 
-void Scheduler::dropTasks()
+void Scheduler::dropSteps()
 {
+    std::multimap<Clock::TimePoint, std::function<void()>> dropped; // ends after the list's mutex is free
     const std::lock_guard guard(mutex_);
-    tasks_.clear();
+    dropped.swap(steps_);
 }
 
 bool Scheduler::isBusy() const
 {
     const std::lock_guard guard(mutex_);
-    return working_ || !tasks_.empty() || !jobs_.empty();
+    return working_ || !steps_.empty() || !jobs_.empty();
 }
 
-void Scheduler::runTasks()
+void Scheduler::runDue()
 {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    while (runStep() || runJob()) {
+    }
+}
+
+bool Scheduler::runStep()
+{
+    // The host first, then the list: a step that is dropped meanwhile does not run.
+    const HostLock host = monitor_.lock();
+    std::function<void()> due;
+    {
+        const std::lock_guard guard(mutex_);
+        if (steps_.empty() || steps_.begin()->first > clock_.now())
+            return false;
+        due = std::move(steps_.begin()->second);
+        steps_.erase(steps_.begin());
+    }
+    runGuarded(due);
+    due = nullptr; // what it held goes with the host's mutex held
+    return true;
+}
+
+bool Scheduler::runJob()
+{
+    std::function<void()> job;
+    {
+        const std::lock_guard guard(mutex_);
+        if (jobs_.empty())
+            return false;
+        job = std::move(jobs_.front());
+        jobs_.pop_front();
+        working_ = true;
+    }
+    runGuarded(job);
+    job = nullptr;
+    const std::lock_guard guard(mutex_);
+    working_ = false;
+    return true;
+}
+
+void Scheduler::runSteps()
+{
     for (;;) {
         {
             std::unique_lock lock(mutex_);
-            if (tasks_.empty())
+            if (stopped_)
+                return;
+            if (steps_.empty())
                 changed_.wait(lock);
-            else if (tasks_.begin()->first > Clock::now())
-                changed_.wait_until(lock, tasks_.begin()->first);
+            else if (const Clock::TimePoint next = steps_.begin()->first; next > clock_.now())
+                changed_.wait_until(lock, next);
         }
-        // The world first, then the list: a task that is dropped meanwhile does not run.
-        const WorldLock world(worldMutex());
-        std::function<void()> due;
-        {
-            const std::lock_guard guard(mutex_);
-            if (tasks_.empty() || tasks_.begin()->first > Clock::now())
-                continue;
-            due = std::move(tasks_.begin()->second);
-            tasks_.erase(tasks_.begin());
-        }
-        due();
+        runStep();
     }
 }
 
 void Scheduler::runJobs()
 {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     for (;;) {
-        std::function<void()> job;
         {
             std::unique_lock lock(mutex_);
-            working_ = false;
-            changed_.wait(lock, [&] { return !jobs_.empty(); });
-            job = std::move(jobs_.front());
-            jobs_.pop_front();
-            working_ = true;
+            changed_.wait(lock, [&] { return stopped_ || !jobs_.empty(); });
+            if (stopped_)
+                return;
         }
-        job();
+        runJob();
     }
 }
 

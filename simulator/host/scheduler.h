@@ -1,49 +1,55 @@
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <cstdint>
 #include <deque>
-#include <functional>
 #include <map>
-#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "host/clock.h"
+#include "host/monitor.h"
 
 namespace VBoxSim {
 
-/// Wakes everybody who waits for a change of the world. Its mutex is the world's.
-std::condition_variable& worldChanged();
-
-/// What happens later: two threads that live as long as the server.
+/// What happens later. Neither thread ends by what its work throws: a task ends itself, see Task.
 class Scheduler
 {
 public:
-    static Scheduler& instance();
+    Scheduler(Monitor& monitor, const Clock& clock) : monitor_(monitor), clock_(clock) {}
+    ~Scheduler();
+    Scheduler(const Scheduler&) = delete;
+    Scheduler& operator=(const Scheduler&) = delete;
 
-    void start();
+    /// Starts its two threads; each calls `enter` first.
+    void start(const std::function<void()>& enter);
 
-    /// Runs the task after that time, with the world's mutex held.
-    void after(std::uint32_t milliseconds, std::function<void()> task);
-
-    /// Runs long work, one piece after the other, without the world's mutex.
+    /// Runs the step after that time, with the host's mutex held.
+    void after(std::uint32_t milliseconds, std::function<void()> step);
+    /// Runs long work, one piece after the other, without the mutex.
     void work(std::function<void()> job);
 
-    /// Forgets the tasks that have not run yet. Jobs run to their end.
-    void dropTasks();
-
+    /// Forgets the steps that have not run yet. Jobs run to their end. With the host's mutex held.
+    void dropSteps();
     /// Whether anything is still to be done.
     bool isBusy() const;
 
-private:
-    using Clock = std::chrono::steady_clock;
+    /// For a host whose threads are not started: does all work that is due by now, without the mutex held.
+    void runDue();
 
-    void runTasks();
+private:
+    bool runStep();
+    bool runJob();
+    void runSteps();
     void runJobs();
 
+    Monitor& monitor_;
+    const Clock& clock_;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::multimap<Clock::time_point, std::function<void()>> tasks_;
+    std::multimap<Clock::TimePoint, std::function<void()>> steps_;
     std::deque<std::function<void()>> jobs_;
     bool working_ = false;
+    bool stopped_ = false;
+    std::vector<std::thread> threads_;
 };
 
 } // namespace VBoxSim

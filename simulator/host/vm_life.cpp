@@ -1,188 +1,244 @@
 #include "host/vm_life.h"
 
-#include "base/files.h"
-#include "base/text.h"
-#include "base/time.h"
-#include "host/error_mapping.h"
-#include "host/scheduler.h"
-#include "settings/guest_property_flags.h"
-
 #include <algorithm>
 #include <optional>
+#include <utility>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "host/error_mapping.h"
+#include "host/host.h"
+#include "host/task.h"
+#include "host/vm_log.h"
+#include "settings/guest_property_flags.h"
 
 namespace VBoxSim {
 
 namespace {
 
-enum SessionType : std::uint32_t
-{
-    noType = 0,
-    writeLock = 1,
-    remote = 2,
-    shared = 3
-};
-
-[[noreturn]] void alreadyLocked(const MachineData& machine)
+[[noreturn]] void alreadyLocked(const Machine& machine)
 {
     throw Failure(Result::invalidObjectState, L"The machine '" + machine.saved.name +
                                                   L"' is already locked by a session (or being locked or unlocked)");
 }
 
-void requireRegistered(const MachineData& machine)
+void requireRegistered(const Machine& machine)
 {
     if (!machine.registered)
         throw Failure(Result::unexpected, L"The machine '" + machine.working.name + L"' is not registered");
 }
 
-void requireFree(const SessionData& session)
+void requireFree(const Session& session)
 {
     if (session.state != SessionState::Unlocked)
         throw Failure(Result::invalidObjectState, L"The given session is busy");
 }
 
-void release(SessionData& session)
+[[noreturn]] void refuseState(const Machine& machine, const wchar_t* allowed)
+{
+    throw Failure(Result::invalidVmState,
+                  L"Invalid machine state: " + stateName(machine.state) + L" (must be " + allowed + L")");
+}
+
+void release(Session& session)
 {
     session.state = SessionState::Unlocked;
-    session.type = noType;
+    session.type = SessionType::Null;
     session.machine.reset();
     session.lock.reset();
 }
 
 void attach(const SessionPtr& session, const MachinePtr& machine, std::uint32_t type)
 {
+    if (type == SessionType::WriteLock)
+        machine->lock->owner = session;
+    else
+        machine->lock->guests.push_back(session);
     session->machine = machine;
     session->lock = machine->lock;
     session->type = type;
     session->state = SessionState::Locked;
-    if (type == writeLock)
-        machine->lock->owner = session;
-    else
-        machine->lock->guests.push_back(session);
+}
+
+bool isTransient(const GuestPropertySettings& property)
+{
+    const auto flags = parseGuestPropertyFlags(property.flags);
+    return flags && flags->transient;
 }
 
 /// Notes in the settings file how the machine came to rest. A file that cannot be written does not keep it running.
-void persistRest(MachineData& machine)
+void persistRest(Host& host, Machine& machine)
 {
     machine.saved.aborted = machine.state == MachineState::Aborted;
     machine.saved.lastStateChange = machine.lastStateChange;
     if (machine.state != MachineState::Saved)
         machine.saved.stateFile.clear();
-    std::erase_if(machine.saved.guestProperties, [](const auto& entry) {
-        const auto flags = parseGuestPropertyFlags(entry.second.flags);
-        return flags && flags->transient;
-    });
+    std::erase_if(machine.saved.guestProperties, [](const auto& entry) { return isTransient(entry.second); });
     if (machine.accessError)
         return;
-    try {
-        World::instance().rewriteSaved(machine);
-    } catch (const Failure&) {
-    }
+    attempt([&] { host.machines().writeSaved(machine, machine.saved); });
 }
 
-/// The log that a VM process leaves, with what it was started with.
-void writeLog(const MachineData& machine)
+void forgetRest(MachineSettings& settings)
 {
-    const std::wstring folder = Files::join(Files::folderOf(machine.file), L"Logs");
-    const auto log = [&](int age) {
-        return Files::join(folder, age ? L"VBox.log." + std::to_wstring(age) : L"VBox.log");
-    };
-    Files::remove(log(3));
-    for (int age = 2; age >= 0; --age)
-        Files::move(log(age), log(age + 1));
-    std::wstring text = L"vboxsim: no guest runs here\nmachine: " + machine.saved.name + L"\nfront end: " +
-                        machine.vm()->frontEnd + L"\nstarted: " + Time::toIso(Time::nowMilliseconds()) + L"\n";
-    for (const std::wstring& change : machine.vm()->environment)
-        text += L"environment: " + change + L"\n";
-    try {
-        Files::writeAtomically(log(0), toUtf8(text));
-    } catch (const Failure&) {
-    }
+    settings.stateFile.clear();
+    settings.aborted = false;
 }
 
-/// What keeps the machine from starting inside its process.
-std::optional<Failure> launchFailure(const MachineData& machine, const ProgressData& progress)
+/// IMachine::LaunchVMProcess: the machine's process starts and takes the lock, then the machine powers on.
+class Launch : public Task
 {
-    if (progress.isCanceled())
-        return canceledFailure();
-    const auto& ordered = World::instance().scenario().launchFailures;
-    for (const std::wstring& name : {machine.saved.name, machine.id}) {
-        const auto found = ordered.find(name);
-        if (found != ordered.end())
-            return Failure(found->second.result, found->second.text);
+public:
+    Launch(Host& host, MachinePtr machine, SessionPtr session, const LaunchRequest& request)
+        : Task(host, {L"IMachine::LaunchVMProcess",
+                      L"Starting VM",
+                      true,
+                      {{L"Starting the VM process", 1}, {L"Powering on the machine", 3}}}),
+          machine_(std::move(machine)),
+          session_(std::move(session)),
+          lock_(std::make_shared<Lock>())
+    {
+        lock_->vm = std::make_shared<VmProcess>(host.monitor());
+        lock_->vm->frontEnd = request.frontEnd.empty() ? L"gui" : request.frontEnd;
+        lock_->vm->environment = request.environment;
+        lock_->vm->launch = progress();
     }
-    for (const StorageControllerSettings& controller : machine.saved.controllers) {
-        for (const AttachmentSettings& attachment : controller.attachments) {
-            const MediumPtr medium = World::instance().findMedium(attachment.medium);
-            if (attachment.medium.empty() || (medium && Files::exists(medium->location)))
-                continue;
-            return Failure(Result::fileError, L"Could not open the medium '" +
-                                                  (medium ? medium->location : braced(attachment.medium)) + L"'");
+
+    void spawn()
+    {
+        const auto failure = attempt([&] {
+            after(host().scenario().times.spawn, [this] { processStarted(); });
+            machine_->discardChanges();
+            machine_->lock = lock_;
+            session_->state = SessionState::Spawning;
+            session_->machine = machine_;
+            host().machines().setSessionState(*machine_, SessionState::Spawning);
+        });
+        if (!failure)
+            return;
+        end(failure);
+        throw Failure(*failure);
+    }
+
+private:
+    void processStarted()
+    {
+        if (!lock_->alive)
+            return;
+        if (session_->state == SessionState::Spawning)
+            attach(session_, machine_, SessionType::Remote);
+        host().machines().setSessionState(*machine_, SessionState::Locked);
+        writeVmLog(host(), *machine_);
+        before_ = machine_->state == MachineState::Saved ? MachineState::Saved : MachineState::PoweredOff;
+        progress()->advance(1, 0);
+        host().machines().setState(*machine_,
+                                   before_ == MachineState::Saved ? MachineState::Restoring : MachineState::Starting);
+        after(host().scenario().times.start, [this] { poweredOn(); });
+    }
+
+    void poweredOn()
+    {
+        if (!lock_->alive)
+            return;
+        if (!progress()->isCanceled())
+            checkInside();
+        checkGoesOn();
+        lock_->vm->launch.reset();
+        forgetRest(machine_->saved);
+        forgetRest(machine_->working);
+        host().machines().setState(*machine_, MachineState::Running);
+        progress()->forbidCancel();
+        end(std::nullopt);
+    }
+
+    /// Throws what keeps the machine from starting inside its process.
+    void checkInside()
+    {
+        const auto& ordered = host().scenario().launchFailures;
+        for (const std::wstring& name : {machine_->saved.name, machine_->id})
+            if (const auto found = ordered.find(name); found != ordered.end())
+                throw Failure(found->second.result, found->second.text);
+        for (const StorageControllerSettings& controller : machine_->saved.controllers)
+            for (const AttachmentSettings& attachment : controller.attachments)
+                if (!attachment.medium.empty())
+                    requireFile(attachment.medium);
+    }
+
+    void requireFile(const std::wstring& id)
+    {
+        const MediumPtr medium = host().media().find(id);
+        if (!medium || !Files::exists(medium->location))
+            throw Failure(Result::fileError,
+                          L"Could not open the medium '" + (medium ? medium->location : braced(id)) + L"'");
+    }
+
+    void rollBack() override
+    {
+        lock_->vm->launch.reset(); // the launch tells its own failure
+        if (machine_->lock != lock_)
+            return;
+        if (before_) {
+            host().machines().setState(*machine_, *before_);
+            persistRest(host(), *machine_);
         }
+        endLock(host(), *machine_);
     }
-    return progress.orderedFailure();
-}
 
-void startFinished(const MachinePtr& machine, const LockPtr& lock, const ProgressPtr& progress,
-                   std::uint32_t stateBefore)
+    const MachinePtr machine_;
+    const SessionPtr session_;
+    const LockPtr lock_;
+    std::optional<std::uint32_t> before_; ///< once the process runs
+};
+
+/// IConsole::PowerDown.
+class PowerDown : public Task
 {
-    if (!lock->alive)
-        return;
-    if (const auto failure = launchFailure(*machine, *progress)) {
-        World::instance().setState(*machine, stateBefore);
-        persistRest(*machine);
-        progress->fail(*failure); // before the lock ends: the end of a launch in progress has a text of its own
-        endLock(*machine);
-        return;
+public:
+    PowerDown(Host& host, MachinePtr machine)
+        : Task(host,
+               {L"IConsole::PowerDown", L"Stopping the virtual machine", false, {{L"Stopping the virtual machine"}}}),
+          machine_(std::move(machine)),
+          lock_(machine_->lock),
+          before_(machine_->state)
+    {}
+
+    void stop()
+    {
+        after(host().scenario().times.stop, [this] { stopped(); });
+        if (before_ != MachineState::Stuck)
+            host().machines().setState(*machine_, MachineState::Stopping);
     }
-    lock->vm->launch.reset();
-    machine->saved.stateFile.clear();
-    machine->saved.aborted = false;
-    machine->working.stateFile.clear();
-    machine->working.aborted = false;
-    World::instance().setState(*machine, MachineState::Running);
-    progress->forbidCancel();
-    progress->succeed();
-}
 
-void processStarted(const MachinePtr& machine, const LockPtr& lock, const SessionPtr& session,
-                    const ProgressPtr& progress)
-{
-    if (!lock->alive)
-        return;
-    World& world = World::instance();
-    if (session && session->state == SessionState::Spawning)
-        attach(session, machine, remote);
-    world.setSessionState(*machine, SessionState::Locked);
-    writeLog(*machine);
-    const std::uint32_t before = machine->state == MachineState::Saved ? MachineState::Saved : MachineState::PoweredOff;
-    progress->advance(1, 0);
-    world.setState(*machine, before == MachineState::Saved ? MachineState::Restoring : MachineState::Starting);
-    Scheduler::instance().after(world.scenario().times.start, [=] { startFinished(machine, lock, progress, before); });
-}
+private:
+    void stopped()
+    {
+        if (!lock_->alive)
+            throw Failure(Result::fail, L"The machine's process has ended");
+        checkGoesOn();
+        Host& owner = host();
+        owner.scheduler().after(owner.scenario().times.holdLock, [&owner, machine = machine_, lock = lock_] {
+            if (machine->lock == lock)
+                endLock(owner, *machine);
+        });
+        owner.machines().setState(*machine_, MachineState::PoweredOff);
+        persistRest(owner, *machine_);
+        end(std::nullopt);
+    }
 
-void refuseState(const MachineData& machine, const wchar_t* allowed)
-{
-    throw Failure(Result::invalidVmState,
-                  L"Invalid machine state: " + stateName(machine.state) + L" (must be " + allowed + L")");
-}
+    void rollBack() override
+    {
+        if (lock_->alive)
+            host().machines().setState(*machine_, before_);
+    }
+
+    const MachinePtr machine_;
+    const LockPtr lock_;
+    const std::uint32_t before_;
+};
 
 } // namespace
 
-std::wstring stateName(std::uint32_t state)
-{
-    constexpr const wchar_t* names[] = {L"Null",     L"PoweredOff", L"Saved",  L"Teleported",  L"Aborted",
-                                        L"Running",  L"Paused",     L"Stuck",  L"Teleporting", L"LiveSnapshotting",
-                                        L"Starting", L"Stopping",   L"Saving", L"Restoring"};
-    return state < std::size(names) ? names[state] : std::to_wstring(state);
-}
-
-std::wstring sessionStateName(std::uint32_t state)
-{
-    constexpr const wchar_t* names[] = {L"Null", L"Unlocked", L"Locked", L"Spawning", L"Unlocking"};
-    return state < std::size(names) ? names[state] : std::to_wstring(state);
-}
-
-void lockMachine(const MachinePtr& machine, const SessionPtr& session, std::uint32_t lockType)
+void lockMachine(Host& host, const MachinePtr& machine, const SessionPtr& session, std::uint32_t lockType)
 {
     requireRegistered(*machine);
     requireFree(*session);
@@ -191,7 +247,7 @@ void lockMachine(const MachinePtr& machine, const SessionPtr& session, std::uint
         throw Failure(Result::accessDenied, L"Only the process that LaunchVMProcess started may take this lock");
     case Travik::LockType::Shared:
         if (machine->sessionState == SessionState::Locked) {
-            attach(session, machine, shared);
+            attach(session, machine, SessionType::Shared);
             return;
         }
         break;
@@ -202,197 +258,139 @@ void lockMachine(const MachinePtr& machine, const SessionPtr& session, std::uint
     }
     if (machine->sessionState != SessionState::Unlocked)
         alreadyLocked(*machine);
+    machine->discardChanges();
     machine->lock = std::make_shared<Lock>();
-    machine->working = machine->saved;
-    machine->modified = false;
-    attach(session, machine, writeLock);
-    World::instance().setSessionState(*machine, SessionState::Locked);
+    attach(session, machine, SessionType::WriteLock);
+    host.machines().setSessionState(*machine, SessionState::Locked);
 }
 
-void endLock(MachineData& machine)
+void endLock(Host& host, Machine& machine)
 {
-    const LockPtr lock = machine.lock;
+    const LockPtr lock = std::exchange(machine.lock, nullptr);
     if (!lock)
         return;
-    World& world = World::instance();
+    // First what cannot fail: whatever happens after it, the machine and its sessions are free.
     lock->alive = false;
+    machine.sessionState = SessionState::Unlocked;
     if (lock->owner)
         release(*lock->owner);
     for (const SessionPtr& guest : lock->guests)
-        release(*guest);
+        if (guest->lock == lock) // it may have gone on to another machine
+            release(*guest);
     if (lock->vm) {
         lock->vm->events->close();
         if (const ProgressPtr launch = lock->vm->launch.lock())
             launch->fail(Failure(Result::fail, L"The virtual machine '" + machine.saved.name +
                                                    L"' has terminated unexpectedly during startup"));
         // The launching session waits for a process that is no more.
-        for (const auto& [id, session] : world.sessions())
+        for (const auto& [id, session] : host.sessions().all())
             if (session->state == SessionState::Spawning && session->machine.get() == &machine)
                 release(*session);
     }
-    machine.lock.reset();
-    machine.working = machine.saved;
-    machine.modified = false;
-    world.setSessionState(machine, SessionState::Unlocked);
-    worldChanged().notify_all();
+    machine.discardChanges();
+    host.machines().setSessionState(machine, SessionState::Unlocked);
+    host.monitor().notify();
 }
 
-void unlockSession(const SessionPtr& session)
+void unlockSession(Host& host, const SessionPtr& session)
 {
-    if (session->state != SessionState::Locked)
-        throw Failure(Result::unexpected,
-                      L"The session is not locked (session state: " + sessionStateName(session->state) + L")");
     const MachinePtr machine = session->machine;
     const LockPtr lock = session->lock;
-    if (session->type != writeLock) {
+    if (session->type != SessionType::WriteLock) {
         std::erase(lock->guests, session);
         release(*session);
         return;
     }
-    const std::uint32_t wait = World::instance().scenario().times.unlock;
-    World::instance().setSessionState(*machine, SessionState::Unlocking);
+    const std::uint32_t wait = host.scenario().times.unlock;
+    host.machines().setSessionState(*machine, SessionState::Unlocking);
     if (wait == 0) {
-        endLock(*machine);
+        endLock(host, *machine);
         return;
     }
     lock->alive = false;
     release(*session);
     lock->owner.reset();
-    Scheduler::instance().after(wait, [machine, lock] {
+    host.scheduler().after(wait, [&host, machine, lock] {
         if (machine->lock == lock)
-            endLock(*machine);
+            endLock(host, *machine);
     });
 }
 
-void dropSession(const SessionPtr& session)
+void abandonSession(Host& host, const SessionPtr& session)
 {
-    World& world = World::instance();
-    world.forgetSession(session->id);
     const MachinePtr machine = session->machine;
-    if (session->state == SessionState::Locked && session->type == writeLock) {
-        endLock(*machine);
-        world.setState(*machine, MachineState::Aborted);
-        persistRest(*machine);
+    if (session->state == SessionState::Locked && session->type == SessionType::WriteLock) {
+        endLock(host, *machine);
+        host.machines().setState(*machine, MachineState::Aborted);
+        persistRest(host, *machine);
         machine->working = machine->saved;
-    } else if (session->lock) {
-        std::erase(session->lock->guests, session);
-        release(*session);
-    } else {
-        release(*session); // a machine that it launches goes on
+        return;
     }
+    if (session->lock)
+        std::erase(session->lock->guests, session);
+    release(*session); // a machine that it launches goes on
 }
 
-void dropClient(DWORD process)
-{
-    World& world = World::instance();
-    for (const SessionPtr& session : world.sessionsOf(process))
-        dropSession(session);
-    world.events()->dropListenersOf(process);
-    for (const MachinePtr& machine : world.machines())
-        if (VmProcess* vm = machine->vm())
-            vm->events->dropListenersOf(process);
-}
-
-ProgressPtr launchMachine(const MachinePtr& machine, const SessionPtr& session, const std::wstring& frontEnd,
-                          const std::vector<std::wstring>& environment)
+ProgressPtr launchMachine(Host& host, const MachinePtr& machine, const SessionPtr& session,
+                          const LaunchRequest& request)
 {
     requireRegistered(*machine);
+    const std::wstring& frontEnd = request.frontEnd;
     if (!frontEnd.empty() && frontEnd != L"gui" && frontEnd != L"headless" && frontEnd != L"sdl")
         throw Failure(Result::invalidArgument, L"Invalid machine type '" + frontEnd + L"'");
     requireFree(*session);
     if (machine->sessionState != SessionState::Unlocked)
         alreadyLocked(*machine);
-
-    World& world = World::instance();
-    const auto progress = std::make_shared<ProgressData>(
-        L"IMachine::LaunchVMProcess", L"Starting VM", true,
-        std::vector<ProgressData::Operation>{{L"Starting the VM process", 1}, {L"Powering on the machine", 3}});
-    const auto lock = std::make_shared<Lock>();
-    lock->vm = std::make_shared<VmProcess>();
-    lock->vm->frontEnd = frontEnd.empty() ? L"gui" : frontEnd;
-    lock->vm->environment = environment;
-    lock->vm->launch = progress;
-    machine->lock = lock;
-    machine->working = machine->saved;
-    machine->modified = false;
-    session->state = SessionState::Spawning;
-    session->machine = machine;
-    world.setSessionState(*machine, SessionState::Spawning);
-    Scheduler::instance().after(world.scenario().times.spawn,
-                                [=] { processStarted(machine, lock, session, progress); });
-    return progress;
+    const auto launch = std::make_shared<Launch>(host, machine, session, request);
+    launch->spawn();
+    return launch->progress();
 }
 
-ProgressPtr powerDown(const MachinePtr& machine)
+ProgressPtr powerDown(Host& host, const MachinePtr& machine)
 {
     if (machine->state != MachineState::Running && machine->state != MachineState::Paused &&
         machine->state != MachineState::Stuck)
         refuseState(*machine, L"Running, Paused or Stuck");
-    const auto progress =
-        std::make_shared<ProgressData>(L"IConsole::PowerDown", L"Stopping the virtual machine", false,
-                                       std::vector<ProgressData::Operation>{{L"Stopping the virtual machine", 1}});
-    World& world = World::instance();
-    const std::uint32_t before = machine->state;
-    const LockPtr lock = machine->lock;
-    if (before != MachineState::Stuck)
-        world.setState(*machine, MachineState::Stopping);
-    Scheduler::instance().after(world.scenario().times.stop, [machine, lock, progress, before] {
-        if (!lock->alive) {
-            progress->fail(Failure(Result::fail, L"The machine's process has ended"));
-            return;
-        }
-        World& world = World::instance();
-        if (const auto failure = progress->orderedFailure()) {
-            world.setState(*machine, before);
-            progress->fail(*failure);
-            return;
-        }
-        world.setState(*machine, MachineState::PoweredOff);
-        persistRest(*machine);
-        progress->succeed();
-        Scheduler::instance().after(world.scenario().times.holdLock, [machine, lock] {
-            if (machine->lock == lock)
-                endLock(*machine);
-        });
-    });
-    return progress;
+    const auto task = std::make_shared<PowerDown>(host, machine);
+    task->stop();
+    return task->progress();
 }
 
-void pauseMachine(MachineData& machine)
+void pauseMachine(Host& host, Machine& machine)
 {
     if (machine.state != MachineState::Running)
         refuseState(machine, L"Running");
-    World::instance().setState(machine, MachineState::Paused);
+    host.machines().setState(machine, MachineState::Paused);
 }
 
-void resumeMachine(MachineData& machine)
+void resumeMachine(Host& host, Machine& machine)
 {
     if (machine.state != MachineState::Paused)
         refuseState(machine, L"Paused");
-    World::instance().setState(machine, MachineState::Running);
+    host.machines().setState(machine, MachineState::Running);
 }
 
-void crashMachine(MachineData& machine)
+void crashMachine(Host& host, Machine& machine)
 {
     if (!machine.vm())
         throw Failure(Result::invalidVmState, L"The machine '" + machine.saved.name + L"' has no process");
     machine.vm()->events->close(); // gone with the process, before anybody notices
-    World::instance().setState(machine, MachineState::Aborted);
-    persistRest(machine);
-    endLock(machine);
+    host.machines().setState(machine, MachineState::Aborted);
+    persistRest(host, machine);
+    endLock(host, machine);
 }
 
-void raiseRuntimeError(MachineData& machine, bool fatal, const std::wstring& id, const std::wstring& message)
+void raiseRuntimeError(Host& host, Machine& machine, const RuntimeError& error)
 {
     if (machine.state != MachineState::Running && machine.state != MachineState::Paused)
         refuseState(machine, L"Running or Paused");
-    if (fatal && machine.state == MachineState::Running)
-        pauseMachine(machine);
-    EventData event;
+    if (error.fatal && machine.state == MachineState::Running)
+        pauseMachine(host, machine);
+    Event event;
     event.type = EventType::OnRuntimeError;
-    event.flag = fatal;
-    event.errorId = id;
-    event.message = message;
+    event.flag = error.fatal;
+    event.errorId = error.id;
+    event.message = error.message;
     machine.vm()->events->fire(std::move(event));
 }
 

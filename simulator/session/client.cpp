@@ -1,10 +1,10 @@
 #include "session/client.h"
 
-#include "session/session.h"
-
 #include <objbase.h>
 
 #include <new>
+
+#include "session/session.h"
 
 namespace VBoxSim {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "virtualbox_defaults.h"
-
 #include <atomic>
+
+#include "virtualbox_defaults.h"
 
 namespace VBoxSim {
 

@@ -1,36 +1,21 @@
 // The entry points of the session library.
-#include "session/client.h"
-#include "session/session.h"
-
 #include <windows.h>
 
 #include <new>
 
+#include "control/class_factory.h"
+#include "session/client.h"
+#include "session/session.h"
+
 namespace VBoxSim {
 namespace {
 
-/// The class objects live as long as the library.
 template <class Implementation>
-class Factory : public IClassFactory
+class Factory : public ClassFactory<Factory<Implementation>>
 {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
+    static HRESULT make(REFIID id, void** out)
     {
-        if (!out)
-            return E_POINTER;
-        *out = id == IID_IUnknown || id == IID_IClassFactory ? static_cast<IClassFactory*>(this) : nullptr;
-        return *out ? S_OK : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** out) override
-    {
-        if (!out)
-            return E_POINTER;
-        *out = nullptr;
-        if (outer)
-            return CLASS_E_NOAGGREGATION;
         auto* object = new (std::nothrow) Implementation;
         if (!object)
             return E_OUTOFMEMORY;
@@ -39,12 +24,7 @@ public:
         object->Release();
         return result;
     }
-
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override
-    {
-        liveObjects += lock ? 1 : -1;
-        return S_OK;
-    }
+    static void keepLoaded(bool keep) { liveObjects += keep ? 1 : -1; }
 };
 
 Factory<Session> sessionFactory;

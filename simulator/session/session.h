@@ -1,16 +1,15 @@
 #pragma once
 
-#include "identity.h"
-#include "vboxsim_control.h"
-#include "virtualbox_defaults.h"
-
 #include <windows.h>
-
 #include <wrl/client.h>
 
 #include <atomic>
 #include <mutex>
 #include <string>
+
+#include "identity.h"
+#include "vboxsim_control.h"
+#include "virtualbox_defaults.h"
 
 namespace VBoxSim {
 

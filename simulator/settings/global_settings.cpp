@@ -62,7 +62,7 @@ GlobalSettings loadGlobalSettings(const std::wstring& file)
     return settings;
 }
 
-void saveGlobalSettings(GlobalSettings& settings, const std::wstring& file)
+std::string renderGlobalSettings(const GlobalSettings& settings, const std::wstring& file)
 {
     Xml::DocumentPtr document = Xml::parse(settings.source.empty() ? nothingRegistered : settings.source);
     Xml::Element* global = globalElement(document);
@@ -82,9 +82,7 @@ void saveGlobalSettings(GlobalSettings& settings, const std::wstring& file)
     Xml::setUnless(Xml::demand(global, "SystemProperties"), "defaultMachineFolder", L"",
                    settings.defaultMachineFolder.empty() ? L""
                                                          : Files::relativeTo(home, settings.defaultMachineFolder));
-    const std::string text = Xml::write(document);
-    Files::writeAtomically(file, text, file + L"-prev");
-    settings.source = text;
+    return Xml::write(document);
 }
 
 } // namespace VBoxSim

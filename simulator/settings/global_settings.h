@@ -26,6 +26,7 @@ struct GlobalSettings
 
 /// A missing file gives empty settings; a damaged one throws Failure. Paths in it may be relative to the home folder.
 GlobalSettings loadGlobalSettings(const std::wstring& file);
-void saveGlobalSettings(GlobalSettings& settings, const std::wstring& file);
+/// The text of the file as it will lie at that path. `settings.source` is what it is made from.
+std::string renderGlobalSettings(const GlobalSettings& settings, const std::wstring& file);
 
 } // namespace VBoxSim

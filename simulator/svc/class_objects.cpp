@@ -1,24 +1,27 @@
 #include "svc/class_objects.h"
 
+#include <atomic>
+#include <tuple>
+#include <utility>
+
+#include "com/call_frame.h"
 #include "com/interface_keeper.h"
 #include "com/session_objects.h"
 #include "com/virtual_box_object.h"
+#include "control/class_factory.h"
 #include "identity.h"
 #include "svc/control.h"
-
-#include <atomic>
 
 namespace VBoxSim {
 
 namespace {
 
-std::atomic<long> locks{0};
-std::atomic<ClassObjects*> offering{nullptr};
-
 /// Turns what a session object wrote into a reference to that session.
 class SessionUnmarshaler : public IMarshal
 {
 public:
+    explicit SessionUnmarshaler(Server& server) : server_(server) {}
+
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
     {
         if (!out)
@@ -47,7 +50,7 @@ public:
             return FAILED(result) ? result : E_INVALIDARG;
         wchar_t text[40];
         StringFromGUID2(packet.session, text, 40);
-        return make<SessionReference>(text, packet.process)->QueryInterface(id, out);
+        return make<SessionReference>(server_, text, packet.process)->QueryInterface(id, out);
     }
     HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream*) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD) override { return S_OK; }
@@ -68,68 +71,71 @@ public:
 
 private:
     virtual ~SessionUnmarshaler() = default;
+    Server& server_;
     std::atomic<ULONG> references_{0};
 };
 
-/// Makes a new object for each client that asks. Lives as long as the process.
-template <class Implementation>
-class Factory : public IClassFactory
+/// Makes a new object for each client that asks.
+template <class Implementation, class... Arguments>
+class Factory : public ClassFactory<Factory<Implementation, Arguments...>>
 {
 public:
-    explicit Factory(const wchar_t* callName) : callName_(callName) {}
+    Factory(Server& server, std::atomic<long>& locks, const wchar_t* callName, Arguments... arguments)
+        : server_(server), locks_(locks), callName_(callName), arguments_(arguments...)
+    {}
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
+    HRESULT make(REFIID id, void** out)
     {
-        if (!out)
-            return E_POINTER;
-        *out = id == IID_IUnknown || id == IID_IClassFactory ? static_cast<IClassFactory*>(this) : nullptr;
-        return *out ? S_OK : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** out) override
-    {
-        if (!out)
-            return E_POINTER;
-        *out = nullptr;
-        if (outer)
-            return CLASS_E_NOAGGREGATION;
         HRESULT result = S_OK;
-        const auto create = [&](WorldLock&) {
-            const ComPtr<Implementation> object(new Implementation);
-            result = object->QueryInterface(id, out);
-        };
         const HRESULT served = serve(
-            callName_, [] { return std::wstring(); }, IID_IClassFactory, create);
+            server_, {callName_, IID_IClassFactory}, [] { return std::wstring(); },
+            [&](HostLock&) { result = makeObject()->QueryInterface(id, out); });
         return FAILED(served) ? served : result;
     }
-
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override
-    {
-        locks += lock ? 1 : -1;
-        return S_OK;
-    }
+    void keepLoaded(bool keep) { locks_ += keep ? 1 : -1; }
 
 private:
-    const wchar_t* callName_;
-};
+    ComPtr<Implementation> makeObject()
+    {
+        return std::apply([&](auto&... more) { return VBoxSim::make<Implementation>(server_, more...); }, arguments_);
+    }
 
-Factory<VirtualBox> virtualBoxFactory{L"VirtualBox::CreateInstance"};
-Factory<SessionService> sessionsFactory{L"SimSessions::CreateInstance"};
-Factory<Control> controlFactory{L"VBoxSimControl::CreateInstance"};
-Factory<SessionUnmarshaler> referenceFactory{L"SessionReference::CreateInstance"};
+    Server& server_;
+    std::atomic<long>& locks_;
+    const wchar_t* const callName_;
+    std::tuple<Arguments...> arguments_;
+};
 
 } // namespace
 
-long serverLocks()
+struct ClassObjects::Factories
 {
-    return locks;
-}
+    Factories(Server& server, const std::function<void()>& stop)
+        : virtualBox(server, locks, L"VirtualBox::CreateInstance"),
+          sessions(server, locks, L"SimSessions::CreateInstance"),
+          control(server, locks, L"VBoxSimControl::CreateInstance", stop),
+          reference(server, locks, L"SessionReference::CreateInstance")
+    {}
+
+    std::atomic<long> locks{0};
+    Factory<VirtualBoxObject> virtualBox;
+    Factory<SessionService> sessions;
+    Factory<Control, std::function<void()>> control;
+    Factory<SessionUnmarshaler> reference;
+};
+
+ClassObjects::ClassObjects(Server& server, const std::function<void()>& stop)
+    : factories_(std::make_unique<Factories>(server, stop))
+{}
 
 ClassObjects::~ClassObjects()
 {
     withdraw();
+}
+
+long ClassObjects::locks() const
+{
+    return factories_->locks;
 }
 
 HRESULT ClassObjects::offer()
@@ -140,10 +146,10 @@ HRESULT ClassObjects::offer()
         IClassFactory* factory;
         DWORD context;
     } classes[] = {
-        {CLSID_VirtualBox, &virtualBoxFactory, CLSCTX_LOCAL_SERVER},
-        {sessionsClass, &sessionsFactory, CLSCTX_LOCAL_SERVER},
-        {controlClass, &controlFactory, CLSCTX_LOCAL_SERVER},
-        {sessionReferenceClass, &referenceFactory, CLSCTX_INPROC_SERVER},
+        {CLSID_VirtualBox, &factories_->virtualBox, CLSCTX_LOCAL_SERVER},
+        {sessionsClass, &factories_->sessions, CLSCTX_LOCAL_SERVER},
+        {controlClass, &factories_->control, CLSCTX_LOCAL_SERVER},
+        {sessionReferenceClass, &factories_->reference, CLSCTX_INPROC_SERVER},
     };
     for (REFIID id : {IID_IUnknown, IID_IDispatch, IID_IClassFactory, IID_ISupportErrorInfo})
         keepRegistered(id);
@@ -155,22 +161,13 @@ HRESULT ClassObjects::offer()
             return result;
         registrations_.push_back(registration);
     }
-    offering = this;
     return S_OK;
 }
 
 void ClassObjects::withdraw()
 {
-    offering = nullptr;
-    for (const DWORD registration : registrations_)
+    for (const DWORD registration : std::exchange(registrations_, {}))
         CoRevokeClassObject(registration);
-    registrations_.clear();
-}
-
-void withdrawClassesBeforeDeath()
-{
-    if (ClassObjects* const classes = offering)
-        classes->withdraw();
 }
 
 } // namespace VBoxSim

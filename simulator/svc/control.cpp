@@ -1,13 +1,12 @@
 #include "svc/control.h"
 
-#include "base/text.h"
-#include "host/vm_life.h"
-#include "host/world.h"
-#include "svc/class_objects.h"
-
 #include <nlohmann/json.hpp>
 
 #include <thread>
+
+#include "base/text.h"
+#include "host/error_mapping.h"
+#include "host/vm_life.h"
 
 namespace VBoxSim {
 
@@ -20,7 +19,7 @@ std::string narrow(std::wstring_view text)
     return toUtf8(text);
 }
 
-Json describe(const MachineData& machine)
+Json describe(const Machine& machine)
 {
     Json json{{"id", narrow(machine.id)},
               {"file", narrow(machine.file)},
@@ -40,103 +39,100 @@ Json describe(const MachineData& machine)
     return json;
 }
 
-std::string status()
+Json describe(const Session& session)
 {
-    World& world = World::instance();
-    Json json{{"process", GetCurrentProcessId()},
-              {"home", narrow(world.home())},
-              {"version", narrow(world.scenario().version)},
-              {"references", Clients::instance().references().size()},
-              {"clients", Clients::instance().processes()},
-              {"faults", narrow(faults().describe())},
-              {"trace", trace().on()},
-              {"machines", Json::array()},
-              {"sessions", Json::array()}};
-    if (world.startError())
-        json["error"] = narrow(world.startError()->text());
-    for (const MachinePtr& machine : world.machines())
-        json["machines"].push_back(describe(*machine));
-    for (const auto& [id, session] : world.sessions())
-        json["sessions"].push_back({{"id", narrow(id)},
-                                    {"process", session->process},
-                                    {"state", narrow(sessionStateName(session->state))},
-                                    {"machine", session->machine ? narrow(session->machine->id) : std::string()}});
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+    return {{"id", narrow(session.id)},
+            {"process", session.process},
+            {"state", narrow(sessionStateName(session.state))},
+            {"machine", session.machine ? narrow(session.machine->id) : std::string()}};
 }
 
-MachineData& machineNamed(BSTR name)
+std::string status(Server& server)
 {
-    return *World::instance().findMachine(textOf(name));
+    Host& host = server.host;
+    Json json{{"process", GetCurrentProcessId()},
+              {"home", narrow(host.surroundings().home)},
+              {"version", narrow(host.scenario().version)},
+              {"references", server.clients.references().size()},
+              {"clients", server.clients.processes()},
+              {"faults", narrow(host.faults().describe())},
+              {"trace", server.trace.on()},
+              {"machines", Json::array()},
+              {"sessions", Json::array()}};
+    if (const auto& error = host.machines().startError())
+        json["error"] = narrow(error->text());
+    for (const MachinePtr& machine : host.machines().all())
+        json["machines"].push_back(describe(*machine));
+    for (const auto& [id, session] : host.sessions().all())
+        json["sessions"].push_back(describe(*session));
+    return json.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 
 } // namespace
 
-HANDLE stopEvent()
+Machine& Control::machineNamed(BSTR name) const
 {
-    static const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    return event;
+    return *host().machines().find(textOf(name));
 }
 
 HRESULT Control::run(const std::function<void()>& body)
 {
-    Clients::noteCaller();
-    try {
-        const WorldLock lock(worldMutex());
+    server().clients.noteCaller();
+    const auto failure = attempt([&] {
+        const HostLock lock = host().lock();
         body();
-        return S_OK;
-    } catch (const Failure& failure) {
-        return failure.code();
-    } catch (const std::exception&) {
-        return E_FAIL;
-    }
+    });
+    return failure ? failure->code() : S_OK;
 }
 
 HRESULT Control::Status(BSTR* json)
 {
     return run([&] {
         require(json);
-        store(json, fromUtf8(status()));
+        store(json, fromUtf8(status(server())));
     });
 }
 
 HRESULT Control::Pause(BSTR machine)
 {
-    return run([&] { pauseMachine(machineNamed(machine)); });
+    return run([&] { pauseMachine(host(), machineNamed(machine)); });
 }
 
 HRESULT Control::RaiseRuntimeError(BSTR machine, BOOL fatal, BSTR errorId, BSTR message)
 {
-    return run([&] { raiseRuntimeError(machineNamed(machine), fatal != FALSE, textOf(errorId), textOf(message)); });
+    return run([&] {
+        raiseRuntimeError(host(), machineNamed(machine), {fatal != FALSE, textOf(errorId), textOf(message)});
+    });
 }
 
 HRESULT Control::CrashVM(BSTR machine)
 {
-    return run([&] { crashMachine(machineNamed(machine)); });
+    return run([&] { crashMachine(host(), machineNamed(machine)); });
 }
 
 HRESULT Control::Fail(BSTR call, LONG result, ULONG times, ULONG after, BOOL answerNull)
 {
     return run([&] {
         if (answerNull)
-            faults().answerNull(textOf(call), times, after);
+            host().faults().answerNull(textOf(call), times, after);
         else
-            faults().fail(textOf(call), result, times, after);
+            host().faults().fail(textOf(call), result, times, after);
     });
 }
 
 HRESULT Control::Delay(BSTR call, ULONG milliseconds)
 {
-    return run([&] { faults().delay(textOf(call), milliseconds); });
+    return run([&] { host().faults().delay(textOf(call), milliseconds); });
 }
 
 HRESULT Control::DieIn(BSTR call)
 {
-    return run([&] { faults().dieIn(textOf(call)); });
+    return run([&] { host().faults().dieIn(textOf(call)); });
 }
 
 HRESULT Control::HoldLock(ULONG milliseconds)
 {
-    return run([&] { World::instance().scenario().times.holdLock = milliseconds; });
+    return run([&] { host().scenario().times.holdLock = milliseconds; });
 }
 
 HRESULT Control::References(BSTR* listing, ULONG* count)
@@ -145,7 +141,7 @@ HRESULT Control::References(BSTR* listing, ULONG* count)
         require(listing);
         require(count);
         std::wstring text;
-        const auto references = Clients::instance().references();
+        const auto references = server().clients.references();
         for (const Clients::Reference& reference : references)
             text += reference.type + L" held by process " + std::to_wstring(reference.client) + L"\n";
         store(listing, text);
@@ -155,39 +151,43 @@ HRESULT Control::References(BSTR* listing, ULONG* count)
 
 HRESULT Control::Trace(BOOL on)
 {
-    return run([&] { trace().turn(on != FALSE); });
+    return run([&] { server().trace.turn(on != FALSE); });
 }
 
 HRESULT Control::GetTrace(BSTR* text)
 {
     return run([&] {
         require(text);
-        store(text, trace().text());
+        store(text, server().trace.text());
     });
 }
 
 HRESULT Control::LoadScenario(BSTR json)
 {
-    return run([&] { applyScenario(textOf(json), World::instance().scenario(), faults()); });
+    return run([&] { applyScenario(textOf(json), host().scenario(), host().faults()); });
 }
 
 HRESULT Control::Reset()
 {
-    return run([] { World::instance().reset(); });
+    return run([&] {
+        host().reset();
+        server().trace.turn(false);
+        server().trace.clear();
+    });
 }
 
 HRESULT Control::Stop()
 {
-    return run([] { SetEvent(stopEvent()); });
+    return run(stop_);
 }
 
 HRESULT Control::DieAfter(ULONG milliseconds)
 {
     // A thread of its own, and no lock: the point is to die in the middle of anything.
-    std::thread([milliseconds] {
+    std::thread([milliseconds, &server = server()] {
         CoInitializeEx(nullptr, COINIT_MULTITHREADED);
         Sleep(milliseconds);
-        withdrawClassesBeforeDeath();
+        server.beforeDeath();
         TerminateProcess(GetCurrentProcess(), 1);
     }).detach();
     return S_OK;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "com/object.h"
 
 namespace VBoxSim {
@@ -8,6 +10,8 @@ namespace VBoxSim {
 class Control : public Object<Control, IVBoxSimControl>
 {
 public:
+    Control(Server& server, std::function<void()> stop) : Object(server), stop_(std::move(stop)) {}
+
     HRESULT STDMETHODCALLTYPE Status(BSTR* json) override;
     HRESULT STDMETHODCALLTYPE Pause(BSTR machine) override;
     HRESULT STDMETHODCALLTYPE RaiseRuntimeError(BSTR machine, BOOL fatal, BSTR errorId, BSTR message) override;
@@ -30,9 +34,9 @@ public:
 private:
     /// Controls run neither under faults nor in the trace.
     HRESULT run(const std::function<void()>& body);
-};
+    Machine& machineNamed(BSTR name) const;
 
-/// Set when the server is told to stop.
-HANDLE stopEvent();
+    const std::function<void()> stop_;
+};
 
 } // namespace VBoxSim

@@ -1,19 +1,6 @@
 // vboxsim-svc: the stand-in's server. COM starts it when a client asks for VirtualBox; it leaves some seconds after its
 // last client. With --stay it waits for clients until it is stopped.
-#include "com/call_frame.h"
-#include "com/clients.h"
-#include "host/scheduler.h"
-#include "host/vm_life.h"
-#include "host/world.h"
-#include "identity.h"
-#include "svc/class_objects.h"
-#include "svc/control.h"
-
-#include "base/files.h"
-#include "base/text.h"
-
 #include <windows.h>
-
 #include <objbase.h>
 
 #include <algorithm>
@@ -21,6 +8,13 @@
 #include <cstdlib>
 #include <cwchar>
 #include <string>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "com/server.h"
+#include "host/host.h"
+#include "identity.h"
+#include "svc/class_objects.h"
 
 namespace VBoxSim {
 namespace {
@@ -72,43 +66,86 @@ private:
     bool owned_ = false;
 };
 
-/// Whether nobody uses the server. A running machine's process does.
-bool isIdle()
-{
-    if (Clients::instance().anyConnection() || serverLocks() != 0 || Scheduler::instance().isBusy())
-        return false;
-    const WorldLock lock(worldMutex());
-    for (const MachinePtr& machine : World::instance().machines())
-        if (machine->vm())
-            return false;
-    return true;
-}
-
-/// Returns true when nobody has used the server for the linger time, false when it was told to stop.
-bool waitForTheEnd(DWORD linger)
-{
-    constexpr DWORD step = 50;
-    ULONGLONG lastUse = GetTickCount64();
-    while (linger == INFINITE || GetTickCount64() - lastUse < linger) {
-        if (WaitForSingleObject(stopEvent(), step) == WAIT_OBJECT_0)
-            return false;
-        lastUse = isIdle() ? std::max(lastUse, Clients::lastCall()) : GetTickCount64();
-    }
-    return true;
-}
-
 /// Sets what the file that VBOXSIM_SCENARIO names says.
-void loadScenario()
+void loadScenario(Host& host)
 {
     const std::wstring file = environmentVariable(L"VBOXSIM_SCENARIO");
     if (file.empty())
         return;
     try {
-        applyScenario(fromUtf8(Files::read(file)), World::instance().scenario(), faults());
+        applyScenario(fromUtf8(Files::read(file)), host.scenario(), host.faults());
     } catch (const Failure& failure) {
         std::fprintf(stderr, "vboxsim-svc: %s\n", toUtf8(failure.text()).c_str());
     }
 }
+
+/// The server with all its parts; serves from its construction on.
+class Service
+{
+public:
+    Service()
+        : host_({homeFolder(), environmentVariable(L"USERPROFILE"), GetCurrentProcessId()}, clock_, disk_),
+          server_(host_),
+          classes_(server_, [this] { SetEvent(stopEvent_); })
+    {
+        server_.beforeDeath = [this] { classes_.withdraw(); };
+        {
+            const HostLock lock = host_.lock();
+            host_.load();
+            loadScenario(host_);
+        }
+        server_.clients.onGone([this](DWORD process) {
+            const HostLock lock = host_.lock();
+            host_.dropClient(process);
+        });
+        host_.scheduler().start([] { CoInitializeEx(nullptr, COINIT_MULTITHREADED); });
+    }
+
+    HRESULT offer() { return classes_.offer(); }
+
+    /// Serves until nobody has used the server for the linger time, or until it is told to stop.
+    void serve(DWORD linger)
+    {
+        while (waitForTheEnd(linger)) {
+            const ULONGLONG withdrawn = GetTickCount64();
+            classes_.withdraw();
+            Sleep(150); // for a client that found the classes just before
+            if ((isIdle() && server_.clients.lastCall() < withdrawn) || FAILED(classes_.offer()))
+                break;
+        }
+        classes_.withdraw(); // else Wine's COM would send clients here for ever
+    }
+
+private:
+    /// Whether nobody uses the server. A running machine's process does.
+    bool isIdle()
+    {
+        if (server_.clients.anyConnection() || classes_.locks() != 0)
+            return false;
+        const HostLock lock = host_.lock();
+        return !host_.isBusy();
+    }
+
+    /// Returns true when nobody has used the server for the linger time, false when it was told to stop.
+    bool waitForTheEnd(DWORD linger)
+    {
+        constexpr DWORD step = 50;
+        ULONGLONG lastUse = GetTickCount64();
+        while (linger == INFINITE || GetTickCount64() - lastUse < linger) {
+            if (WaitForSingleObject(stopEvent_, step) == WAIT_OBJECT_0)
+                return false;
+            lastUse = isIdle() ? std::max(lastUse, server_.clients.lastCall()) : GetTickCount64();
+        }
+        return true;
+    }
+
+    const HANDLE stopEvent_ = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    SystemClock clock_;
+    Disk disk_;
+    Host host_;
+    Server server_;
+    ClassObjects classes_;
+};
 
 int run(bool stay)
 {
@@ -119,18 +156,8 @@ int run(bool stay)
     // Every XML parser takes a random salt from this provider, which would be loaded and unloaded each time: under Wine
     // that cost seven milliseconds for each machine.
     LoadLibraryExW(L"rsaenh.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    {
-        const WorldLock lock(worldMutex());
-        World::instance().load(homeFolder());
-        loadScenario();
-    }
-    Clients::instance().onGone([](DWORD process) {
-        const WorldLock lock(worldMutex());
-        dropClient(process);
-    });
-    Scheduler::instance().start();
-    ClassObjects classes;
-    const HRESULT offered = classes.offer();
+    static Service* const service = new Service; // threads may still be in calls when the process leaves
+    const HRESULT offered = service->offer();
     if (FAILED(offered)) {
         std::fprintf(stderr, "vboxsim-svc: COM does not take the classes (0x%08lx)\n",
                      static_cast<unsigned long>(offered));
@@ -140,14 +167,7 @@ int run(bool stay)
         std::puts("ready");
         std::fflush(stdout);
     }
-    const DWORD linger = stay ? INFINITE : lingerMilliseconds();
-    while (waitForTheEnd(linger)) {
-        const ULONGLONG withdrawn = GetTickCount64();
-        classes.withdraw();
-        Sleep(150); // for a client that found the classes just before
-        if ((isIdle() && Clients::lastCall() < withdrawn) || FAILED(classes.offer()))
-            break;
-    }
+    service->serve(stay ? INFINITE : lingerMilliseconds());
     return 0;
 }
 

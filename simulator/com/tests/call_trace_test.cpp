@@ -1,6 +1,6 @@
-#include "com/call_trace.h"
-
 #include <gtest/gtest.h>
+
+#include "com/call_trace.h"
 
 using namespace VBoxSim;
 

@@ -1,6 +1,6 @@
-#include "host/fault_table.h"
-
 #include <gtest/gtest.h>
+
+#include "host/fault_table.h"
 
 using namespace VBoxSim;
 

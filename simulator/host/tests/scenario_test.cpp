@@ -1,9 +1,9 @@
+#include <gtest/gtest.h>
+
 #include "base/failure.h"
 #include "base/text.h"
 #include "host/fault_table.h"
 #include "host/scenario.h"
-
-#include <gtest/gtest.h>
 
 using namespace VBoxSim;
 

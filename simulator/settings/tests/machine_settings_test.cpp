@@ -266,7 +266,7 @@ TEST(GlobalSettings, LastAndKeepWhatTheyDoNotKnow)
     EXPECT_EQ(settings.defaultMachineFolder, Files::join(home, L"m"));
     settings.machines.push_back({L"11111111-1111-4111-8111-111111111102", L"D:\\n\\n.vbox"});
     settings.defaultMachineFolder = L"D:\\n";
-    saveGlobalSettings(settings, path);
+    Files::writeAtomically(path, renderGlobalSettings(settings, path));
     const std::string text = Files::read(path);
     for (const char* part : {"<Unheard of=\"this\"/>", "more=\"1\"", "src=\"D:\\n\\n.vbox\"",
                              "exclusiveHwVirt=\"false\"", "defaultMachineFolder=\"D:\\n\""})
@@ -282,7 +282,7 @@ TEST(GlobalSettings, FindTheFileOfAnInterruptedRename)
     GlobalSettings settings;
     settings.machines.push_back(
         {L"11111111-1111-4111-8111-111111111101", Files::join(home, L"a\\a.vbox"), Files::join(home, L"b\\b.vbox")});
-    saveGlobalSettings(settings, path);
+    Files::writeAtomically(path, renderGlobalSettings(settings, path));
     const auto found = [&] { return loadGlobalSettings(path).machines.at(0).file; };
     EXPECT_EQ(found(), Files::join(home, L"a\\a.vbox"));
     Files::writeAtomically(Files::join(home, L"b\\a.vbox"), "x");

@@ -1,8 +1,8 @@
-#include "host/processor.h"
-
-#include "travik/vbox_types.h"
+#include "host/hardware.h"
 
 #include <windows.h>
+
+#include "travik/vbox_types.h"
 
 #ifdef _MSC_VER
 #include <intrin.h>
@@ -10,7 +10,7 @@
 #include <cpuid.h>
 #endif
 
-namespace VBoxSim {
+namespace VBoxSim::Hardware {
 
 namespace {
 
@@ -43,6 +43,14 @@ bool hasBit(unsigned value, unsigned bit)
     return (value >> bit) & 1;
 }
 
+MEMORYSTATUSEX memory()
+{
+    MEMORYSTATUSEX status{};
+    status.dwLength = sizeof status;
+    GlobalMemoryStatusEx(&status);
+    return status;
+}
+
 } // namespace
 
 bool processorHas(std::uint32_t feature)
@@ -69,4 +77,21 @@ bool processorHas(std::uint32_t feature)
     }
 }
 
-} // namespace VBoxSim
+std::uint32_t processorCount()
+{
+    SYSTEM_INFO info;
+    GetSystemInfo(&info);
+    return info.dwNumberOfProcessors;
+}
+
+std::uint32_t memoryMegabytes()
+{
+    return static_cast<std::uint32_t>(memory().ullTotalPhys >> 20);
+}
+
+std::uint32_t freeMemoryMegabytes()
+{
+    return static_cast<std::uint32_t>(memory().ullAvailPhys >> 20);
+}
+
+} // namespace VBoxSim::Hardware

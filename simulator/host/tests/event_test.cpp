@@ -1,0 +1,96 @@
+#include "host_fixture.h"
+
+namespace VBoxSim {
+
+namespace {
+
+class Events : public HostTest
+{
+protected:
+    std::shared_ptr<int> listen(std::vector<std::int32_t> types, bool active = false)
+    {
+        auto listener = std::make_shared<int>();
+        source.add(listener, 1, std::move(types), active);
+        return listener;
+    }
+    EventPtr next(const std::shared_ptr<int>& listener)
+    {
+        HostLock lock = host.lock();
+        return source.next(lock, listener.get(), 0);
+    }
+
+    EventSource& source = *host.events();
+};
+
+} // namespace
+
+TEST_F(Events, ReachThoseWhoAskedForThem)
+{
+    const auto machines = listen({EventType::MachineEvent}), extraData = listen({EventType::OnExtraDataChanged});
+    const MachinePtr machine = registered(L"box");
+    const EventPtr event = next(machines);
+    ASSERT_NE(event, nullptr);
+    EXPECT_EQ(event->type, static_cast<std::uint32_t>(EventType::OnMachineRegistered));
+    EXPECT_EQ(event->machineId, machine->id);
+    EXPECT_TRUE(event->flag);
+    EXPECT_EQ(next(extraData), nullptr);
+}
+
+TEST_F(Events, ANewListenerIsTheOthersNews)
+{
+    const auto first = listen({EventType::Any}), second = listen({EventType::Any});
+    ASSERT_NE(next(first), nullptr);
+    EXPECT_EQ(next(second), nullptr);
+    EXPECT_THROW(source.add(first, 1, {}, false), Failure);
+    EXPECT_THROW(source.add(nullptr, 1, {}, false), Failure);
+}
+
+TEST_F(Events, AListenerWithTooManyUnreadOnesIsDropped)
+{
+    const auto lazy = listen({EventType::OnExtraDataChanged});
+    for (int i = 0; i < 500; ++i)
+        host.fire({EventType::OnExtraDataChanged});
+    EXPECT_NE(next(lazy), nullptr);
+    host.fire({EventType::OnExtraDataChanged});
+    host.fire({EventType::OnExtraDataChanged});
+    EXPECT_THROW(next(lazy), Failure);
+}
+
+TEST_F(Events, AWaitableOneIsProcessedWhenAllHaveMarkedIt)
+{
+    const auto first = listen({EventType::OnShowWindow}), second = listen({EventType::OnShowWindow});
+    host.fire({EventType::OnShowWindow});
+    const EventPtr event = next(first);
+    ASSERT_EQ(event, next(second));
+    const auto processed = [&] {
+        HostLock lock = host.lock();
+        return source.waitProcessed(lock, *event, 0);
+    };
+    source.markProcessed(first.get(), *event);
+    source.markProcessed(first.get(), *event);
+    EXPECT_FALSE(processed());
+    source.markProcessed(second.get(), *event);
+    EXPECT_TRUE(processed());
+}
+
+TEST_F(Events, AnActiveListenerIsServedUntilItGoes)
+{
+    const auto listener = std::make_shared<int>();
+    const auto registration = source.add(listener, 1, {EventType::OnExtraDataChanged}, true);
+    host.fire({EventType::OnExtraDataChanged});
+    EXPECT_THROW(next(listener), Failure);
+    HostLock lock = host.lock();
+    EXPECT_NE(source.nextToDeliver(lock, *registration), nullptr);
+    source.remove(listener.get());
+    EXPECT_EQ(source.nextToDeliver(lock, *registration), nullptr);
+}
+
+TEST_F(Events, AClosedSourceFailsLikeADeadServer)
+{
+    const auto listener = listen({EventType::Any});
+    source.close();
+    EXPECT_THROW(next(listener), Failure);
+    EXPECT_THROW(source.checkOpen(), Failure);
+}
+
+} // namespace VBoxSim

@@ -1,0 +1,268 @@
+// Every operation that saves something, with each of its changes on disk refused in turn.
+#include <windows.h>
+
+#include <functional>
+#include <optional>
+
+#include "appliance_writers.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "host/cloning.h"
+#include "host/deletion.h"
+#include "host/error_mapping.h"
+#include "host/importing.h"
+#include "host/vm_life.h"
+#include "host_fixture.h"
+
+namespace VBoxSim {
+
+namespace {
+
+/// What the operations work on.
+struct SavingScene : Scene
+{
+    SavingScene()
+    {
+        lockedBy(session(L"one"), machine);
+        machine->working.memoryMegabytes = 777;
+    }
+
+    /// As the session's machine.
+    MachineView view() { return MachineView(host, machine, machine->lock); }
+    void unlock() { unlockSession(host, session(L"one")); }
+
+    const MachinePtr machine = withDisk(L"first");
+    const MediumPtr medium = host.media().find(machine->saved.media.at(0).id);
+    const MachinePtr other = newMachine(L"second");
+    const AppliancePtr appliance = std::make_shared<ApplianceData>();
+};
+
+struct Operation
+{
+    const char* name;
+    std::function<void(SavingScene&)> run;
+    std::function<void(SavingScene&)> before = [](SavingScene&) {};
+};
+
+void unlock(SavingScene& scene)
+{
+    scene.unlock();
+}
+
+void detach(SavingScene& scene)
+{
+    scene.view().detach({L"SATA", 0, 0});
+    scene.view().saveSettings();
+    scene.unlock();
+}
+
+void rename(SavingScene& scene)
+{
+    scene.view().setName(L"renamed");
+    scene.view().saveSettings();
+}
+
+void unregister(SavingScene& scene)
+{
+    unregisterMachine(scene.host, scene.machine, Travik::CleanupMode::DetachAllReturnHardDisksOnly);
+}
+
+void openWithNewUuid(SavingScene& scene)
+{
+    createVdi(scene.path(L"disks\\new.vdi"), 1 << 20, {});
+    scene.host.media().open(scene.path(L"disks\\new.vdi"), DeviceKind::hardDisk, true);
+}
+
+void readOvf(SavingScene& scene)
+{
+    const std::string ovf = ApplianceWriters::makeOvf({});
+    ImageWriters::writeFile(scene.folder / "disk1.vmdk", ImageWriters::makeVmdk(ImageWriters::makeContent(1 << 20, 1)));
+    ImageWriters::writeFile(scene.folder / "box.ovf", ImageWriters::Bytes(ovf.begin(), ovf.end()));
+    scene.finish(readAppliance(scene.host, scene.appliance, scene.path(L"box.ovf")));
+    interpretAppliance(scene.host, *scene.appliance);
+}
+
+void clone(SavingScene& scene)
+{
+    const MachineView source(scene.host, scene.machine), target(scene.host, scene.other);
+    scene.finish(cloneMachine(source, target, Travik::CloneMode::MachineState, {}));
+}
+
+const std::vector<Operation>& operations()
+{
+    static const std::vector<Operation> all{
+        {"SaveSettings", [](SavingScene& scene) { scene.view().saveSettings(); }},
+        {"Rename", rename},
+        {"Register", [](SavingScene& scene) { scene.host.machines().add(scene.other); }},
+        {"Unregister", unregister, unlock},
+        {"DefaultFolder", [](SavingScene& scene) { scene.host.machines().setDefaultFolder(scene.path(L"machines")); }},
+        {"ExtraData", [](SavingScene& scene) { scene.host.machines().setExtraData(L"GUI/Key", L"value"); }},
+        {"MachineExtraData",
+         [](SavingScene& scene) { scene.host.machines().setExtraData(*scene.machine, L"Key", L"value"); }},
+        {"OpenWithNewUuid", openWithNewUuid},
+        {"CloseMedium", [](SavingScene& scene) { scene.host.media().close(scene.medium); }, detach},
+        {"DeleteStorage", [](SavingScene& scene) { scene.finish(scene.host.media().deleteStorage(scene.medium)); },
+         detach},
+        {"Clone", clone, unlock},
+        {"Import", [](SavingScene& scene) { scene.finish(importAppliance(scene.host, scene.appliance, {})); }, readOvf},
+    };
+    return all;
+}
+
+std::optional<Failure> failureOf(const Operation& operation, SavingScene& scene)
+{
+    return attempt([&] { operation.run(scene); });
+}
+
+class EachSaving : public testing::TestWithParam<std::size_t>
+{
+protected:
+    /// Refuses one change after the other, on a scene of its own for each, until the operation needs no more of them.
+    void refuseEachChange(RefusingDisk::Refusal refusal)
+    {
+        const Operation& operation = operations()[GetParam()];
+        int change = 1;
+        for (bool refused = true; refused; ++change) {
+            SavingScene scene;
+            operation.before(scene);
+            const std::wstring before = Scene::seen(scene.host);
+            scene.disk.refuse(change, refusal);
+            const auto failure = failureOf(operation, scene);
+            scene.disk.allowAll();
+            refused = scene.disk.hasRefused();
+            const std::string where = operation.name + (" with change " + std::to_string(change)) + " refused";
+            EXPECT_EQ(Scene::seen(scene.host), scene.seenAfterRestart()) << where;
+            EXPECT_TRUE(refused || !failure) << where;
+            if (failure) {
+                EXPECT_EQ(Scene::seen(scene.host), before) << where;
+            }
+        }
+        EXPECT_GT(change, 2) << operation.name << " changes nothing on disk";
+    }
+};
+
+} // namespace
+
+TEST_P(EachSaving, LeavesWhatOthersSeeWhenAChangeFails)
+{
+    refuseEachChange(RefusingDisk::Refusal::Write);
+}
+
+TEST_P(EachSaving, LeavesWhatOthersSeeWithoutMemory)
+{
+    refuseEachChange(RefusingDisk::Refusal::Memory);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EachSaving, testing::Range<std::size_t>(0, operations().size()),
+                         [](const auto& tested) { return operations()[tested.param].name; });
+
+/// A file that somebody holds open, and lets nobody else write or replace.
+class HeldFile
+{
+public:
+    explicit HeldFile(const std::wstring& file, DWORD share = FILE_SHARE_READ)
+        : handle_(CreateFileW(file.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr))
+    {}
+    ~HeldFile() { CloseHandle(handle_); }
+    HeldFile(const HeldFile&) = delete;
+    HeldFile& operator=(const HeldFile&) = delete;
+
+    std::string read(DWORD length)
+    {
+        std::string text(length, '\0');
+        DWORD got = 0;
+        ReadFile(handle_, text.data(), length, &got, nullptr);
+        text.resize(got);
+        return text;
+    }
+
+private:
+    HANDLE handle_;
+};
+
+TEST(Save, ReportsASettingsFileThatSomebodyHolds)
+{
+    SavingScene scene;
+    const std::wstring before = Scene::seen(scene.host);
+    {
+        const HeldFile held(scene.machine->file);
+        EXPECT_THROW(scene.view().saveSettings(), Failure);
+        EXPECT_THROW(rename(scene), Failure);
+        EXPECT_EQ(Scene::seen(scene.host), before);
+    }
+    EXPECT_EQ(scene.seenAfterRestart(), before);
+    scene.view().saveSettings();
+    EXPECT_EQ(scene.machine->saved.memoryMegabytes, 777u);
+}
+
+TEST(Save, ReportsARegistryThatSomebodyHolds)
+{
+    SavingScene scene;
+    readOvf(scene);
+    const std::wstring before = Scene::seen(scene.host);
+    {
+        const HeldFile held(scene.host.machines().settingsFile());
+        for (const Operation& operation : operations()) {
+            const std::string name = operation.name;
+            if (name == "Register" || name == "ExtraData" || name == "Import") {
+                EXPECT_TRUE(failureOf(operation, scene)) << name;
+            }
+        }
+    }
+    EXPECT_EQ(Scene::seen(scene.host), before);
+    EXPECT_EQ(scene.seenAfterRestart(), before);
+}
+
+// Whether a file that is held this way can be replaced is the system's decision: the reader reads the old one whole in
+// either case.
+TEST(Save, IsAtomicForAReaderOfTheOldFile)
+{
+    SavingScene scene;
+    const std::string old = Files::read(scene.machine->file);
+    bool refused = false;
+    {
+        HeldFile reader(scene.machine->file, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+        std::string text = reader.read(40);
+        refused = attempt([&] { scene.view().saveSettings(); }).has_value();
+        text += reader.read(static_cast<DWORD>(old.size()));
+        EXPECT_EQ(text, old);
+    }
+    EXPECT_EQ(Files::read(scene.machine->file) == old, refused);
+    scene.view().saveSettings();
+    EXPECT_NE(Files::read(scene.machine->file), old);
+}
+
+TEST(Save, KeepsTheStateBeforeAlsoAfterARename)
+{
+    SavingScene scene;
+    scene.view().saveSettings();
+    const std::string before = Files::read(scene.machine->file);
+    const std::wstring oldFile = scene.machine->file;
+    rename(scene);
+    EXPECT_EQ(Files::read(scene.machine->file + L"-prev"), before);
+    EXPECT_FALSE(Files::exists(oldFile) || Files::exists(oldFile + L"-prev"));
+}
+
+TEST(Save, LeavesNoFileOfAFailedCopy)
+{
+    for (const char* name : {"Clone", "Import"}) {
+        for (int change = 1;; ++change) {
+            SavingScene scene;
+            scene.unlock();
+            readOvf(scene);
+            const std::wstring before = scene.files();
+            scene.disk.refuse(change);
+            std::optional<Failure> failure;
+            for (const Operation& operation : operations())
+                if (operation.name == std::string(name))
+                    failure = failureOf(operation, scene);
+            if (failure) {
+                EXPECT_EQ(scene.files(), before) << name << " with change " << change << " refused";
+            }
+            if (!scene.disk.hasRefused())
+                break;
+        }
+    }
+}
+
+} // namespace VBoxSim
