@@ -51,20 +51,20 @@ void forEach(Row::Kind kind, Function function)
     EXPECT_GT(count, 5);
 }
 
-/// The places as a call leaves them that succeeds.
-void expectGood(FlatBench& flat, const Row& row, const Places& places)
+/// The outputs as a call leaves them that succeeds.
+void expectGood(FlatBench& flat, const Row& row, const Outputs& outputs)
 {
-    Places wanted;
+    Outputs wanted;
     if (row.good)
         row.good(wanted);
     if (row.handsOutList)
-        wanted.handles = places.handles;
+        wanted.handles = outputs.handles;
     else if (!row.handsOut.empty())
-        wanted.number = places.number;
-    EXPECT_TRUE(places == wanted);
-    EXPECT_EQ(places.handles.size(), row.handsOutList ? 1 + row.handsOut.size() : 1);
+        wanted.number = outputs.number;
+    EXPECT_TRUE(outputs == wanted);
+    EXPECT_EQ(outputs.handles.size(), row.handsOutList ? 1 + row.handsOut.size() : 1);
     for (std::size_t i = 0; i < row.handsOut.size(); ++i) {
-        const VBoxHandle handle = row.handsOutList ? places.handles[1 + i] : places.number;
+        const VBoxHandle handle = row.handsOutList ? outputs.handles[1 + i] : outputs.number;
         const std::size_t before = flat.bench.box.size(row.handsOut[i]);
         EXPECT_EQ(flat.through.release(row.handsOut[i], handle), 0u);
         EXPECT_EQ(flat.bench.box.size(row.handsOut[i]), before - 1) << "is not a handle that was handed out";
@@ -81,7 +81,7 @@ TEST(EveryOperationThroughC, MakesTheSameCallsAndHandsOutTheSame)
         EXPECT_EQ(static_cast<std::uint32_t>(row.invoke(invocation)), expects.code);
         EXPECT_EQ(FakeWorld::takeCalls(), expects.calls);
         EXPECT_EQ(flat.through.failure(), nullptr);
-        expectGood(flat, row, invocation.places);
+        expectGood(flat, row, invocation.outputs);
     });
 }
 
@@ -109,14 +109,14 @@ TEST(EveryOperationThroughC, TellsTheFailureOfEveryCallInTheError)
     });
 }
 
-TEST(EveryOperationThroughC, WithoutPlacesHandsOutNothingAndSucceeds)
+TEST(EveryOperationThroughC, WithoutOutputsHandsOutNothingAndSucceeds)
 {
     forEach(Row::framed, [](std::size_t slot, const Row& row) {
-        if (!row.hasPlaces())
+        if (!row.hasOutputs())
             return;
         FlatBench flat;
         Invocation invocation = prepared(flat, slot);
-        invocation.withPlaces = false;
+        invocation.withOutputs = false;
         const auto sizes = flat.bench.sizes();
         EXPECT_EQ(static_cast<std::uint32_t>(row.invoke(invocation)), 0u);
         EXPECT_EQ(flat.bench.sizes(), sizes);
