@@ -6,6 +6,7 @@
 #include "com/machine_object.h"
 #include "com/medium_object.h"
 #include "com/system_objects.h"
+#include "host/version.h"
 
 namespace VBoxSim {
 
@@ -27,7 +28,7 @@ HRESULT VirtualBoxObject::get_VersionNormalized(BSTR* version)
 
 HRESULT VirtualBoxObject::get_Revision(ULONG* revision)
 {
-    return get(L"IVirtualBox::get_Revision", revision, [] { return 0; });
+    return get(L"IVirtualBox::get_Revision", revision, [&] { return sourceRevision(host().scenario().version); });
 }
 
 HRESULT VirtualBoxObject::get_PackageType(BSTR* type)
@@ -37,15 +38,12 @@ HRESULT VirtualBoxObject::get_PackageType(BSTR* type)
 
 HRESULT VirtualBoxObject::get_APIVersion(BSTR* version)
 {
-    return get(L"IVirtualBox::get_APIVersion", version, [&] {
-        const std::wstring full = host().scenario().version; // "6.1.50" -> "6_1"
-        const std::size_t first = full.find(L'.');
-        const std::size_t second = first == full.npos ? full.npos : full.find(L'.', first + 1);
-        std::wstring api = full.substr(0, second);
-        if (first != full.npos)
-            api[first] = L'_';
-        return api;
-    });
+    return get(L"IVirtualBox::get_APIVersion", version, [&] { return apiVersion(host().scenario().version); });
+}
+
+HRESULT VirtualBoxObject::get_APIRevision(LONG64* revision)
+{
+    return get(L"IVirtualBox::get_APIRevision", revision, [&] { return apiRevision(host().scenario().version); });
 }
 
 HRESULT VirtualBoxObject::get_HomeFolder(BSTR* folder)

@@ -15,6 +15,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_Revision(ULONG* revision) override;
     HRESULT STDMETHODCALLTYPE get_PackageType(BSTR* type) override;
     HRESULT STDMETHODCALLTYPE get_APIVersion(BSTR* version) override;
+    HRESULT STDMETHODCALLTYPE get_APIRevision(LONG64* revision) override;
     HRESULT STDMETHODCALLTYPE get_HomeFolder(BSTR* folder) override;
     HRESULT STDMETHODCALLTYPE get_SettingsFilePath(BSTR* path) override;
     HRESULT STDMETHODCALLTYPE get_Host(IHost** host) override;

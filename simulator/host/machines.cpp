@@ -44,6 +44,19 @@ std::wstring previousOf(const std::wstring& file)
     return file + L"-prev";
 }
 
+/// Whether a text is this path as Windows compares paths: in any case, with either slash.
+bool isPath(std::wstring text, const std::wstring& path)
+{
+    std::replace(text.begin(), text.end(), L'/', L'\\');
+    return equalIgnoringCase(text, path);
+}
+
+/// By its name, or by the full path of its settings file.
+bool answersTo(const Machine& machine, const std::wstring& nameOrFile)
+{
+    return !machine.accessError && (machine.saved.name == nameOrFile || isPath(nameOrFile, machine.file));
+}
+
 } // namespace
 
 void checkExtraData(const std::wstring& key, const std::wstring& value)
@@ -86,7 +99,7 @@ MachinePtr Machines::find(const std::wstring& nameOrId) const
 {
     const auto id = parseUuid(nameOrId);
     for (const MachinePtr& machine : machines_)
-        if (id ? machine->id == *id : !machine->accessError && machine->saved.name == nameOrId)
+        if (id ? machine->id == *id : answersTo(*machine, nameOrId))
             return machine;
     throw Failure(Result::objectNotFound, L"Could not find a registered machine named '" + nameOrId + L"'");
 }
@@ -178,6 +191,7 @@ void Machines::add(const MachinePtr& machine)
     changeRegistry([&](GlobalSettings& registry) { registry.machines.push_back({machine->id, machine->file}); });
     machine->registered = true;
     machines_.push_back(machine);
+    std::erase_if(unregistered_, [&](const std::weak_ptr<Machine>& weak) { return weak.lock() == machine; });
     Event event = machineEvent(EventType::OnMachineRegistered, *machine);
     event.flag = true;
     host_.fire(std::move(event));

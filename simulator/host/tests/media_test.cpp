@@ -1,3 +1,5 @@
+#include <cwctype>
+
 #include "host/cloning.h"
 #include "host/vm_life.h"
 #include "host_fixture.h"
@@ -45,6 +47,29 @@ TEST_F(HostTest, AMachineWhoseDiskIsGoneDoesNotStart)
     pass(host.scenario().times.start);
     EXPECT_EQ(progress->result(), Result::fileError);
     EXPECT_EQ(machine->state, static_cast<std::uint32_t>(MachineState::PoweredOff));
+}
+
+TEST_F(HostTest, AMachineIsFoundByItsSettingsFile)
+{
+    const MachinePtr machine = registered(L"box");
+    EXPECT_EQ(host.machines().find(machine->file), machine);
+    std::wstring other = machine->file;
+    for (wchar_t& c : other)
+        c = c == L'\\' ? L'/' : static_cast<wchar_t>(std::towupper(c));
+    EXPECT_EQ(host.machines().find(other), machine) << "in any case, with either slash";
+    EXPECT_THROW(host.machines().find(L"box.vbox"), Failure) << "only the full path";
+}
+
+TEST_F(HostTest, AMachineUsesAMediumOnceHoweverOftenItIsRegistered)
+{
+    const MachinePtr machine = withDisk(L"box");
+    const std::wstring medium = machine->saved.media.at(0).id;
+    for (int i = 0; i < 3; ++i) {
+        host.machines().remove(machine);
+        EXPECT_EQ(host.media().machinesUsing(medium).size(), 1u);
+        host.machines().add(machine);
+        EXPECT_EQ(host.media().machinesUsing(medium).size(), 1u);
+    }
 }
 
 } // namespace VBoxSim
