@@ -2,11 +2,7 @@
 //
 // The import blocks until the disks are converted, which takes minutes for large ones, and hands no machine out. Its
 // name is asked for before: VirtualBox suggests one that no registered machine has. A front end that wants to stay
-// alive runs the import on a thread of its own and shows that it works; the operations must then all be called on that
-// thread.
-
-#include <atomic>
-#include <thread>
+// alive lets a worker do it and shows meanwhile that it works.
 
 #include "sample.h"
 
@@ -14,19 +10,12 @@ using namespace Travik;
 
 namespace {
 
-/// Everything that touches the library, on one thread.
-void importOnThisThread(const std::wstring& file, std::wstring& result)
+/// A job of the worker: everything that touches the library, on one thread.
+std::wstring importAppliance(const Operations& vbox, const std::wstring& file)
 {
-    VBoxInstanceImpl& vbox = *GetVBoxInstance();
-    try {
-        const auto name = ask<std::wstring>(vbox, &VBoxInstanceImpl::getImportOvaVmName, file);
-        check(vbox, vbox.importOva(file));
-        const auto machine = ask<ScopedMachine>(vbox, &VBoxInstanceImpl::findMachine, name);
-        result = L"imported " + name + L", " + ask<std::wstring>(vbox, &VBoxInstanceImpl::getVmUUID, machine);
-    } catch (const SdkError& error) {
-        result = L"failed: " + error.text();
-    }
-    vbox.releaseRC();
+    const std::wstring name = vbox.getImportOvaVmName(file);
+    vbox.importOva(file);
+    return L"imported " + name + L", " + vbox.getVmUUID(vbox.findMachine(name));
 }
 
 } // namespace
@@ -38,18 +27,16 @@ int wmain(int count, wchar_t** values)
         return 2;
     }
     GetVBoxInstance()->setLogPath(L"NUL");
-    std::wstring result;
-    std::atomic<bool> done = false;
-    std::thread worker([&] {
-        importOnThisThread(values[1], result);
-        done = true;
-    });
-    for (int tenths = 0; !done; ++tenths) {
-        if (tenths % 10 == 9)
-            print(L"importing ... " + std::to_wstring(tenths / 10 + 1) + L" s");
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    Worker worker;
+    auto result =
+        worker.run([file = std::wstring(values[1])](Operations& vbox) { return importAppliance(vbox, file); });
+    for (int second = 1; result.wait_for(std::chrono::seconds(1)) != std::future_status::ready; ++second)
+        print(L"importing ... " + std::to_wstring(second) + L" s");
+    try {
+        print(result.get());
+        return 0;
+    } catch (const std::exception& error) { // SdkError, or what the file system refused
+        std::printf("failed: %s\n", error.what());
+        return 1;
     }
-    worker.join();
-    print(result);
-    return result.rfind(L"failed", 0) == 0 ? 1 : 0;
 }

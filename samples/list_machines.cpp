@@ -9,31 +9,13 @@ using namespace Travik;
 
 namespace {
 
-std::wstring stateOf(const MachineEntry& entry)
-{
-    switch (entry.state) {
-    case MachineState::PoweredOff:
-        return L"powered off";
-    case MachineState::Saved:
-        return L"saved";
-    case MachineState::Aborted:
-        return L"aborted";
-    case MachineState::Running:
-        return L"running";
-    case MachineState::Paused:
-        return L"paused";
-    default:
-        return L"state " + std::to_wstring(entry.state);
-    }
-}
-
-void list(VBoxInstanceImpl& vbox, const std::vector<std::wstring>&)
+void list(const Operations& vbox, const std::vector<std::wstring>&)
 {
     // Each entry owns its machine's handle and gives it back by itself.
     const std::vector<MachineEntry> machines = listMachines(vbox);
     for (const MachineEntry& entry : machines) {
         if (entry.accessible)
-            print(entry.uuid + L"  " + entry.name + L"  (" + stateOf(entry) + L")");
+            print(entry.uuid + L"  " + entry.name + L"  (" + stateName(entry.state) + L")");
         else
             print(entry.uuid + L"  inaccessible: " + entry.problem);
     }

@@ -11,7 +11,7 @@
 /// Prints a line in UTF-8.
 inline void print(const std::wstring& line)
 {
-    std::printf("%s\n", utils_toUTF8(line.c_str()));
+    std::printf("%s\n", Travik::toUTF8(line).c_str());
     std::fflush(stdout);
 }
 
@@ -24,20 +24,16 @@ int runSample(int count, wchar_t** values, std::size_t needed, const wchar_t* us
         print(std::wstring(L"usage: ") + usage);
         return 2;
     }
-    Travik::VBoxInstanceImpl& vbox = *GetVBoxInstance();
-    vbox.setLogPath(L"NUL"); // without a file the log goes to the standard output
-    int exitCode = 0;
+    GetVBoxInstance()->setLogPath(L"NUL"); // without a file the log goes to the standard output
     try {
-        Travik::connect(vbox, Travik::Deadline(std::chrono::seconds(10)));
+        const Travik::Connection vbox(std::chrono::seconds(10)); // for this thread, until the end of the block
         sample(vbox, arguments);
+        return 0;
     } catch (const Travik::SdkError& error) {
         std::printf("failed: %s\n", error.what());
         print(error.text());
-        exitCode = 1;
     } catch (const std::exception& error) {
         std::printf("failed: %s\n", error.what());
-        exitCode = 1;
     }
-    vbox.releaseRC(); // on the thread that created the objects, before the process ends
-    return exitCode;
+    return 1;
 }

@@ -1,6 +1,6 @@
 // Tests a front end against the stand-in, with faults that a real VirtualBox shows only on bad days.
 //
-// The front end here is one function, startMachine, which promises to answer in words. Its tests make VirtualBox fail
+// The front end here is one function, start, which promises to answer in words. Its tests make VirtualBox fail
 // by the stand-in's control program (vboxsim.exe) and look at the words. Nothing in the front end knows of the
 // stand-in.
 
@@ -13,21 +13,16 @@ namespace {
 
 // --- the front end ---
 
-std::wstring startMachine(VBoxInstanceImpl& vbox, const std::wstring& name)
+std::wstring start(const Operations& vbox, const std::wstring& name)
 {
     try {
-        const auto machine = ask<ScopedMachine>(vbox, &VBoxInstanceImpl::findMachine, name);
-        ScopedProgress progress(vbox);
-        retryWhileLocked(vbox, Deadline(seconds(10)),
-                         [&] { return vbox.launchVMProcess(machine, L"headless", {}, progress.put()); });
-        waitFor(vbox, progress, Deadline(seconds(60)));
-        LockedSession::adopt(vbox).unlock();
+        Travik::startMachine(vbox, vbox.findMachine(name), seconds(60));
         return L"running";
     } catch (const ServerGone&) {
-        reconnect(vbox, Deadline(seconds(20))); // all handles are void
+        reconnect(vbox, seconds(20)); // all handles are void
         return L"VirtualBox stopped working; please try again";
     } catch (const SdkError& error) {
-        if (error.result() == 0x80BB0001)
+        if (error.result() == Result::ObjectNotFound)
             return L"there is no machine of this name";
         return L"the machine could not be started";
     }
@@ -50,23 +45,22 @@ bool expect(const std::wstring& story, const std::wstring& answer, const std::ws
     return answer == expected;
 }
 
-void test(VBoxInstanceImpl& vbox, const std::vector<std::wstring>& arguments)
+void test(const Operations& vbox, const std::vector<std::wstring>& arguments)
 {
     control = arguments[0];
     const std::wstring& name = arguments[1];
-    bool passed = expect(L"an unknown machine", startMachine(vbox, L"nobody"), L"there is no machine of this name");
+    bool passed = expect(L"an unknown machine", start(vbox, L"nobody"), L"there is no machine of this name");
 
     simulate(L"fail IMachine::LaunchVMProcess 0x80BB0005 --times 1");
-    passed &=
-        expect(L"a process that cannot be started", startMachine(vbox, name), L"the machine could not be started");
+    passed &= expect(L"a process that cannot be started", start(vbox, name), L"the machine could not be started");
 
     simulate(L"fail IMachine::LaunchVMProcess 0x80BB0007 --times 3");
-    passed &= expect(L"a lock that comes free late", startMachine(vbox, name), L"running");
+    passed &= expect(L"a lock that comes free late", start(vbox, name), L"running");
     simulate(L"crash-vm \"" + name + L"\"");
 
     simulate(L"die-in IMachine::LaunchVMProcess");
-    passed &= expect(L"a server that dies", startMachine(vbox, name), L"VirtualBox stopped working; please try again");
-    passed &= expect(L"the next try", startMachine(vbox, name), L"running");
+    passed &= expect(L"a server that dies", start(vbox, name), L"VirtualBox stopped working; please try again");
+    passed &= expect(L"the next try", start(vbox, name), L"running");
     simulate(L"crash-vm \"" + name + L"\"");
 
     if (!passed)

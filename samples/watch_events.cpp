@@ -2,7 +2,7 @@
 //
 // Events wait in a queue in the server. Whoever fetches too few is dropped as a listener, and what happened since is
 // lost; EventLoop notices, listens again and says Resync: then the state must be asked for, because no event will tell
-// it.
+// it. Events end with the machine's process (Ended), perhaps before the last one was fetched.
 
 #include "sample.h"
 
@@ -11,58 +11,34 @@ using std::chrono::milliseconds;
 
 namespace {
 
-bool isOff(std::uint32_t state)
-{
-    return state == MachineState::PoweredOff || state == MachineState::Aborted || state == MachineState::Saved;
-}
-
-void printState(std::uint32_t state)
-{
-    print(L"state " + std::to_wstring(state));
-}
-
 void printError(const EventData& event)
 {
     print((event.fatal ? L"fatal error " : L"error ") + event.id + L": " + event.message);
 }
 
-void watch(VBoxInstanceImpl& vbox, const std::vector<std::wstring>& arguments)
+void watch(const Operations& vbox, const std::vector<std::wstring>& arguments)
 {
-    const auto machine = ask<ScopedMachine>(vbox, &VBoxInstanceImpl::findMachine, arguments[0]);
-    const LockedSession session(vbox, machine, LockType::Shared, Deadline(std::chrono::seconds(10)));
-    const ScopedConsole console = session.console();
-    if (console == 0) {
+    const ScopedMachine machine = vbox.findMachine(arguments[0]);
+    ScopedEventSource source = eventSourceOf(vbox, machine, std::chrono::seconds(10));
+    if (!source) {
         print(L"the machine does not run");
         return;
     }
-    EventLoop loop(vbox, ask<ScopedEventSource>(vbox, &VBoxInstanceImpl::getEventSource, console),
-                   {VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError});
-
-    auto state = ask<std::uint32_t>(vbox, &VBoxInstanceImpl::consoleGetState, console);
-    printState(state);
-    while (!isOff(state)) {
-        try {
-            const EventLoop::Step step = loop.next(milliseconds(500), [&](const EventData& event) {
-                if (event.type == VBoxEventType::OnRuntimeError) {
-                    printError(event);
-                    return;
-                }
-                state = event.state;
-                printState(state);
-            });
-            if (step == EventLoop::Step::Resync) {
-                print(L"events were lost");
-                state = ask<std::uint32_t>(vbox, &VBoxInstanceImpl::consoleGetState, console);
-                printState(state);
-            }
-        } catch (const SdkError&) {
-            // The source ends with the machine's process; whether that is why, the machine itself tells.
-            state = ask<std::uint32_t>(vbox, &VBoxInstanceImpl::machineGetState, machine);
-            printState(state);
-            if (!isOff(state))
-                throw;
-        }
-    }
+    EventLoop loop(vbox, std::move(source), {EventType::StateChanged, EventType::RuntimeError});
+    print(stateName(vbox.machineGetState(machine)));
+    EventLoop::Step step;
+    do {
+        step = loop.next(milliseconds(500), [](const EventData& event) {
+            if (event.type == EventType::RuntimeError)
+                printError(event);
+            else
+                print(stateName(event.state));
+        });
+        if (step == EventLoop::Step::Resync)
+            print(L"events were lost");
+        if (step == EventLoop::Step::Resync || step == EventLoop::Step::Ended)
+            print(stateName(vbox.machineGetState(machine)));
+    } while (step != EventLoop::Step::Ended);
 }
 
 } // namespace

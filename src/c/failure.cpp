@@ -114,7 +114,7 @@ const char* travik_resultName(uint32_t result)
 
 uint32_t travik_isServerGone(uint32_t result)
 {
-    return Travik::isServerGone(result);
+    return Travik::isProcessGone(result);
 }
 
 uint32_t travik_isLockRace(uint32_t result)

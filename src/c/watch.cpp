@@ -67,7 +67,7 @@ private:
             const std::uint32_t code = sdk.eventSourceGetEvent(source_, listener_, 0, event.put());
             if (code != 0)
                 return listenAgain(sdk, code);
-            if (event == 0)
+            if (!event)
                 break;
             pause = milliseconds(0); // where one came, others follow
             read(sdk, event);
@@ -79,8 +79,9 @@ private:
     {
         try {
             const EventData data = readEvent(sdk, event);
-            if (data.type == VBoxEventType::OnStateChanged)
-                watchers_->deliver(watcher, {.kind = TRAVIK_NOTICE_STATE, .state = data.state});
+            if (data.type == EventType::StateChanged)
+                watchers_->deliver(watcher,
+                                   {.kind = TRAVIK_NOTICE_STATE, .state = static_cast<std::uint32_t>(data.state)});
             else
                 watchers_->deliver(watcher, {.kind = TRAVIK_NOTICE_RUNTIME_ERROR,
                                              .fatal = data.fatal,
@@ -90,7 +91,7 @@ private:
             // An event that cannot be read is as good as lost; the next look tells when the machine is gone.
             watchers_->deliver(watcher, {.kind = TRAVIK_NOTICE_RESYNC});
         }
-        sdk.eventSourceEventProcessed(source_, listener_, event); // a failure shows in the next look
+        sdk.eventSourceEventProcessed(source_, listener_, event.get()); // a failure shows in the next look
     }
 
     /// VirtualBox drops a listener whose events were not fetched for long.

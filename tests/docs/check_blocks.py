@@ -21,9 +21,8 @@ SNIPPET = """#include <travik/scoped_handle.h>
 #include <iostream>
 #include <mutex>
 #include <thread>
-void snippet(Travik::VBoxInstanceImpl& vbox, Travik::VBoxHandle machine, Travik::VBoxHandle console);
-void snippet([[maybe_unused]] Travik::VBoxInstanceImpl& vbox, [[maybe_unused]] Travik::VBoxHandle machine,
-             [[maybe_unused]] Travik::VBoxHandle console)
+void snippet(const Travik::Operations& vbox, const Travik::ScopedMachine& machine);
+void snippet([[maybe_unused]] const Travik::Operations& vbox, [[maybe_unused]] const Travik::ScopedMachine& machine)
 {
 {
 """

@@ -108,15 +108,53 @@ TEST(Check, findsTheOperationOnlyInALibraryText)
     EXPECT_EQ(SdkError(1, 0, L"vbox sdk failure in plain(x::y)").operation(), L"plain");
 }
 
-TEST(Check, throwsServerGoneForAServerThatWentAway)
+TEST(Check, findsTheArgumentsInALibraryText)
 {
-    for (const std::uint32_t result :
-         {0x800706BAu, 0x800706BEu, 0x800706BFu, 0x80010108u, 0x80010007u, 0x80010012u, 0x800401FDu}) {
+    const auto arguments = [](const wchar_t* text) { return SdkError(107, 0, text).arguments(); };
+    EXPECT_EQ(arguments(L"vbox sdk failure in Travik::VBox::findMachine(Player):41 with rc=0x80bb0001"), L"Player");
+    EXPECT_EQ(arguments(L"vbox sdk failure in Travik::VBox::openMachine(C:\\a (1):b.vbox):9 errorDesc=x"),
+              L"C:\\a (1):b.vbox");
+    EXPECT_EQ(arguments(L"No space left (disk):1"), L"");
+}
+
+const std::uint32_t processGone[] = {0x800706BA, 0x800706BE, 0x800706BF, 0x80010108,
+                                     0x80010007, 0x80010012, 0x800401FD};
+
+TEST(Check, throwsServerGoneWhenTheServerDoesNotAnswerEither)
+{
+    for (const std::uint32_t result : processGone) {
         FakeVBox vbox;
         vbox.fail("saveSettings", SaveSettingsFail, result);
-        EXPECT_TRUE(isServerGone(result));
+        vbox.fail("getHost", GetHostFail, 0x800706BA);
+        EXPECT_TRUE(isProcessGone(result));
         EXPECT_THROW(check(vbox, vbox.saveSettings(1)), ServerGone) << result;
     }
     for (const std::uint32_t result : {0u, 0x80BB0007u, 0x80070005u, 0x80004005u, 0x80040154u})
-        EXPECT_FALSE(isServerGone(result)) << result;
+        EXPECT_FALSE(isProcessGone(result)) << result;
+}
+
+TEST(Check, throwsMachineGoneWhenOnlyTheMachinesProcessIsGone)
+{
+    for (const std::uint32_t result : processGone) {
+        FakeVBox vbox;
+        vbox.fail("consoleGetState", ConsoleGetStateFail, result);
+        std::uint32_t state = 0;
+        try {
+            check(vbox, vbox.consoleGetState(1, &state));
+            FAIL() << "nothing was thrown";
+        } catch (const MachineGone& gone) {
+            EXPECT_EQ(gone.code(), 130u) << "of the operation, not of the question whether the server answers";
+            EXPECT_EQ(gone.result(), result);
+            EXPECT_EQ(gone.operation(), L"consoleGetState");
+        }
+        EXPECT_EQ(vbox.count("getHost"), 1);
+    }
+}
+
+TEST(Check, asksTheServerOnlyThen)
+{
+    FakeVBox vbox;
+    vbox.fail("saveSettings", SaveSettingsFail, 0x80BB0004);
+    EXPECT_THROW(check(vbox, vbox.saveSettings(1)), SdkError);
+    EXPECT_EQ(vbox.count("getHost"), 0);
 }

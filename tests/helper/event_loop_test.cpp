@@ -16,8 +16,7 @@ protected:
     EventLoop makeLoop()
     {
         vbox.live.push_back(7);
-        return EventLoop(vbox, ScopedEventSource(vbox, 7),
-                         {VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError});
+        return EventLoop(vbox, ScopedEventSource(vbox, 7), {EventType::StateChanged, EventType::RuntimeError});
     }
     void comes(std::uint32_t type) { vbox.numbers["eventSourceEventGetType"].push_back(type); }
     static void ignore(const EventData&) {}
@@ -72,8 +71,8 @@ TEST_F(EventLoopTest, readsAStateAndMarksAndReleasesTheEvent)
     vbox.numbers["eventSourceStateChangedEventGetState"] = {MachineState::Paused};
     EventData seen;
     EXPECT_EQ(loop.next(milliseconds(0), [&](const EventData& event) { seen = event; }), Step::Handled);
-    EXPECT_EQ(seen.type, VBoxEventType::OnStateChanged);
-    EXPECT_EQ(seen.state, MachineState::Paused);
+    EXPECT_EQ(seen.type, EventType::StateChanged);
+    EXPECT_EQ(seen.state, State::Paused);
     EXPECT_TRUE(vbox.called("eventSourceEventProcessed(7, 101, 102)"));
     EXPECT_TRUE(vbox.called("releaseStateChangedEvent(103)"));
     EXPECT_EQ(vbox.calls.back(), "eventSourceReleaseEvent(102)");
@@ -98,9 +97,9 @@ TEST_F(EventLoopTest, readsOnlyTheTypeOfOtherEvents)
 {
     EventLoop loop = makeLoop();
     comes(VBoxEventType::OnSharedFolderChanged);
-    std::uint32_t type = 0;
+    EventType type{};
     loop.next(milliseconds(0), [&](const EventData& event) { type = event.type; });
-    EXPECT_EQ(type, VBoxEventType::OnSharedFolderChanged);
+    EXPECT_EQ(type, EventType(VBoxEventType::OnSharedFolderChanged));
     EXPECT_EQ(vbox.count("getEventSourceStateChangedEvent"), 0);
     EXPECT_EQ(vbox.count("getEventSourceRuntimeErrorEvent"), 0);
 }
@@ -153,8 +152,77 @@ TEST_F(EventLoopTest, doesNotRegisterAgainForAnythingElse)
 {
     EventLoop loop = makeLoop();
     vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA);
+    vbox.fail("getHost", GetHostFail, 0x800706BA);
     EXPECT_THROW(loop.next(milliseconds(0), ignore), ServerGone);
     vbox.fail("eventSourceGetEvent", COM_Get_EventSourceListenerFail, 0);
     EXPECT_THROW(loop.next(milliseconds(0), ignore), SdkError);
     EXPECT_EQ(vbox.count("eventSourceCreateListener"), 1);
+}
+
+TEST_F(EventLoopTest, endsWithTheMachinesProcess)
+{
+    EventLoop loop = makeLoop();
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA);
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
+    EXPECT_EQ(vbox.count("eventSourceGetEvent"), 1) << "nobody is asked again";
+}
+
+TEST_F(EventLoopTest, endsWhenTheProcessGoesBeforeItsLastEventIsRead)
+{
+    EventLoop loop = makeLoop();
+    vbox.fail("eventSourceEventGetType", EventSourceEventGetTypeFail, 0x80010108);
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
+}
+
+TEST_F(EventLoopTest, endsWhenTheProcessIsGoneInsteadOfTheListener)
+{
+    EventLoop loop = makeLoop();
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x80BB0001);
+    vbox.fail("eventSourceCreateListener", EventSourceCreateListenerFail, 0x800706BA);
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
+}
+
+TEST_F(EventLoopTest, givesBothHandlesBackAtTheEndOfAnEndedOne)
+{
+    {
+        EventLoop loop = makeLoop();
+        vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA);
+        loop.next(milliseconds(0), ignore);
+    }
+    EXPECT_TRUE(vbox.live.empty() || vbox.called("releaseEventListener(101)"));
+    EXPECT_TRUE(vbox.called("releaseEventSource(7)"));
+    EXPECT_EQ(vbox.count("eventSourceUnregisterListener"), 0);
+}
+
+TEST_F(EventLoopTest, passesOnWhatTheHandlerItselfMeets)
+{
+    EventLoop loop = makeLoop();
+    comes(VBoxEventType::OnSharedFolderChanged);
+    EXPECT_THROW(loop.next(milliseconds(0), [](const EventData&) { throw MachineGone(130, 0x800706BA, L""); }),
+                 MachineGone);
+    comes(VBoxEventType::OnSharedFolderChanged);
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Handled) << "the loop has not ended";
+}
+
+TEST_F(EventLoopTest, waitsInSlicesAndIsWokenBetweenThem)
+{
+    EventLoop loop = makeLoop();
+    vbox.nothing["eventSourceGetEvent"] = {true, true, true, true};
+    EXPECT_EQ(loop.next(milliseconds(250), ignore), Step::Quiet);
+    EXPECT_EQ(vbox.count("eventSourceGetEvent"), 3);
+    EXPECT_TRUE(vbox.called("eventSourceGetEvent(7, 101, 50)"));
+    vbox.onCall = [&](const std::string&) { loop.wake(); };
+    EXPECT_EQ(loop.next(std::chrono::hours(1), ignore), Step::Woken);
+    EXPECT_EQ(vbox.count("eventSourceGetEvent"), 4);
+}
+
+TEST_F(EventLoopTest, isWokenBeforeItWaits)
+{
+    EventLoop loop = makeLoop();
+    loop.wake();
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Woken);
+    EXPECT_EQ(vbox.count("eventSourceGetEvent"), 0);
+    vbox.nothing["eventSourceGetEvent"] = {true};
+    EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Quiet) << "once";
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "fake_vbox.h"
 
 using namespace Travik;
@@ -11,13 +13,26 @@ namespace {
 
 const Deadline enough(milliseconds(60000));
 
+/// A machine that somebody else gives back.
+class Borrowed
+{
+public:
+    explicit Borrowed(VBoxInstanceImpl& vbox) : machine_(vbox, 7) {}
+    ~Borrowed() { machine_.detach(); }
+    operator const ScopedMachine&() const { return machine_; }
+
+private:
+    ScopedMachine machine_;
+};
+
 } // namespace
 
 TEST(LockedSessionTest, locksHandsTheMutableMachineOutAndUnlocks)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     {
-        LockedSession session(vbox, 7, LockType::Write, enough);
+        LockedSession session(vbox, machine, Lock::Write, enough);
         EXPECT_EQ(session.machine().get(), 101u);
         session.save();
     }
@@ -28,10 +43,11 @@ TEST(LockedSessionTest, locksHandsTheMutableMachineOutAndUnlocks)
 TEST(LockedSessionTest, retriesTheLockRaceAndTellsHowLong)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     for (int i = 0; i < 3; ++i)
         vbox.fail("lockMachine", LockMachineFail, 0x80BB0007);
     int ticks = 0;
-    const LockedSession session(vbox, 7, LockType::Write, enough, [&] { ++ticks; });
+    const LockedSession session(vbox, machine, Lock::Write, enough, [&] { ++ticks; });
     EXPECT_EQ(vbox.count("lockMachine"), 4);
     EXPECT_EQ(ticks, 3);
     EXPECT_GE(session.waited(), milliseconds(100));
@@ -41,18 +57,20 @@ TEST(LockedSessionTest, retriesNothingElse)
 {
     for (const std::uint32_t result : {0x80BB0003u, 0x80070005u, 0x8000FFFFu, 0x80004005u, 0x800706BAu}) {
         FakeVBox vbox;
+        const Borrowed machine(vbox);
         vbox.fail("lockMachine", LockMachineFail, result);
-        EXPECT_THROW(LockedSession(vbox, 7, LockType::Write, enough), SdkError) << result;
-        EXPECT_EQ(vbox.calls, std::vector<std::string>{"lockMachine(7, 2)"}) << result;
+        EXPECT_THROW(LockedSession(vbox, machine, Lock::Write, enough), SdkError) << result;
+        EXPECT_EQ(vbox.count("lockMachine"), 1) << result;
     }
 }
 
 TEST(LockedSessionTest, throwsTheLastFailureAtTheDeadline)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     vbox.onCall = [&](const std::string& operation) { vbox.fail(operation, LockMachineFail, 0x80BB0007); };
     try {
-        LockedSession session(vbox, 7, LockType::Shared, Deadline(milliseconds(120)));
+        LockedSession session(vbox, machine, Lock::Shared, Deadline(milliseconds(120)));
         FAIL() << "nothing was thrown";
     } catch (const SdkError& error) {
         EXPECT_EQ(error.code(), 109u);
@@ -65,18 +83,20 @@ TEST(LockedSessionTest, throwsTheLastFailureAtTheDeadline)
 TEST(LockedSessionTest, unlocksWhenTheMutableMachineIsRefused)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     vbox.fail("createMutableMachine", CreateMutableMachineFail, 0x8000FFFF);
-    EXPECT_THROW(LockedSession(vbox, 7, LockType::Write, enough), SdkError);
+    EXPECT_THROW(LockedSession(vbox, machine, Lock::Write, enough), SdkError);
     EXPECT_EQ(vbox.calls.back(), "unlockMachine()");
 }
 
 TEST(LockedSessionTest, unlocksWhenTheWorkThrows)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     vbox.fail("setMachineMemory", SetMachineMemoryFail, 0x80070057);
     try {
-        LockedSession session(vbox, 7, LockType::Write, enough);
-        check(vbox, vbox.setMachineMemory(session.machine(), 0));
+        LockedSession session(vbox, machine, Lock::Write, enough);
+        Operations(vbox).setMachineMemory(session.machine(), 0);
         FAIL() << "nothing was thrown";
     } catch (const SdkError& error) {
         EXPECT_EQ(error.code(), 116u);
@@ -89,9 +109,10 @@ TEST(LockedSessionTest, unlocksWhenTheWorkThrows)
 TEST(LockedSessionTest, unlocksOnceAndTellsAFailure)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     vbox.fail("unlockMachine", UnlockMachineFail, 0x8000FFFF);
     {
-        LockedSession session(vbox, 7, LockType::Write, enough);
+        LockedSession session(vbox, machine, Lock::Write, enough);
         EXPECT_THROW(session.unlock(), SdkError);
     }
     EXPECT_EQ(vbox.count("unlockMachine"), 1);
@@ -101,16 +122,18 @@ TEST(LockedSessionTest, unlocksOnceAndTellsAFailure)
 TEST(LockedSessionTest, keepsAFailureAtItsEndToItself)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     vbox.fail("unlockMachine", UnlockMachineFail, 0x8000FFFF); // the machine's end has closed the session
-    EXPECT_NO_THROW(LockedSession(vbox, 7, LockType::Shared, enough));
+    EXPECT_NO_THROW(LockedSession(vbox, machine, Lock::Shared, enough));
     EXPECT_EQ(vbox.count("unlockMachine"), 1);
 }
 
 TEST(LockedSessionTest, moves)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     {
-        LockedSession first(vbox, 7, LockType::Write, enough);
+        LockedSession first(vbox, machine, Lock::Write, enough);
         LockedSession second(std::move(first));
         EXPECT_EQ(second.machine().get(), 101u);
     }
@@ -121,6 +144,7 @@ TEST(LockedSessionTest, moves)
 TEST(LockedSessionTest, takesOverTheLockOfALaunch)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     {
         const LockedSession session = LockedSession::adopt(vbox);
         EXPECT_NE(session.console().get(), 0u);
@@ -133,14 +157,98 @@ TEST(LockedSessionTest, takesOverTheLockOfALaunch)
 TEST(LockedSessionTest, hasNoConsoleWhenTheMachineDoesNotRun)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     vbox.nothing["getConsole"] = {true};
-    const LockedSession session(vbox, 7, LockType::Shared, enough);
+    const LockedSession session(vbox, machine, Lock::Shared, enough);
     EXPECT_EQ(session.console().get(), 0u);
+}
+
+TEST(LockedSessionTest, isGivenToAnOptional)
+{
+    FakeVBox vbox;
+    const Borrowed machine(vbox);
+    std::optional<LockedSession> held;
+    held = LockedSession(vbox, machine, Lock::Write, std::chrono::seconds(1));
+    EXPECT_EQ(vbox.count("unlockMachine"), 0);
+    held = LockedSession::adopt(vbox);
+    EXPECT_EQ(vbox.count("unlockMachine"), 1) << "what was held before is given back";
+    held.reset();
+    EXPECT_EQ(vbox.count("unlockMachine"), 2);
+    EXPECT_TRUE(vbox.live.empty());
+}
+
+TEST(StartMachine, launchesWaitsAndGivesTheLockBack)
+{
+    FakeVBox vbox;
+    const Borrowed machine(vbox);
+    vbox.fail("launchVMProcess", LaunchVMProcessFail, 0x80BB0007);
+    vbox.numbers["getProgressCompleted"] = {0, 1};
+    startMachine(vbox, machine, enough);
+    EXPECT_EQ(vbox.count("launchVMProcess"), 2) << "the lock race is waited for";
+    EXPECT_TRUE(vbox.called("launchVMProcess(7, headless, 0 texts)"));
+    EXPECT_EQ(vbox.count("progressWaitForCompletion"), 1);
+    EXPECT_EQ(vbox.count("unlockMachine"), 1);
+    EXPECT_TRUE(vbox.live.empty());
+}
+
+TEST(StartMachine, tellsTheMachinesOwnFailure)
+{
+    FakeVBox vbox;
+    const Borrowed machine(vbox);
+    vbox.numbers["getProgressCompleted"] = {1};
+    vbox.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(0x80004005)};
+    vbox.texts["getProgressErrorInfo"] = {L"VT-x is not available"};
+    EXPECT_THROW(startMachine(vbox, machine, enough, L"gui", {L"A=1"}), ProgressError);
+    EXPECT_TRUE(vbox.called("launchVMProcess(7, gui, 1 texts)"));
+    EXPECT_EQ(vbox.count("unlockMachine"), 0) << "the launch has left no lock";
+}
+
+TEST(StopMachine, switchesOff)
+{
+    FakeVBox vbox;
+    const Borrowed machine(vbox);
+    vbox.numbers["machineGetState"] = {MachineState::Running};
+    vbox.numbers["getProgressCompleted"] = {1};
+    EXPECT_TRUE(stopMachine(vbox, machine, enough));
+    EXPECT_TRUE(vbox.called("lockMachine(7, 1)"));
+    EXPECT_EQ(vbox.count("powerDown"), 1);
+    EXPECT_EQ(vbox.count("unlockMachine"), 1);
+    EXPECT_TRUE(vbox.live.empty());
+}
+
+TEST(StopMachine, isDoneWithOneThatIsOff)
+{
+    for (const std::uint32_t off :
+         {MachineState::PoweredOff, MachineState::Saved, MachineState::Aborted, MachineState::Teleported}) {
+        FakeVBox vbox;
+        const Borrowed machine(vbox);
+        vbox.numbers["machineGetState"] = {off};
+        EXPECT_FALSE(stopMachine(vbox, machine, enough)) << off;
+        EXPECT_EQ(vbox.calls, std::vector<std::string>{"machineGetState(7)"});
+    }
+    FakeVBox vbox;
+    const Borrowed machine(vbox);
+    vbox.numbers["machineGetState"] = {MachineState::Running};
+    vbox.nothing["getConsole"] = {true};
+    EXPECT_FALSE(stopMachine(vbox, machine, enough)) << "it ended meanwhile";
+    EXPECT_EQ(vbox.count("powerDown"), 0);
+}
+
+TEST(DeleteMachine, waitsForTheLock)
+{
+    FakeVBox vbox;
+    const Borrowed machine(vbox);
+    vbox.fail("deleteMachine", MachineUnregisterFail, 0x80BB0007);
+    deleteMachine(vbox, machine, enough);
+    EXPECT_EQ(vbox.count("deleteMachine"), 2);
+    vbox.fail("deleteMachine", MachineUnregisterFail, 0x80BB0002);
+    EXPECT_THROW(deleteMachine(vbox, machine, enough), SdkError);
 }
 
 TEST(RetryWhileLocked, servesOtherOperationsToo)
 {
     FakeVBox vbox;
+    const Borrowed machine(vbox);
     vbox.fail("deleteMachine", MachineUnregisterFail, 0x80BB0007);
     EXPECT_GE(retryWhileLocked(vbox, enough, [&] { return vbox.deleteMachine(7); }), milliseconds(30));
     EXPECT_EQ(vbox.count("deleteMachine"), 2);

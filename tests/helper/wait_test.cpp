@@ -23,12 +23,21 @@ TEST(DeadlineTest, passesAndTellsWhatIsLeft)
     EXPECT_EQ(Deadline::never().left(milliseconds(250)), milliseconds(250));
 }
 
+TEST(DeadlineTest, isMadeOfAnyDuration)
+{
+    const Deadline minute = std::chrono::minutes(1);
+    EXPECT_GT(minute.left(milliseconds(120000)), milliseconds(50000));
+    EXPECT_FALSE(Deadline(std::chrono::duration<double>(60.0)).passed());
+    EXPECT_FALSE(Deadline(std::chrono::hours::max()).passed()) << "what does not fit is no limit";
+    EXPECT_TRUE(Deadline(std::chrono::duration<double>(-0.5)).passed());
+}
+
 TEST(WaitFor, waitsUntilTheProgressIsComplete)
 {
     FakeVBox vbox;
     vbox.numbers["getProgressCompleted"] = {0, 0, 1};
     int ticks = 0;
-    waitFor(vbox, 9, Deadline(milliseconds(60000)), [&] { ++ticks; });
+    Details::waitFor(vbox, 9, Deadline(milliseconds(60000)), [&] { ++ticks; });
     EXPECT_EQ(ticks, 2);
     EXPECT_EQ(vbox.calls, (std::vector<std::string>{"getProgressCompleted(9)", "progressWaitForCompletion(9, 200)",
                                                     "getProgressCompleted(9)", "progressWaitForCompletion(9, 200)",
@@ -42,7 +51,7 @@ TEST(WaitFor, throwsTheProgressesOwnError)
     vbox.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(0x80004005)};
     vbox.texts["getProgressErrorInfo"] = {L"VT-x is not available"};
     try {
-        waitFor(vbox, 9, Deadline(milliseconds(1000)));
+        Details::waitFor(vbox, 9, Deadline(milliseconds(1000)));
         FAIL() << "nothing was thrown";
     } catch (const ProgressError& error) {
         EXPECT_EQ(error.code(), 121u);
@@ -57,14 +66,14 @@ TEST(WaitFor, takesAPositiveResultAsSuccess)
     FakeVBox vbox;
     vbox.numbers["getProgressCompleted"] = {1};
     vbox.numbers["getProgressResultCode"] = {1};
-    EXPECT_NO_THROW(waitFor(vbox, 9, Deadline(milliseconds(1000))));
+    EXPECT_NO_THROW(Details::waitFor(vbox, 9, Deadline(milliseconds(1000))));
     EXPECT_EQ(vbox.count("getProgressErrorInfo"), 0);
 }
 
 TEST(WaitFor, givesUpAtTheDeadline)
 {
     FakeVBox vbox; // never complete
-    EXPECT_THROW(waitFor(vbox, 9, Deadline(milliseconds(30))), TimedOut);
+    EXPECT_THROW(Details::waitFor(vbox, 9, Deadline(milliseconds(30))), TimedOut);
     EXPECT_GE(vbox.count("progressWaitForCompletion"), 1);
     EXPECT_EQ(vbox.count("getProgressResultCode"), 0);
 }
@@ -73,20 +82,22 @@ TEST(WaitFor, looksOnceEvenWithoutTime)
 {
     FakeVBox vbox;
     vbox.numbers["getProgressCompleted"] = {1};
-    EXPECT_NO_THROW(waitFor(vbox, 9, Deadline(milliseconds(0))));
+    EXPECT_NO_THROW(Details::waitFor(vbox, 9, Deadline(milliseconds(0))));
 }
 
 TEST(WaitFor, endsWhenTheServerGoesAway)
 {
     FakeVBox vbox;
     vbox.fail("progressWaitForCompletion", ProgressWaitForCompletionFail, 0x800706BE);
-    EXPECT_THROW(waitFor(vbox, 9, Deadline(milliseconds(60000))), ServerGone);
+    vbox.fail("getHost", GetHostFail, 0x800706BA);
+    EXPECT_THROW(Details::waitFor(vbox, 9, Deadline(milliseconds(60000))), ServerGone);
 }
 
 TEST(WaitFor, isEndedByTheCallersTick)
 {
     FakeVBox vbox;
-    EXPECT_THROW(waitFor(vbox, 9, Deadline::never(), [] { throw std::runtime_error("enough"); }), std::runtime_error);
+    EXPECT_THROW(Details::waitFor(vbox, 9, Deadline::never(), [] { throw std::runtime_error("enough"); }),
+                 std::runtime_error);
     EXPECT_EQ(vbox.count("progressWaitForCompletion"), 0);
 }
 

@@ -238,7 +238,7 @@ protected:
         held.machine = find(Machines::player);
         retryWhileLocked(sdk, Deadline(milliseconds(10'000)),
                          [&] { return sdk.launchVMProcess(held.machine, L"headless", {L""}, &held.progress); });
-        waitFor(sdk, held.progress, Deadline(milliseconds(20'000)));
+        Details::waitFor(sdk, held.progress, Deadline(milliseconds(20'000)));
         check(sdk, sdk.getConsole(&held.console));
         check(sdk, sdk.getEventSource(held.console, &held.source));
         check(sdk, sdk.eventSourceCreateListener(held.source, &held.listener));

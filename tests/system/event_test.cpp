@@ -37,6 +37,14 @@ protected:
         EXPECT_TRUE(done(sdk.eventSourceReleaseEvent(event)));
     }
 
+    EventData read(VBoxHandle event)
+    {
+        ScopedEvent owner(sdk, event);
+        const EventData data = readEvent(sdk, owner);
+        owner.detach();
+        return data;
+    }
+
     std::uint32_t typeOf(VBoxHandle event)
     {
         return ask<std::uint32_t>(sdk, &VBoxInstanceImpl::eventSourceEventGetType, event);
@@ -122,8 +130,8 @@ TEST_F(Events, AWarningLetsTheMachineRun)
     EXPECT_EQ(consoleState(console), MachineState::Running);
     const VBoxHandle event = nextEvent();
     ASSERT_NE(event, 0u);
-    const EventData data = readEvent(sdk, event);
-    EXPECT_EQ(data.type, VBoxEventType::OnRuntimeError);
+    const EventData data = read(event);
+    EXPECT_EQ(data.type, EventType::RuntimeError);
     EXPECT_FALSE(data.fatal);
     EXPECT_EQ(data.id, L"HostMemoryLow");
     EXPECT_EQ(data.message, L"");
@@ -249,7 +257,7 @@ TEST_F(Events, AListenerThatDoesNotFetchIsDroppedAndRegistersAnew)
     control().runtimeError(Machines::player, false, L"HostMemoryLow", L"after");
     const VBoxHandle fresh = nextEvent();
     ASSERT_NE(fresh, 0u);
-    EXPECT_EQ(readEvent(sdk, fresh).message, L"after");
+    EXPECT_EQ(read(fresh).message, L"after");
     finish(fresh);
 }
 
@@ -262,7 +270,7 @@ TEST_F(Events, AListenerThatFetchesLateStaysWithFiveHundred)
         const VBoxHandle event = nextEvent(0);
         ASSERT_NE(event, 0u) << i;
         if (i == 0 || i == 499) {
-            EXPECT_EQ(readEvent(sdk, event).message, std::to_wstring(i));
+            EXPECT_EQ(read(event).message, std::to_wstring(i));
         }
         EXPECT_TRUE(done(sdk.eventSourceReleaseEvent(event)));
     }

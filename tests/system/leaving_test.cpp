@@ -37,7 +37,7 @@ void holdOneOfEveryTable(VBoxInstanceImpl& sdk)
     VBoxHandle progress = 0;
     check(sdk, sdk.findMachine(Machines::worker, &machine));
     check(sdk, sdk.launchVMProcess(machine, L"headless", {L""}, &progress));
-    waitFor(sdk, progress, deadline);
+    Details::waitFor(sdk, progress, deadline);
     VBoxHandle console = 0;
     VBoxHandle source = 0;
     VBoxHandle listener = 0;

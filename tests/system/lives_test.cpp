@@ -33,7 +33,7 @@ protected:
         check(sdk, sdk.createMachine(L"", name, &machine));
         check(sdk, sdk.registerMachine(machine));
         check(sdk, sdk.launchVMProcess(machine, L"headless", {L""}, &progress));
-        waitFor(sdk, progress, Deadline(milliseconds(20'000)));
+        Details::waitFor(sdk, progress, Deadline(milliseconds(20'000)));
         check(sdk, sdk.getConsole(&console));
         check(sdk, sdk.getEventSource(console, &source));
         check(sdk, sdk.eventSourceCreateListener(source, &listener));
@@ -41,7 +41,7 @@ protected:
         VBoxHandle down = 0;
         check(sdk, sdk.powerDown(console, &down));
         sdk.eventSourceGetEvent(source, listener, 5'000, &event); // lost when the machine's process is gone by then
-        waitFor(sdk, down, Deadline(milliseconds(20'000)));
+        Details::waitFor(sdk, down, Deadline(milliseconds(20'000)));
         retryWhileLocked(sdk, Deadline(milliseconds(10'000)), [&] { return sdk.deleteMachine(machine); });
         sdk.eventSourceReleaseEvent(event);
         sdk.releaseEventListener(listener);

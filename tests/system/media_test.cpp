@@ -272,7 +272,7 @@ TEST_F(Media, AMachineWithoutItsDiskDoesNotStart)
     const VBoxHandle machine = find(diskful);
     VBoxHandle progress = 0;
     ASSERT_TRUE(done(sdk.launchVMProcess(machine, L"headless", {L""}, &progress)));
-    EXPECT_THROW(waitFor(sdk, progress, Deadline(milliseconds(20'000))), ProgressError);
+    EXPECT_THROW(Details::waitFor(sdk, progress, Deadline(milliseconds(20'000))), ProgressError);
     EXPECT_NE(ask<std::wstring>(sdk, &VBoxInstanceImpl::getProgressErrorInfo, progress), L"");
     EXPECT_TRUE(soon([&] { return stateOf(machine) == MachineState::PoweredOff; }));
 }

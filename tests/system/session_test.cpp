@@ -230,14 +230,14 @@ const Role holdLock(L"hold-lock", [](const RoleIo& io) {
 /// Adds one to a number in a machine's extra data, so many times, each time under the lock.
 const Role count(L"count", [](const RoleIo& io) {
     VBoxInstanceImpl& sdk = library();
-    const auto machine = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::findMachine, Machines::player);
+    const Operations operations(sdk);
+    const ScopedMachine machine = operations.findMachine(Machines::player);
     for (int rounds = std::stoi(io.arguments[0]); rounds > 0; --rounds) {
-        LockedSession session(sdk, machine, LockType::Write, Deadline(milliseconds(30'000)));
-        const auto text =
-            ask<std::wstring>(sdk, &VBoxInstanceImpl::getMachineExtraData, session.machine(), L"travik/count");
+        LockedSession session(sdk, machine, Lock::Write, milliseconds(30'000));
+        const std::wstring text = operations.getMachineExtraData(session.machine(), L"travik/count");
         const int number = text.empty() ? 0 : std::stoi(text);
         Sleep(5); // an unlocked reader would come between
-        check(sdk, sdk.setMachineExtraData(session.machine(), L"travik/count", std::to_wstring(number + 1)));
+        operations.setMachineExtraData(session.machine(), L"travik/count", std::to_wstring(number + 1));
         session.save();
         session.unlock();
     }

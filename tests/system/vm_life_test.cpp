@@ -257,7 +257,7 @@ const Role launchRole(L"launch", [](const RoleIo& io) {
     const auto machine = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::findMachine, io.arguments[0]);
     VBoxHandle progress = 0;
     check(sdk, sdk.launchVMProcess(machine, L"headless", {L""}, &progress));
-    waitFor(sdk, progress, Deadline(milliseconds(20'000)));
+    Details::waitFor(sdk, progress, Deadline(milliseconds(20'000)));
     io.say(L"running");
     io.hear();
     return 0;

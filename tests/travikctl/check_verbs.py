@@ -38,9 +38,9 @@ def kind_of(runner, before, json, name, after):
         return "failure"
     if name and re.search(rf"\bfailed(AsJson)?\({name}\b|\b{name}\.error\(\)|\b{name}\.exitCode, [1-9]", after):
         return "failure"
-    looked_at = re.match(r"\)\s*\.json\(\)" if json else r"\)\s*\.out\b", after)
+    looked_at = re.match(r"\)\s*\.(?:json|facts)\(\)" if json else r"\)\s*\.out\b", after)
     if name and not looked_at:
-        looked_at = re.search(rf"\b{name}\.(json\(\)|(wait\(\)\.)?out\b)|= {name}\.wait\(|\bfindingOf\({name}\b", after)
+        looked_at = re.search(rf"\b{name}\.(json\(\)|facts\(\)|(wait\(\)\.)?out\b)|= {name}\.wait\(|\bfindingOf\({name}\b", after)
     return ("JSON" if json else "output") if looked_at else None
 
 

@@ -40,7 +40,7 @@ std::string TravikctlTest::settingsOf(const std::wstring& machine) const
 
 std::string TravikctlTest::stateOf(const std::wstring& machine) const
 {
-    return travikctlJson({L"state", machine}).json().value("state", "none");
+    return travikctlJson({L"state", machine}).json().value("stateText", "none");
 }
 
 testing::AssertionResult succeeded(const Outcome& run)
@@ -68,17 +68,22 @@ testing::AssertionResult failedAsJson(const Outcome& run, int exitCode, const st
     };
     const bool fits = run.exitCode == exitCode && run.err.empty() && error.value("exitCode", -1) == exitCode &&
                       named("operation", operation) && named("name", code) && named("hresultName", result) &&
-                      !error.value("text", "").empty() && !error.value("hint", "").empty() &&
-                      error["code"].is_null() == code.empty() && error["hresult"].is_null() == result.empty();
+                      !error.value("sentence", "").empty() && !error.value("text", "").empty() &&
+                      !error.value("remedy", "").empty() && error["code"].is_null() == code.empty() &&
+                      error["hresult"].is_null() == result.empty();
     return fits ? testing::AssertionSuccess() : testing::AssertionFailure() << run.all();
 }
 
 void expectRefused(const std::vector<std::wstring>& arguments, int exitCode, const std::string& operation,
                    const std::string& code, const std::string& result)
 {
-    std::vector<std::string> texts{"travikctl failed", "operation: " + operation, "code:      " + code + " (", "hint:"};
+    std::vector<std::string> numbers{"operation: " + operation, "code:      " + code + " ("};
     if (!result.empty())
-        texts.push_back("HRESULT:   " + result + " (0x");
-    EXPECT_TRUE(failed(travikctl(arguments), exitCode, texts));
+        numbers.push_back("HRESULT:   " + result + " (0x");
+    std::vector<std::wstring> verbose = arguments;
+    verbose.push_back(L"--verbose");
+    const Outcome run = travikctl(verbose);
+    EXPECT_TRUE(failed(run, exitCode, numbers));
+    EXPECT_THAT(run.err, StartsWith("travikctl ")) << "the sentence comes first";
     EXPECT_TRUE(failedAsJson(travikctlJson(arguments), exitCode, operation, code, result));
 }

@@ -4,8 +4,8 @@
 #include <thread>
 
 #include "ctl_test.h"
-#include "verbs/installation.h"
 #include "vboxsim_control.h"
+#include "verbs/installation.h"
 
 using namespace TravikTest;
 
@@ -143,7 +143,7 @@ TEST_F(TravikctlInstallation, isOfTheOtherBuild)
     EXPECT_EQ(identity["remedy"],
               "Use a library built with TRAVIK_VBOX_IDENTITY=invented, or install a build that is not there.");
     for (const char* check : {"server class", "session class", "proxy"}) {
-        EXPECT_EQ(rowOf(report.rows(), check)["verdict"], "PROBLEM") << check;
+        EXPECT_EQ(rowOf(report.rows(), check)["verdict"], "problem") << check;
         EXPECT_THAT(rowOf(report.rows(), check).value("remedy", ""), HasSubstr("stand-in")) << check;
     }
 }
@@ -206,9 +206,9 @@ TEST(TravikctlApartment, mustBeSingleThreaded)
         return rowOf(report.rows(), "apartment");
     };
     EXPECT_EQ(verdictOn(COINIT_APARTMENTTHREADED)["verdict"], "ok");
-    EXPECT_EQ(verdictOn(COINIT_MULTITHREADED)["verdict"], "PROBLEM");
+    EXPECT_EQ(verdictOn(COINIT_MULTITHREADED)["verdict"], "problem");
     EXPECT_THAT(verdictOn(COINIT_MULTITHREADED).value("remedy", ""), HasSubstr("thread"));
-    EXPECT_EQ(verdictOn(std::nullopt)["verdict"], "PROBLEM");
+    EXPECT_EQ(verdictOn(std::nullopt)["verdict"], "problem");
 }
 
 TEST(TravikctlElevation, mustBeTheServersOwn)
@@ -222,7 +222,7 @@ TEST(TravikctlElevation, mustBeTheServersOwn)
     EXPECT_EQ(row(false, true, false)["finding"], "this process is not elevated, and so is the server");
     EXPECT_EQ(row(true, true, true)["verdict"], "ok");
     for (const Json& bad : {row(false, true, true), row(true, true, false), row(false, true, std::nullopt)}) {
-        EXPECT_EQ(bad["verdict"], "PROBLEM");
+        EXPECT_EQ(bad["verdict"], "problem");
         EXPECT_THAT(bad.value("remedy", ""), HasSubstr("all elevated or none"));
     }
 }
@@ -250,15 +250,15 @@ TEST_F(TravikctlDoctor, namesTheRemedyWhenNothingIsInstalled)
     ASSERT_TRUE(stopServer());
     unregisterStandIn();
     expectRefused({L"list"}, 6, "_initVBox", "InitVboxComFail", "REGDB_E_CLASSNOTREG");
-    EXPECT_THAT(travikctlJson({L"list"}).error().value("hint", ""), HasSubstr("doctor"));
+    EXPECT_THAT(travikctlJson({L"list"}).error().value("remedy", ""), HasSubstr("doctor"));
 
     const Outcome run = travikctlJson({L"doctor"});
     EXPECT_EQ(run.exitCode, 7);
     EXPECT_EQ(findingOf(run, "identity")["verdict"], "ok");
-    EXPECT_EQ(findingOf(run, "server class")["verdict"], "PROBLEM");
+    EXPECT_EQ(findingOf(run, "server class")["verdict"], "problem");
     EXPECT_THAT(findingOf(run, "server class").value("remedy", ""), HasSubstr("vboxsim register"));
-    EXPECT_EQ(findingOf(run, "session class")["verdict"], "PROBLEM");
-    EXPECT_EQ(findingOf(run, "proxy")["verdict"], "PROBLEM");
+    EXPECT_EQ(findingOf(run, "session class")["verdict"], "problem");
+    EXPECT_EQ(findingOf(run, "proxy")["verdict"], "problem");
     EXPECT_THAT(findingOf(run, "VirtualBox").value("finding", ""), HasSubstr("REGDB_E_CLASSNOTREG"));
     registerStandIn();
 }
@@ -274,7 +274,7 @@ TEST_F(TravikctlDoctor, tellsThatTheOtherBuildIsInstalled)
         // A program of the other build beside the installation of this one.
         Report report;
         checkInstallation(report, other, own);
-        EXPECT_EQ(rowOf(report.rows(), "identity")["verdict"], "PROBLEM");
+        EXPECT_EQ(rowOf(report.rows(), "identity")["verdict"], "problem");
         EXPECT_THAT(rowOf(report.rows(), "identity").value("remedy", ""),
                     HasSubstr(std::string("TRAVIK_VBOX_IDENTITY=") + own.name));
     }
@@ -285,7 +285,7 @@ TEST_F(TravikctlDoctor, tellsThatTheOtherBuildIsInstalled)
         keys.add(std::wstring(L"CLSID\\") + other.serverClass, L"\\LocalServer32", server());
         const Outcome run = travikctlJson({L"doctor"});
         EXPECT_EQ(run.exitCode, 7);
-        EXPECT_EQ(findingOf(run, "identity")["verdict"], "PROBLEM");
+        EXPECT_EQ(findingOf(run, "identity")["verdict"], "problem");
         EXPECT_THAT(findingOf(run, "identity").value("finding", ""), HasSubstr(std::string("but ") + other.name));
         EXPECT_THAT(findingOf(run, "identity").value("remedy", ""),
                     HasSubstr(std::string("TRAVIK_VBOX_IDENTITY=") + other.name));
@@ -319,6 +319,6 @@ TEST_F(TravikctlDoctor, looksAtTheMachineFolder)
     vboxsim({L"fail", L"ISystemProperties::get_DefaultMachineFolder", L"0x80004005", L"--times", L"1"});
     const Outcome broken = travikctl({L"doctor"});
     EXPECT_EQ(broken.exitCode, 7);
-    EXPECT_THAT(broken.out, HasSubstr("machine folder  PROBLEM  GetDefaultMachineFolderFail, 0x80004005 E_FAIL\n"));
+    EXPECT_THAT(broken.out, HasSubstr("machine folder  problem  GetDefaultMachineFolderFail, 0x80004005 E_FAIL\n"));
     EXPECT_THAT(broken.out, HasSubstr("note: machine folder: "));
 }

@@ -1,6 +1,8 @@
 // Time-outs, locks, a server that dies, Ctrl-C, the log.
 
 #include "ctl_test.h"
+#include "start_process.h"
+#include "tour/world.h"
 
 using namespace TravikTest;
 
@@ -9,8 +11,9 @@ using TravikctlFailures = TravikctlTest;
 TEST_F(TravikctlFailures, theServersDeathInACallIsToldAndTheNextCommandWorks)
 {
     vboxsim({L"die-in", L"IMachine::get_Name"});
-    EXPECT_TRUE(failed(travikctl({L"show", player()}), 6,
-                       {"operation: getVmName", "RPC_S_CALL_FAILED (0x800706be)", "Run the command again"}));
+    EXPECT_TRUE(failed(travikctl({L"show", player(), L"--verbose"}), 6,
+                       {"the VirtualBox server went away\nRun the command again", "operation: getVmName",
+                        "RPC_S_CALL_FAILED (0x800706be)"}));
     EXPECT_TRUE(succeeded(travikctl({L"show", player()})));
 }
 
@@ -56,7 +59,7 @@ TEST_F(TravikctlFailures, noOtherFailureIsTriedAgain)
 TEST_F(TravikctlFailures, aFailureInTheMiddleLeavesNoLockBehind)
 {
     vboxsim({L"fail", L"IMachine::SaveSettings", L"0x80BB0004", L"--times", L"1"});
-    EXPECT_TRUE(failed(travikctl({L"set", player(), L"--cpus", L"1"}), 1, {"SaveSettingsFail", "VBOX_E_FILE_ERROR"}));
+    EXPECT_TRUE(failed(travikctl({L"set", player(), L"--cpus", L"1"}), 1, {"VirtualBox refused"}));
     EXPECT_TRUE(succeeded(travikctl({L"set", player(), L"--cpus", L"1", L"--wait-lock", L"1"})));
     EXPECT_EQ(stateOf(player()), "powered off") << "not aborted";
 }
@@ -70,7 +73,7 @@ protected:
         Control control;
         control.scenario(LR"({"times": {"start": 3000}})");
         Program starting(productFolder() / L"travikctl.exe", {L"start", player()}, 0, console);
-        if (console != nullptr) {
+        if (console) {
             EXPECT_TRUE(soon([&] { return console->firstLine() == L"start: 1 s"; }));
             EXPECT_TRUE(soon([&] { return console->firstLine() == L"start: 2 s"; }));
         }
@@ -122,7 +125,7 @@ TEST_F(TravikctlCtrlC, endsAWaitForALock)
     control.trace(true);
     Program waiting(ctl(), {L"--wait-lock", L"50", L"set", player(), L"--cpus", L"1"}, CREATE_NO_WINDOW);
     const Outcome run = interrupt(waiting, [&] { return isTraced(control, L"LockMachine"); });
-    EXPECT_TRUE(failed(run, 130, {"interrupted", "hint:"}));
+    EXPECT_TRUE(failed(run, 130, {"travikctl set: interrupted\n", "locks were given back"}));
     control.reset();
     EXPECT_TRUE(succeeded(travikctl({L"--wait-lock", L"0", L"set", player(), L"--cpus", L"1"})));
 }
@@ -147,6 +150,98 @@ TEST_F(TravikctlCtrlC, isTheUsualEndOfWatching)
     EXPECT_TRUE(succeeded(run));
     EXPECT_TRUE(succeeded(travikctl({L"stop", player()})));
     EXPECT_EQ(stateOf(player()), "powered off");
+}
+
+TEST_F(TravikctlCtrlC, asecondOneEndsTheProgramAtOnce)
+{
+    Control control;
+    control.delay(L"IMachine::get_Name", 20'000);
+    control.trace(true);
+    Program showing(ctl(), {L"show", player()}, CREATE_NO_WINDOW);
+    ASSERT_TRUE(soon([&] { return isTraced(control, L"get_Name"); }));
+    showing.pressCtrlC();
+    EXPECT_EQ(showing.wait(std::chrono::seconds(1)).exitCode, -1) << "the first one waits for the call";
+    showing.pressCtrlC();
+    const Outcome run = showing.wait(std::chrono::seconds(10));
+    EXPECT_EQ(static_cast<unsigned>(run.exitCode), STATUS_CONTROL_C_EXIT) << run.all();
+    control.reset();
+}
+
+TEST_F(TravikctlCtrlC, duringAnImportTellsWhatWasFinished)
+{
+    const std::filesystem::path file = folder() / L"harbour.ova";
+    writeAppliance(file);
+    Control control;
+    control.trace(true);
+    control.delay(L"IAppliance::ImportMachines", 1'500);
+    Program importing(ctl(), {L"import", file.wstring(), file.wstring()}, CREATE_NO_WINDOW);
+    const Outcome run = interrupt(importing, [&] { return isTraced(control, L"ImportMachines"); });
+    EXPECT_EQ(run.exitCode, 130) << run.all();
+    EXPECT_THAT(run.out, HasSubstr("Imported harbour ("));
+    EXPECT_THAT(run.out, HasSubstr("1 of 2 done, 1 not begun."));
+    EXPECT_THAT(run.err, HasSubstr("interrupted; what is told above was finished"));
+    EXPECT_EQ(stateOf(L"harbour"), "powered off");
+}
+
+TEST_F(TravikctlFailures, theNumbersAreToldOnlyWhenAsked)
+{
+    const Outcome run = travikctl({L"show", L"nobody"});
+    EXPECT_EQ(run.err, "travikctl show: no registered machine has exactly this name or UUID: nobody\n"
+                       "'travikctl list' shows them.\n");
+}
+
+TEST_F(TravikctlFailures, aTimeoutOfZeroIsNone)
+{
+    vboxsim({L"delay", L"IMachine::get_Name", L"2500"});
+    EXPECT_TRUE(failed(travikctl({L"--timeout", L"1", L"show", player()}), 4, {"did not return in time"}));
+    EXPECT_TRUE(succeeded(travikctl({L"--timeout", L"0", L"show", player()})));
+    vboxsim({L"delay", L"IMachine::get_Name", L"0"});
+}
+
+TEST_F(TravikctlFailures, aTimeoutEndsAWaitForALockToo)
+{
+    Control control;
+    control.fail(L"IMachine::LockMachine", 0x80BB0007, 0);
+    const auto before = std::chrono::steady_clock::now();
+    const Outcome run = travikctl({L"--wait-lock", L"60", L"--timeout", L"1", L"set", player(), L"--cpus", L"1"});
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
+    EXPECT_NE(run.exitCode, 0) << run.all();
+    control.reset();
+}
+
+TEST_F(TravikctlFailures, aLogThatCannotBeWrittenIsRefusedBeforeAnythingIsDone)
+{
+    const std::wstring log = (folder() / L"none" / L"x.log").wstring();
+    const Outcome run = travikctl({L"set", player(), L"--cpus", L"7", L"--log", log});
+    EXPECT_TRUE(failed(run, 1, {"the log file cannot be written: " + utf8(log)}));
+    EXPECT_TRUE(failedAsJson(travikctlJson({L"set", player(), L"--cpus", L"7", L"--log", log}), 1, "", "", ""));
+    EXPECT_THAT(settingsOf(player()), Not(HasSubstr("count=\"7\"")));
+}
+
+TEST_F(TravikctlFailures, aSlowReaderGetsAllOfALongOutput)
+{
+    // More than a pipe holds: the writer has to wait again and again.
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    HANDLE reading = nullptr, writing = nullptr;
+    ASSERT_TRUE(CreatePipe(&reading, &writing, &inherited, 1024));
+    SetHandleInformation(reading, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW start{};
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdOutput = start.hStdError = writing;
+    const std::wstring value(30'000, L'中'); // 90,000 bytes of UTF-8
+    ASSERT_TRUE(succeeded(travikctl({L"set", player(), L"--extra", L"ctl/long=" + value})));
+    const PROCESS_INFORMATION process =
+        startProcess(productFolder() / L"travikctl.exe", {L"get", player(), L"--extra", L"ctl/long"}, start, 0);
+    CloseHandle(writing);
+    std::string text;
+    char buffer[4096];
+    for (DWORD size = 0; ReadFile(reading, buffer, sizeof(buffer), &size, nullptr) && size > 0; Sleep(5))
+        text.append(buffer, size);
+    CloseHandle(reading);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    EXPECT_EQ(text.size(), 90'001u);
+    EXPECT_EQ(text, utf8(value) + "\n");
 }
 
 TEST_F(TravikctlFailures, theLogGoesToItsFileOnly)

@@ -1,8 +1,14 @@
 // The help, wrong command lines, and what works without VirtualBox.
 
+#include <algorithm>
+#include <regex>
 #include <set>
 
+#include "core/task_log.h"
+#include "core/terminal.h"
 #include "ctl_test.h"
+
+using namespace TravikTest;
 
 namespace {
 
@@ -36,9 +42,9 @@ TEST(TravikctlHelp, namesEveryVerb)
     ASSERT_TRUE(succeeded(run));
     EXPECT_EQ(
         verbsIn(run.out),
-        (std::set<std::string>{"list",  "show",  "name", "create", "register", "clone",  "delete", "import", "set",
-                               "get",   "start", "stop", "resume", "state",    "watch",  "nat",    "share",  "prop",
-                               "audio", "host",  "disk", "folder", "convert",  "doctor", "tour"}));
+        (std::set<std::string>{"list",  "show",  "name", "create", "register", "clone",  "delete", "import",    "set",
+                               "get",   "start", "stop", "resume", "state",    "watch",  "nat",    "share",     "prop",
+                               "audio", "host",  "disk", "folder", "convert",  "doctor", "tour",   "completion"}));
     EXPECT_THAT(run.out, HasSubstr("Exit codes: 0 done"));
 }
 
@@ -104,6 +110,100 @@ TEST(TravikctlUsage, saysWhatIsWrongAndWhereToLook)
     EXPECT_EQ(travikctl({L"show"}).err, "travikctl show: MACHINE is required\nSee 'travikctl show --help'.\n");
 }
 
+TEST(TravikctlUsage, asksWhetherAnotherWordWasMeant)
+{
+    EXPECT_THAT(travikctl({L"lits"}).err, StartsWith("travikctl: there is no verb 'lits'; did you mean 'list'?\n"));
+    EXPECT_THAT(travikctl({L"nat", L"ad"}).err, HasSubstr("did you mean 'add'?"));
+    EXPECT_THAT(travikctl({L"set", L"m", L"--memry", L"1"}).err,
+                StartsWith("travikctl set: there is no option --memry; did you mean '--memory'?\n"));
+    EXPECT_THAT(travikctl({L"show", L"m", L"--jsn"}).err, HasSubstr("did you mean '--json'?"));
+    EXPECT_THAT(travikctl({L"show", L"m", L"--zzzzzz"}).err, Not(HasSubstr("did you mean")));
+}
+
+TEST(TravikctlHelp, hasAnExampleForEveryVerb)
+{
+    const Outcome all = travikctl({L"--help-all"});
+    std::istringstream lines(all.out.substr(all.out.find("Subcommands:")));
+    std::string verb, line;
+    bool hasExample = true;
+    const std::regex heading("^[a-z]+( [a-z]+)?\r?$");
+    while (std::getline(lines, line)) {
+        if (std::regex_match(line, heading)) {
+            EXPECT_TRUE(hasExample) << verb;
+            verb = line;
+            hasExample = false;
+        }
+        hasExample = hasExample || line.find("  travikctl " + verb) != std::string::npos;
+    }
+    EXPECT_TRUE(hasExample) << verb;
+    EXPECT_THAT(travikctl({L"start", L"--help"}).out, HasSubstr("Examples:\n  travikctl start Player\n"));
+}
+
+class TravikctlCompletion : public TravikctlTest
+{
+protected:
+    static std::string words(const std::wstring& line)
+    {
+        std::string found = travikctl({L"completion", L"bash", L"--line", line}).out;
+        std::replace(found.begin(), found.end(), '\n', ' ');
+        return found;
+    }
+};
+
+TEST_F(TravikctlCompletion, isMadeOfTheVerbs)
+{
+    EXPECT_THAT(words(L"travikctl "), StartsWith("list show name create "));
+    EXPECT_EQ(words(L"travikctl na"), "name nat ");
+    EXPECT_EQ(words(L"travikctl nat "), "add remove list ");
+    EXPECT_EQ(words(L"travikctl nat add m r --proto"), "--protocol ");
+    EXPECT_EQ(words(L"travikctl nat add m r --protocol "), "udp tcp ");
+    EXPECT_EQ(words(L"travikctl start x --type "), "headless gui sdl ");
+    EXPECT_EQ(words(L"travikctl list --timeout 5 --state Pow"), "PoweredOff ");
+    EXPECT_EQ(words(L"travikctl get x "), "name uuid state ");
+    EXPECT_EQ(words(L"travikctl show --j"), "--json ");
+    EXPECT_EQ(words(L"travikctl nothing "), "");
+    EXPECT_EQ(travikctlJson({L"completion", L"powershell", L"--line", L"travikctl audio o"}).facts(),
+              (json{{"words", {"on", "off"}}}));
+}
+
+TEST_F(TravikctlCompletion, knowsTheMachines)
+{
+    EXPECT_EQ(words(L"travikctl show Pl"), "Player ");
+    EXPECT_EQ(words(L"travikctl show 'Game"), "Game 🎮 ");
+    EXPECT_EQ(words(L"travikctl start Player Pl"), "Player ") << "of several";
+    EXPECT_EQ(words(L"travikctl show Player Pl"), "") << "there is one only";
+    ASSERT_TRUE(stopServer());
+    unregisterStandIn();
+    EXPECT_EQ(words(L"travikctl show Pl"), "") << "without VirtualBox there are none, and no complaint";
+    registerStandIn();
+}
+
+TEST_F(TravikctlCompletion, hasAScriptForEachShell)
+{
+    EXPECT_THAT(travikctl({L"completion", L"bash"}).out, HasSubstr("complete -o default -F _travikctl travikctl"));
+    EXPECT_THAT(travikctl({L"completion", L"powershell"}).out,
+                HasSubstr("Register-ArgumentCompleter -Native -CommandName travikctl"));
+    EXPECT_TRUE(failed(travikctl({L"completion", L"fish"}), 2, {"powershell", "bash"}));
+}
+
+TEST(TravikctlColors, areForTerminalsOnlyAndOffWithNoColor)
+{
+    EXPECT_TRUE(wantsColor(true, nullptr));
+    EXPECT_TRUE(wantsColor(true, L""));
+    EXPECT_FALSE(wantsColor(true, L"1"));
+    EXPECT_FALSE(wantsColor(false, nullptr));
+}
+
+TEST(TravikctlLog, tellsTheSentenceOfTheLastTask)
+{
+    const std::string head = "\r\n[Thu Nov 20 11:20:48 2025][INFO] (Travik::VBox::_wait) <111> # get importOva";
+    EXPECT_EQ(reasonIn(""), "");
+    EXPECT_EQ(reasonIn(head + " Progress return:0"), "");
+    EXPECT_EQ(reasonIn(head + " Progress fail desc: one" + head + " Progress fail desc: two words.\r\nA line." + head),
+              "two words.\r\nA line.");
+    EXPECT_EQ(reasonIn(head + " Progress fail desc: C:\\users\\\\u4E2D\\U0001F3AE.ova"), "C:\\users\\中🎮.ova");
+}
+
 TEST(TravikctlUsage, isJsonToo)
 {
     EXPECT_TRUE(failedAsJson(travikctlJson({L"show"}), 2, "", "", ""));
@@ -119,8 +219,8 @@ TEST(TravikctlConvert, knowsBothNumberings)
     EXPECT_EQ(converted(L"machine-state", L"17"), (json{{"toVBox", 18}, {"toSdk", 16}}));
     EXPECT_EQ(converted(L"event-type", L"2"), (json{{"toVBox", 57}, {"toSdk", 0}}));
     EXPECT_EQ(converted(L"event-type", L"46"), (json{{"toVBox", 0}, {"toSdk", 1}}));
-    EXPECT_EQ(converted(L"result", L"7"), (json{{"toVBox", "0x80bb0007"}, {"toSdk", 31}}));
-    EXPECT_EQ(converted(L"result", L"0x80BB0001"), (json{{"toVBox", "0x00000000"}, {"toSdk", 1}}));
+    EXPECT_EQ(converted(L"result", L"7"), (json{{"toVBox", 0x80bb0007}, {"toVBoxText", "0x80bb0007"}, {"toSdk", 31}}));
+    EXPECT_EQ(converted(L"result", L"0x80BB0001"), (json{{"toVBox", 0}, {"toVBoxText", "0x00000000"}, {"toSdk", 1}}));
     EXPECT_EQ(converted(L"paravirt", L"6"), (json{{"toVBox", 6}, {"toSdk", 6}}));
     EXPECT_EQ(converted(L"switch", L"5"), (json{{"toVBox", 0}, {"toSdk", 0}}));
     EXPECT_EQ(converted(L"flag-a", L"5"), (json{{"toVBox", 0}, {"toSdk", 1}}));
@@ -128,7 +228,7 @@ TEST(TravikctlConvert, knowsBothNumberings)
     EXPECT_EQ(converted(L"kind-b", L"6"), (json{{"toVBox", 0}, {"toSdk", 0}}));
     EXPECT_EQ(converted(L"kind-c", L"3"), (json{{"toVBox", 3}, {"toSdk", 3}}));
     EXPECT_EQ(travikctl({L"convert", L"machine-state", L"17"}).out, "toVBox: 18\ntoSdk:  16\n");
-    EXPECT_EQ(travikctlJson({L"convert", L"machine-state", L"17"}).json(),
+    EXPECT_EQ(travikctlJson({L"convert", L"machine-state", L"17"}).facts(),
               (json{{"converted", {{"toVBox", 18}, {"toSdk", 16}}}}));
     EXPECT_TRUE(failed(travikctl({L"convert", L"colour", L"1"}), 2, {"KIND", "machine-state"}));
 }

@@ -27,7 +27,7 @@ TEST_F(TravikctlLife, createMakesARegisteredMachine)
     EXPECT_EQ(run.out, "Created Neu 🎮.\n");
     EXPECT_THAT(settingsOf(L"Neu 🎮"), HasSubstr("RAMSize=\"2048\""));
     EXPECT_EQ(stateOf(L"Neu 🎮"), "powered off");
-    const json created = travikctlJson({L"create", L"second"}).json()["created"];
+    const json created = travikctlJson({L"create", L"second"}).json()["machine"];
     EXPECT_EQ(created["name"], "second");
     EXPECT_EQ(travikctl({L"get", L"second", L"uuid"}).out, created["uuid"].get<std::string>() + "\n");
     expectRefused({L"create", L"second"}, 1, "createMachine", "CreateMachineFail", "VBOX_E_FILE_ERROR");
@@ -45,11 +45,13 @@ TEST_F(TravikctlLife, registerTakesASettingsFile)
     const std::filesystem::path file = world().writeMachine(L"Late", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4ef2");
     const Outcome run = travikctlJson({L"register", file.wstring()});
     ASSERT_TRUE(succeeded(run));
-    EXPECT_EQ(run.json()["registered"]["name"], "Late");
+    EXPECT_EQ(run.json()["machine"]["name"], "Late");
     EXPECT_EQ(stateOf(L"Late"), "powered off");
     const std::filesystem::path second = world().writeMachine(L"Later", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4ef3");
     EXPECT_EQ(travikctl({L"register", second.wstring()}).out, "Registered Later.\n");
-    EXPECT_TRUE(failed(travikctl({L"register", (folder() / L"none.vbox").wstring()}), 3, {"OpenMachineFail (106)"}));
+    EXPECT_TRUE(
+        failed(travikctl({L"register", (folder() / L"none.vbox").wstring()}), 3,
+               {"the settings file is missing or cannot be read: " + utf8((folder() / L"none.vbox").wstring())}));
 }
 
 TEST_F(TravikctlLife, cloneCopiesAndRegisters)
@@ -57,8 +59,8 @@ TEST_F(TravikctlLife, cloneCopiesAndRegisters)
     ASSERT_TRUE(succeeded(travikctl({L"set", player(), L"--memory", L"1234"})));
     const Outcome run = travikctlJson({L"clone", player(), L"Player's copy"});
     ASSERT_TRUE(succeeded(run));
-    EXPECT_EQ(run.json()["cloned"]["name"], "Player's copy");
-    EXPECT_NE(run.json()["cloned"]["uuid"], playerId());
+    EXPECT_EQ(run.json()["machine"]["name"], "Player's copy");
+    EXPECT_NE(run.json()["machine"]["uuid"], playerId());
     EXPECT_THAT(settingsOf(L"Player's copy"), HasSubstr("RAMSize=\"1234\""));
     EXPECT_EQ(travikctl({L"clone", player(), L"third"}).out, "Cloned Player to third.\n");
     expectRefused({L"clone", L"none", L"x"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
@@ -70,7 +72,7 @@ TEST_F(TravikctlLife, deleteTakesMachineAndFilesAway)
     ASSERT_TRUE(succeeded(run));
     EXPECT_EQ(run.out, "Deleted Player with its disks.\n");
     EXPECT_FALSE(std::filesystem::exists(world().machineFile(player()).parent_path()));
-    EXPECT_EQ(travikctlJson({L"delete", Machines::workerId, L"--yes"}).json()["deleted"]["uuid"],
+    EXPECT_EQ(travikctlJson({L"delete", Machines::workerId, L"--yes"}).json()["results"][0]["uuid"],
               utf8(Machines::workerId));
     expectRefused({L"delete", player(), L"--yes"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
 }
@@ -78,7 +80,7 @@ TEST_F(TravikctlLife, deleteTakesMachineAndFilesAway)
 TEST_F(TravikctlLife, deleteTakesAnInaccessibleMachineOffTheList)
 {
     const Outcome run = travikctl({L"delete", Machines::damagedId, L"--yes"});
-    EXPECT_TRUE(failed(run, 1, {"MachineDeleteConfigFail", "no longer registered", "Delete what is left"}));
+    EXPECT_TRUE(failed(run, 1, {"no longer registered", "Delete what is left"}));
     EXPECT_EQ(travikctlJson({L"list"}).json()["machines"].size(), Machines::count - 1);
 }
 
@@ -89,10 +91,16 @@ TEST_F(TravikctlLife, importBringsAMachineIn)
     EXPECT_EQ(travikctl({L"import", file.wstring(), L"--name-only"}).out, "harbour\n");
     const Outcome run = travikctlJson({L"import", file.wstring()});
     ASSERT_TRUE(succeeded(run));
-    ASSERT_EQ(run.json()["imported"].size(), 1u);
-    EXPECT_EQ(run.json()["imported"][0]["name"], "harbour");
+    const json results = run.json()["results"];
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0]["file"], utf8(file.wstring()));
+    EXPECT_EQ(results[0]["machines"][0]["name"], "harbour");
     EXPECT_EQ(stateOf(L"harbour"), "powered off");
-    EXPECT_EQ(travikctlJson({L"import", L"--name-only", file.wstring()}).json(), (json{{"name", "harbour_1"}}));
+    EXPECT_EQ(travikctlJson({L"import", L"--name-only", file.wstring()}).facts(),
+              (json{{"results",
+                     {{{"file", utf8(file.wstring())},
+                       {"outcome", "done"},
+                       {"machines", {{{"name", "harbour_1"}, {"uuid", nullptr}}}}}}}}));
     EXPECT_THAT(travikctl({L"import", file.wstring()}).out, HasSubstr("harbour_1"));
 }
 
@@ -104,4 +112,70 @@ TEST_F(TravikctlLife, importTellsWhatIsWrongWithTheFile)
     const Outcome run = travikctlJson({L"import", damaged.wstring()});
     EXPECT_EQ(run.exitCode, 1) << run.all();
     EXPECT_EQ(run.error()["name"], "ProgressWaitForCompletionFail") << run.all();
+    const std::string reason = run.error().value("reason", "");
+    EXPECT_THAT(reason, HasSubstr("archive is damaged")) << "VirtualBox's own sentence";
+    const std::filesystem::path log = folder() / L"ctl.log";
+    for (const std::vector<std::wstring>& options :
+         {std::vector<std::wstring>{}, {L"--log", log.wstring()}, {L"--log", log.wstring(), L"--verbose"}}) {
+        std::vector<std::wstring> arguments{L"import", damaged.wstring()};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Outcome text = travikctl(arguments);
+        EXPECT_TRUE(failed(text, 1, {}));
+        EXPECT_THAT(text.err, StartsWith("travikctl import: " + reason + "\n"));
+    }
+    EXPECT_THAT(readFile(log), HasSubstr("Progress fail desc: "));
+}
+
+TEST_F(TravikctlLife, aFailedCloneTellsVirtualBoxsOwnSentence)
+{
+    const std::filesystem::path disk = folder() / L"磁盘.vdi";
+    writeVdi(disk, L"7d3f5b00-1111-4222-8333-444455556666");
+    ASSERT_TRUE(succeeded(travikctl({L"disk", L"attach", player(), L"SATA", disk.wstring()})));
+    std::filesystem::remove(disk);
+    const Outcome run = travikctlJson({L"clone", player(), L"copy"});
+    EXPECT_EQ(run.exitCode, 1) << run.all();
+    EXPECT_THAT(run.error().value("reason", ""), HasSubstr("磁盘.vdi")) << "with the log's escapes undone";
+}
+
+TEST_F(TravikctlLife, createTakesAnotherMachinesSettingsAndDisks)
+{
+    const std::filesystem::path disk = folder() / L"model.vdi";
+    writeVdi(disk, L"7d3f5b00-1111-4222-8333-444455556666");
+    ASSERT_TRUE(succeeded(travikctl({L"disk", L"attach", player(), L"SATA", disk.wstring()})));
+    const std::wstring model = world().machineFile(player()).wstring();
+    const Outcome run = travikctl({L"create", L"Second", L"--from", model, L"--memory", L"777"});
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_THAT(settingsOf(L"Second"), HasSubstr("RAMSize=\"777\""));
+    EXPECT_EQ(travikctl({L"disk", L"ports", L"Second", L"SATA"}).out, "4\n");
+    const json copy = travikctlJson({L"disk", L"current", L"Second", L"SATA"}).json()["disk"];
+    EXPECT_NE(copy["location"], utf8(disk.wstring())) << "a disk of its own";
+    expectRefused({L"create", L"Third", L"--from", (folder() / L"none.vbox").wstring()}, 3, "openMachine",
+                  "OpenMachineFail", "VBOX_E_FILE_ERROR");
+    EXPECT_EQ(travikctl({L"show", L"Third"}).exitCode, 3) << "nothing was made";
+}
+
+TEST_F(TravikctlLife, severalAreDoneInOneCall)
+{
+    const Outcome run = travikctl({L"delete", player(), L"nobody", Machines::workerId, L"--yes"});
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_EQ(run.out, "Deleted Player with its disks.\nDeleted " + utf8(Machines::workerId) +
+                           " with its disks.\n2 of 3 done, 1 failed.\n");
+    EXPECT_THAT(run.err, StartsWith("travikctl delete nobody: no registered machine has exactly this name or UUID"));
+    const Outcome again = travikctlJson({L"delete", L"nobody", player(), L"--yes"});
+    EXPECT_EQ(again.exitCode, 3);
+    EXPECT_EQ(again.json()["results"].size(), 2u);
+    EXPECT_EQ(again.json()["results"][1]["error"]["code"], 107);
+    EXPECT_EQ(again.error()["exitCode"], 3);
+}
+
+TEST_F(TravikctlLife, importTakesSeveralFiles)
+{
+    const std::filesystem::path file = folder() / L"harbour.ova";
+    writeAppliance(file);
+    const Outcome run = travikctl({L"import", file.wstring(), (folder() / L"none.ova").wstring(), file.wstring()});
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_THAT(run.out, HasSubstr("Imported harbour ("));
+    EXPECT_THAT(run.out, HasSubstr("Imported harbour_1 ("));
+    EXPECT_THAT(run.out, HasSubstr("\n2 of 3 done, 1 failed.\n"));
+    EXPECT_EQ(stateOf(L"harbour_1"), "powered off");
 }

@@ -25,21 +25,54 @@ TEST_F(TravikctlMachines, listIsJsonToo)
     ASSERT_TRUE(succeeded(run));
     const json machines = run.json()["machines"];
     ASSERT_EQ(machines.size(), Machines::count);
-    EXPECT_EQ(machines[0],
-              (json{{"name", "Player"}, {"uuid", playerId()}, {"state", "powered off"}, {"accessible", true}}));
+    EXPECT_EQ(machines[0], (json{{"name", "Player"},
+                                 {"uuid", playerId()},
+                                 {"state", "PoweredOff"},
+                                 {"stateText", "powered off"},
+                                 {"accessible", true},
+                                 {"problem", nullptr}}));
     EXPECT_EQ(machines[3]["name"], "Game 🎮");
     EXPECT_EQ(machines[4]["name"], json());
     EXPECT_EQ(machines[4]["uuid"], utf8(Machines::damagedId));
-    EXPECT_EQ(machines[4]["state"], "inaccessible");
+    EXPECT_EQ(machines[4]["state"], "Inaccessible");
     EXPECT_EQ(machines[4]["accessible"], false);
     EXPECT_THAT(machines[4].value("problem", ""), HasSubstr("getVmName"));
+}
+
+TEST_F(TravikctlMachines, listHasFilters)
+{
+    const auto names = [](const std::vector<std::wstring>& arguments) {
+        std::vector<std::string> found;
+        for (const json& machine : travikctlJson(arguments).json()["machines"])
+            found.push_back(machine["name"].is_null() ? "-" : machine["name"].get<std::string>());
+        return found;
+    };
+    EXPECT_EQ(names({L"list", L"--name", L"PLAY"}), std::vector<std::string>{"Player"});
+    EXPECT_EQ(names({L"list", L"--name", L"机器"}), std::vector<std::string>{"中文机器"});
+    EXPECT_EQ(names({L"list", L"--name", L"nobody"}), std::vector<std::string>());
+    EXPECT_EQ(names({L"list", L"--state", L"Inaccessible"}), std::vector<std::string>{"-"});
+    EXPECT_EQ(names({L"list", L"--state", L"PoweredOff"}).size(), Machines::count - 1);
+    ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
+    EXPECT_EQ(names({L"list", L"--state", L"Running"}), std::vector<std::string>{"Player"});
+    EXPECT_EQ(travikctl({L"list", L"--names", L"--name", L"ga"}).out, "Game 🎮\n");
+    EXPECT_TRUE(failed(travikctl({L"list", L"--state", L"running about"}), 2, {"PoweredOff"}));
+}
+
+TEST_F(TravikctlMachines, quietKeepsResultsAndDropsRemarks)
+{
+    EXPECT_EQ(travikctl({L"--quiet", L"set", player(), L"--cpus", L"2"}).out, "");
+    const Outcome run = travikctl({L"list", L"-q"});
+    EXPECT_THAT(run.out, HasSubstr("Player"));
+    EXPECT_THAT(run.out, Not(HasSubstr("note:")));
+    EXPECT_TRUE(failed(travikctl({L"-q", L"show", L"none"}), 3, {"no registered machine"}));
 }
 
 TEST_F(TravikctlMachines, showFindsByNameUuidAndSettingsFile)
 {
     const std::filesystem::path file = world().writeMachine(L"Unregistered", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff");
     const auto shown = [](const std::wstring& which) { return travikctlJson({L"show", which}).json()["machine"]; };
-    const json expected{{"name", "Player"}, {"uuid", playerId()}, {"state", "powered off"}};
+    const json expected{
+        {"name", "Player"}, {"uuid", playerId()}, {"state", "PoweredOff"}, {"stateText", "powered off"}};
     EXPECT_EQ(shown(player()), expected);
     EXPECT_EQ(shown(Machines::playerId), expected);
     EXPECT_EQ(shown(Machines::chinese)["name"], "中文机器");
@@ -69,8 +102,9 @@ TEST_F(TravikctlMachines, setChangesAndSaves)
     EXPECT_THAT(settings, HasSubstr("RAMSize=\"1536\""));
     EXPECT_THAT(settings, HasSubstr("provider=\"KVM\""));
     EXPECT_EQ(travikctl({L"get", player(), L"--extra", L"ctl/owner"}).out, "健吾=x\n");
-    EXPECT_EQ(travikctlJson({L"get", player(), L"--extra", L"ctl/none"}).json(), (json{{"value", ""}}));
-    EXPECT_EQ(travikctlJson({L"set", player(), L"--cpus", L"2"}).json(), (json{{"changed", "Player"}}));
+    EXPECT_EQ(travikctlJson({L"get", player(), L"--extra", L"ctl/none"}).facts(),
+              (json{{"what", "extra"}, {"value", ""}}));
+    EXPECT_EQ(travikctlJson({L"set", player(), L"--cpus", L"2"}).facts(), (json{{"machine", "Player"}}));
 }
 
 TEST_F(TravikctlMachines, setRenames)
@@ -95,6 +129,7 @@ TEST_F(TravikctlMachines, getAnswersOneValue)
 {
     EXPECT_EQ(travikctl({L"get", player()}).out, "powered off\n");
     EXPECT_EQ(travikctl({L"get", player(), L"uuid"}).out, playerId() + "\n");
-    EXPECT_EQ(travikctlJson({L"get", player(), L"name"}).json(), (json{{"name", "Player"}}));
+    EXPECT_EQ(travikctlJson({L"get", player(), L"name"}).facts(), (json{{"what", "name"}, {"value", "Player"}}));
+    EXPECT_EQ(travikctlJson({L"get", player()}).facts(), (json{{"what", "state"}, {"value", "PoweredOff"}}));
     expectRefused({L"get", L"none", L"name"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
 }

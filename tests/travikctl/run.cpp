@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "child_process.h"
+#include "json_schema.h"
 #include "scratch.h"
 #include "start_process.h"
 
@@ -32,7 +33,7 @@ Console::Console()
     if (AllocConsole())
         screen_ = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
                               OPEN_EXISTING, 0, nullptr);
-    if (screen_ == nullptr || screen_ == INVALID_HANDLE_VALUE)
+    if (!screen_ || screen_ == INVALID_HANDLE_VALUE)
         throw std::runtime_error("no console can be had");
 }
 
@@ -64,7 +65,7 @@ Program::Program(const std::filesystem::path& program, const std::vector<std::ws
     start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     start.hStdOutput = inheritedFile(outFile_);
     const HANDLE errors = inheritedFile(errFile_);
-    start.hStdError = console != nullptr ? console->screen() : errors;
+    start.hStdError = console ? console->screen() : errors;
     const PROCESS_INFORMATION process = TravikTest::startProcess(program, arguments, start, flags);
     CloseHandle(start.hStdOutput);
     CloseHandle(errors);
@@ -126,7 +127,9 @@ Outcome travikctl(const std::vector<std::wstring>& arguments)
 Outcome travikctlJson(std::vector<std::wstring> arguments)
 {
     arguments.insert(arguments.begin(), L"--json");
-    return travikctl(arguments);
+    const Outcome run = travikctl(arguments);
+    EXPECT_EQ(problemByTravikctlSchema(run.json()), "") << run.out;
+    return run;
 }
 
 void vboxsim(const std::vector<std::wstring>& arguments)

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <windows.h>
+#include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -17,6 +17,14 @@ struct Outcome
 
     /// The output as JSON; a discarded value when it is none.
     nlohmann::json json() const { return nlohmann::json::parse(out, nullptr, false); }
+    /// Of travikctl: the document without what every one begins with.
+    nlohmann::json facts() const
+    {
+        nlohmann::json document = json();
+        document.erase("schema");
+        document.erase("verb");
+        return document;
+    }
     /// The fields of a failure printed as JSON.
     nlohmann::json error() const { return json().value("error", nlohmann::json::object()); }
     /// All of it, for a test's message.
@@ -66,7 +74,7 @@ private:
 
 Outcome runProgram(const std::filesystem::path& program, const std::vector<std::wstring>& arguments);
 Outcome travikctl(const std::vector<std::wstring>& arguments);
-/// The same with --json in front.
+/// The same with --json in front; the output must be as travikctl.schema.json says.
 Outcome travikctlJson(std::vector<std::wstring> arguments);
 /// The stand-in's control program; a failure is the test's.
 void vboxsim(const std::vector<std::wstring>& arguments);

@@ -1,6 +1,9 @@
 // start, stop, resume, state, watch, and who holds the lock meanwhile.
 
+#include <algorithm>
+
 #include "ctl_test.h"
+#include "json_schema.h"
 
 using namespace TravikTest;
 
@@ -18,6 +21,20 @@ protected:
         ASSERT_TRUE(soon([&] { return program.outSoFar().find("watching") != std::string::npos; }));
     }
     static std::filesystem::path ctl() { return productFolder() / L"travikctl.exe"; }
+
+    /// The lines of a watching program, each as the schema says and with its time, without what all lines have.
+    static std::vector<json> linesOf(const Outcome& run)
+    {
+        std::vector<json> lines;
+        std::istringstream stream(run.out);
+        for (std::string line; std::getline(stream, line);) {
+            lines.push_back(json::parse(line, nullptr, false));
+            EXPECT_EQ(problemByTravikctlSchema(lines.back()), "") << line;
+            for (const char* key : {"schema", "verb", "time"})
+                lines.back().erase(key);
+        }
+        return lines;
+    }
 };
 
 TEST_F(TravikctlRunning, startAndStop)
@@ -27,15 +44,17 @@ TEST_F(TravikctlRunning, startAndStop)
     EXPECT_EQ(started.out, "Started Player.\n");
     EXPECT_EQ(stateOf(player()), "running");
     EXPECT_EQ(travikctl({L"state", player(), L"--console"}).out, "running\n");
-    EXPECT_EQ(travikctlJson({L"state", player()}).json(),
-              (json{{"state", "running"}, {"machineState", 5}, {"sdkState", 5}}));
+    EXPECT_EQ(travikctlJson({L"state", player()}).facts(),
+              (json{{"state", "Running"}, {"stateText", "running"}, {"machineState", 5}, {"sdkState", 5}}));
     const Outcome stopped = travikctl({L"stop", player()});
     ASSERT_TRUE(succeeded(stopped));
     EXPECT_EQ(stopped.out, "Stopped Player.\n");
     EXPECT_EQ(stateOf(player()), "powered off");
-    EXPECT_EQ(travikctlJson({L"start", player()}).json(), (json{{"started", "Player"}}))
+    EXPECT_EQ(travikctlJson({L"start", player()}).facts(),
+              (json{{"results", {{{"machine", "Player"}, {"outcome", "done"}}}}}))
         << "also while the lock lingers";
-    EXPECT_EQ(travikctlJson({L"stop", player()}).json(), (json{{"stopped", "Player"}}));
+    EXPECT_EQ(travikctlJson({L"stop", player()}).facts(),
+              (json{{"results", {{{"machine", "Player"}, {"outcome", "done"}, {"wasOff", false}}}}}));
 }
 
 TEST_F(TravikctlRunning, aRunningMachineIsNotStartedAgain)
@@ -51,19 +70,39 @@ TEST_F(TravikctlRunning, aRunningMachineIsNotStartedAgain)
 
 TEST_F(TravikctlRunning, startTellsTheMachinesOwnFailure)
 {
-    expectRefused({L"start", player(), L"--type", L"nonsense"}, 1, "launchVMProcess", "LaunchVMProcessFail",
-                  "E_INVALIDARG");
+    EXPECT_TRUE(failed(travikctl({L"start", player(), L"--type", L"nonsense"}), 2, {"headless", "gui", "sdl"}));
+    vboxsim({L"fail", L"IMachine::LaunchVMProcess", L"0x80070057", L"--times", L"2"});
+    expectRefused({L"start", player()}, 1, "launchVMProcess", "LaunchVMProcessFail", "E_INVALIDARG");
+}
+
+TEST_F(TravikctlRunning, stopOfAStoppedMachineIsDone)
+{
+    const Outcome run = travikctl({L"stop", player()});
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_EQ(run.out, "Player was off.\n");
+    EXPECT_EQ(travikctlJson({L"stop", player()}).facts(),
+              (json{{"results", {{{"machine", "Player"}, {"outcome", "done"}, {"wasOff", true}}}}}));
+    expectRefused({L"stop", L"none"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
+}
+
+TEST_F(TravikctlRunning, severalAreStartedAndStoppedInOneCall)
+{
+    EXPECT_EQ(travikctl({L"start", player(), Machines::workerId}).out,
+              "Started Player.\nStarted " + utf8(Machines::workerId) + ".\n2 of 2 done.\n");
+    EXPECT_EQ(travikctl({L"stop", player(), Machines::workerId, player()}).out,
+              "Stopped Player.\nStopped " + utf8(Machines::workerId) + ".\nPlayer was off.\n3 of 3 done.\n");
 }
 
 TEST_F(TravikctlRunning, whatNeedsARunningMachineSaysSo)
 {
     const std::vector<std::string> texts{"the machine Player does not run", "Start it first."};
-    EXPECT_TRUE(failed(travikctl({L"stop", player()}), 1, texts));
-    EXPECT_TRUE(failedAsJson(travikctlJson({L"stop", player()}), 1, "", "", ""));
     EXPECT_TRUE(failed(travikctl({L"resume", player()}), 1, texts));
     EXPECT_TRUE(failedAsJson(travikctlJson({L"resume", player()}), 1, "", "", ""));
     EXPECT_TRUE(failed(travikctl({L"watch", player()}), 1, texts));
-    EXPECT_TRUE(failedAsJson(travikctlJson({L"watch", player()}), 1, "", "", ""));
+    const Outcome watching = travikctlJson({L"watch", player()});
+    EXPECT_TRUE(failedAsJson(watching, 1, "", "", ""));
+    EXPECT_EQ(watching.json()["event"], "failed");
+    EXPECT_EQ(std::count(watching.out.begin(), watching.out.end(), '\n'), 1) << "one object a line";
     EXPECT_TRUE(failed(travikctl({L"state", L"--console", player()}), 1, {"does not run"}));
     expectRefused({L"state", L"none"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
 }
@@ -79,7 +118,7 @@ TEST_F(TravikctlRunning, resumeLetsAPausedMachineRunOn)
     EXPECT_EQ(run.out, "Resumed Player.\n");
     EXPECT_EQ(stateOf(player()), "running");
     vboxsim({L"pause", player()});
-    EXPECT_EQ(travikctlJson({L"resume", player()}).json(), (json{{"resumed", "Player"}}));
+    EXPECT_EQ(travikctlJson({L"resume", player()}).facts(), (json{{"machine", "Player"}}));
 }
 
 TEST_F(TravikctlRunning, watchPrintsStatesAndErrorsUntilTheMachineIsOff)
@@ -105,17 +144,43 @@ TEST_F(TravikctlRunning, watchIsOneJsonObjectPerLine)
     vboxsim({L"runtime-error", player(), L"--id", L"DrvVD_DISKFULL", L"--message", L"full", L"--fatal"});
     const Outcome run = watcher.wait();
     ASSERT_TRUE(succeeded(run));
-    std::vector<json> lines;
-    std::istringstream stream(run.out);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(json::parse(line, nullptr, false));
-    ASSERT_EQ(lines.size(), 3u) << run.out;
-    EXPECT_EQ(lines[0], (json{{"event", "watching"}, {"state", "running"}}));
-    EXPECT_EQ(lines[1], (json{{"type", 46}, {"event", "state changed"}, {"state", "paused"}}));
-    EXPECT_EQ(
-        lines[2],
-        (json{
-            {"type", 57}, {"event", "runtime error"}, {"fatal", true}, {"id", "DrvVD_DISKFULL"}, {"message", "full"}}));
+    const std::vector<json> lines = linesOf(run);
+    ASSERT_EQ(lines.size(), 4u) << run.out;
+    EXPECT_EQ(lines[0], (json{{"event", "watching"}, {"state", "Running"}, {"stateText", "running"}}));
+    EXPECT_EQ(lines[1], (json{{"event", "state"}, {"state", "Paused"}, {"stateText", "paused"}}));
+    EXPECT_EQ(lines[2], (json{{"event", "error"}, {"fatal", true}, {"id", "DrvVD_DISKFULL"}, {"message", "full"}}));
+    EXPECT_EQ(lines[3], (json{{"event", "ended"}, {"reason", "count"}}));
+}
+
+TEST_F(TravikctlRunning, watchTellsItsEndAsALineToo)
+{
+    start();
+    Program watcher(ctl(), {L"--json", L"watch", player()});
+    awaitWatching(watcher);
+    ASSERT_TRUE(succeeded(travikctl({L"stop", player()})));
+    const Outcome run = watcher.wait();
+    ASSERT_TRUE(succeeded(run));
+    EXPECT_EQ(linesOf(run).back(), (json{{"event", "ended"}, {"reason", "off"}}));
+}
+
+TEST_F(TravikctlRunning, watchTellsTheLossOfTheServerAsALineToo)
+{
+    start();
+    Program watcher(ctl(), {L"--json", L"watch", player()});
+    awaitWatching(watcher);
+    vboxsim({L"die-in", L"IEventSource::GetEvent"});
+    const Outcome run = watcher.wait();
+    EXPECT_EQ(run.exitCode, 6) << run.all();
+    EXPECT_EQ(linesOf(run).back()["event"], "failed");
+    EXPECT_EQ(linesOf(run).back()["error"]["exitCode"], 6);
+}
+
+TEST_F(TravikctlRunning, aTimeoutEndsWatchingAsOne)
+{
+    start();
+    const Outcome run = travikctl({L"watch", player(), L"--timeout", L"0.5"});
+    EXPECT_EQ(run.exitCode, 4) << run.all();
+    EXPECT_EQ(run.out, "watching: running\n");
 }
 
 TEST_F(TravikctlRunning, watchEndsAfterItsTime)

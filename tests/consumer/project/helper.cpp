@@ -3,23 +3,20 @@
 
 #include <cstdio>
 
-using Travik::VBoxInstanceImpl;
+using namespace std::chrono_literals;
 
 int main()
 {
-    VBoxInstanceImpl& vbox = *GetVBoxInstance();
-    vbox.setLogPath(L"helper.log");
+    GetVBoxInstance()->setLogPath(L"helper.log");
     try {
-        const auto machine = Travik::ask<Travik::ScopedMachine>(vbox, &VBoxInstanceImpl::findMachine, L"Plain");
-        Travik::LockedSession session(vbox, machine, Travik::LockType::Write,
-                                      Travik::Deadline(std::chrono::seconds(10)));
-        Travik::check(vbox, vbox.setMachineMemory(session.machine(), 1536));
+        const Travik::Connection vbox(10s);
+        Travik::LockedSession session(vbox, vbox.findMachine(L"Plain"), Travik::Lock::Write, 10s);
+        vbox.setMachineMemory(session.machine(), 1536);
         session.save();
         session.unlock();
         std::puts("saved");
-        Travik::ask<Travik::ScopedMachine>(vbox, &VBoxInstanceImpl::findMachine, L"Nobody");
+        static_cast<void>(vbox.findMachine(L"Nobody"));
     } catch (const Travik::SdkError& error) {
         std::printf("%s\n", error.what());
     }
-    vbox.releaseRC();
 }

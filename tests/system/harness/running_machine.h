@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_SYSTEM_RUNNING_MACHINE_H
-#define TRAVIK_TESTS_SYSTEM_RUNNING_MACHINE_H
+#pragma once
 
 #include "system_test.h"
 
@@ -16,7 +15,7 @@ protected:
         const VBoxHandle machine = find(name);
         retryWhileLocked(sdk, Deadline(milliseconds(10'000)),
                          [&] { return sdk.launchVMProcess(machine, L"headless", {L""}, &progress); });
-        waitFor(sdk, progress, Deadline(milliseconds(20'000)));
+        Details::waitFor(sdk, progress, Deadline(milliseconds(20'000)));
     }
 
     VBoxHandle consoleOf()
@@ -35,10 +34,8 @@ protected:
     {
         VBoxHandle progress = 0;
         check(sdk, sdk.powerDown(console, &progress));
-        waitFor(sdk, progress, Deadline(milliseconds(20'000)));
+        Details::waitFor(sdk, progress, Deadline(milliseconds(20'000)));
     }
 };
 
 } // namespace TravikTest
-
-#endif

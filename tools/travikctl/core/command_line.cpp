@@ -3,7 +3,10 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+
 #include <map>
+
+#include "text.h"
 
 namespace {
 
@@ -20,8 +23,9 @@ public:
         const std::vector<const CLI::App*> ownVerbs = verb->get_subcommands({});
         if (ownVerbs.empty()) {
             const CLI::App* group = verb->get_parent();
-            return (group->get_parent() != nullptr ? group->get_name() + " " : "") +
-                   CLI::Formatter::make_expanded(verb);
+            const std::string name = group->get_parent() ? group->get_name() + " " : "";
+            const std::string examples = CLI::detail::find_and_replace(verb->get_footer(), "\n", "\n  ");
+            return name + CLI::Formatter::make_expanded(verb) + "  " + examples + "\n";
         }
         std::string text;
         for (const CLI::App* ownVerb : ownVerbs)
@@ -32,7 +36,9 @@ public:
 
 void addOptions(CLI::App& app, Options& options)
 {
-    app.add_flag("--json", options.json, "Print one JSON object, also for a failure");
+    app.add_flag("--json", options.json, "Print one JSON document, also for a failure");
+    app.add_flag("-q,--quiet", options.quiet, "Print results and failures only, no remarks about what was done");
+    app.add_flag("-v,--verbose", options.verbose, "Print a failure with operation, codes and the library's text");
     app.add_option("--log", options.log, "Append the library's log to this file")->type_name("FILE");
     app.add_option("--timeout", options.timeout,
                    "Stop after this time (600 unless the verb works long by nature; 0: no limit)")
@@ -90,6 +96,10 @@ void addVerb(CLI::App& parent, const Verb& verb, const Verb*& chosen)
     app.callback([&chosen, &verb] { chosen = &verb; });
     for (const Parameter& parameter : verb.parameters())
         addParameter(app, parameter);
+    std::string examples;
+    for (const std::string& example : verb.examples())
+        examples += (examples.empty() ? "Examples:\n  travikctl " : "\n  travikctl ") + example;
+    app.footer(examples);
 }
 
 /// All verbs; a group stands where its first verb does.
@@ -98,7 +108,7 @@ void addVerbs(CLI::App& app, const Verbs& verbs, const Verb*& chosen)
     std::map<std::string, CLI::App*> parents{{"", &app}};
     for (const Verb& verb : verbs.all()) {
         CLI::App*& parent = parents[verb.group()];
-        if (parent == nullptr) {
+        if (!parent) {
             parent = app.add_subcommand(verb.group(), verbs.descriptionOf(verb.group()));
             parent->fallthrough();
             parent->require_subcommand(1);
@@ -107,14 +117,39 @@ void addVerbs(CLI::App& app, const Verbs& verbs, const Verb*& chosen)
     }
 }
 
-/// CLI11's text, and better words for a verb that is missing or unknown.
+std::string didYouMean(const std::string& word, const std::vector<std::string>& known)
+{
+    const std::string closest = closestTo(word, known);
+    return closest.empty() ? "" : "; did you mean '" + closest + "'?";
+}
+
+std::vector<std::string> optionsOf(const CLI::App& verb)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* app = &verb; app; app = app->get_parent()) {
+        for (const CLI::Option* option : app->get_options()) {
+            for (const std::string& name : option->get_lnames())
+                names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+/// CLI11's text, and better words for a verb that is missing or unknown, or an unknown option.
 std::string problemOf(const CLI::App& app, const CLI::App& last, const CLI::ParseError& error)
 {
+    const std::vector<std::string> unknown = app.remaining(true);
     const std::vector<const CLI::App*> verbs = last.get_subcommands({});
+    if (!unknown.empty() && unknown.front().starts_with("--"))
+        return "there is no option " + unknown.front() + didYouMean(unknown.front(), optionsOf(last));
     if (verbs.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError))
         return error.what();
-    const std::vector<std::string> unknown = app.remaining(true);
-    return unknown.empty() ? "a verb is missing" : "there is no verb '" + unknown.front() + "'";
+    if (unknown.empty())
+        return "a verb is missing";
+    std::vector<std::string> names;
+    for (const CLI::App* verb : verbs)
+        names.push_back(verb->get_name());
+    return "there is no verb '" + unknown.front() + "'" + didYouMean(unknown.front(), names);
 }
 
 /// Help that was asked for, or what is wrong with the command line.
@@ -138,17 +173,25 @@ Request explained(const CLI::App& app, const CLI::ParseError& error)
 
 } // namespace
 
+std::vector<std::string> generalOptions()
+{
+    CLI::App app;
+    Options none;
+    addOptions(app, none);
+    return optionsOf(app);
+}
+
 Request parseCommandLine(const Verbs& verbs, Options& options, const std::vector<std::string>& arguments)
 {
     CLI::App app("Drives VirtualBox through TravikSDK.", "travikctl");
     app.allow_windows_style_options(false); // "/tmp/x" is a path
     app.require_subcommand(1);
     app.set_help_all_flag("--help-all", "Print the help of all verbs and exit");
-    app.footer(footer);
     app.formatter(std::make_shared<HelpFormatter>()); // the verbs take it over
     addOptions(app, options);
     Request request;
     addVerbs(app, verbs, request.verb);
+    app.footer(footer); // not of the verbs
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // it takes them from the back
     } catch (const CLI::ParseError& error) {

@@ -10,6 +10,8 @@
 struct Options
 {
     bool json = false;
+    bool quiet = false;
+    bool verbose = false;
     std::string log;
     std::optional<double> timeout;
     double waitLock = 5;
@@ -23,6 +25,9 @@ struct Request
     std::string command;        ///< whose command line is wrong, as "travikctl nat"
     std::string problem;        ///< what is wrong with it
 };
+
+/// Their names.
+std::vector<std::string> generalOptions();
 
 /// Finds the verb, and fills its parameters and the options. The arguments are without the program's name.
 Request parseCommandLine(const Verbs& verbs, Options& options, const std::vector<std::string>& arguments);

@@ -12,98 +12,110 @@ using namespace Travik;
 
 namespace {
 
-/// A failure with all that is known about it; numbers are null where there are none.
-struct Failure
-{
-    int exitCode = ExitCode::Refused;
-    Json operation, code, codeName, result, resultName;
-    std::string text;
-    std::string hint;
-};
-
 struct Advice
 {
     std::uint32_t code;   // 0: of any code
     std::uint32_t result; // 0: of any result
     int exitCode;
-    const char* hint;
+    const char* sentence;
+    const char* remedy;
 };
 
 /// The first row that fits counts; the last one fits always.
 const Advice advices[] = {
-    {0, 0x80040154, ExitCode::Unreachable,
-     "VirtualBox, or the build of it that this library drives, is not installed here. 'travikctl doctor' tells more."},
-    {0, 0x80080005, ExitCode::Unreachable,
-     "The VirtualBox server could not be started: an older one may be going down, or run under another user or "
-     "elevation. Close VirtualBox and try again; 'travikctl doctor' tells more."},
-    {0, 0x80004002, ExitCode::Unreachable,
-     "The VirtualBox that answers is of another version or build than this library drives. Run 'travikctl doctor'."},
-    {FindMachineFail, 0x80BB0001, ExitCode::NotFound,
-     "No registered machine has exactly this name or UUID. 'travikctl list' shows them."},
-    {CheckFileExistsFail, 0, ExitCode::NotFound, "There is no such file or folder. Check the path."},
-    {OpenMachineFail, 0x80BB0004, ExitCode::NotFound,
-     "The settings file is missing or cannot be read. Check the path."},
-    {OpenMachineFail, 0, ExitCode::Refused, "The file is not a settings file that VirtualBox can read."},
-    {LockMachineFail, 0x80BB0007, ExitCode::Locked,
-     "The machine runs, or another program works on it. Stop or close it there; --wait-lock SECONDS waits for it."},
-    {LaunchVMProcessFail, 0x80BB0007, ExitCode::Locked,
-     "The machine runs already, or another program works on it. --wait-lock SECONDS waits for it."},
-    {MachineUnregisterFail, 0x80BB0007, ExitCode::Locked,
-     "The machine runs, or another program works on it. Stop it first; --wait-lock SECONDS waits for the lock."},
-    {GetConsoleFail, 0, ExitCode::Refused, "The machine does not run. Start it first."},
-    {PowerDownFail, 0x80BB0002, ExitCode::Refused, "Only a running, paused or stuck machine can be stopped."},
-    {ConsoleResumeFail, 0x80BB0002, ExitCode::Refused, "Only a paused machine can be resumed."},
-    {AddRedirectFail, 0x80070057, ExitCode::Refused,
-     "A rule with this name, or for this protocol, host address and host port, exists already; or an address is not "
-     "valid."},
-    {RemoveRedirectFail, 0x80070057, ExitCode::NotFound,
-     "The adapter has no rule of this name. 'travikctl nat list' shows the rules."},
-    {MachineCreateSharedFolderFail, 0x80BB000C, ExitCode::Refused,
-     "The machine has a shared folder of this name already."},
-    {MachineRemoveSharedFolderFail, 0x80BB0001, ExitCode::NotFound,
-     "The machine has no permanent shared folder of this name; --transient removes one of the running machine."},
-    {ConsoleCreateSharedFolderFail, 0x80BB0004, ExitCode::Refused,
-     "The running machine has a shared folder of this name already, or the host folder cannot be reached."},
-    {ConsoleRemoveSharedFolderFail, 0x80BB0004, ExitCode::NotFound,
-     "The running machine has no shared folder of this name."},
-    {SetGuestPropertyFail, 0x80070005, ExitCode::Refused, "The property is read-only for the host."},
-    {SetGuestPropertyFail, 0x80070057, ExitCode::Refused,
-     "A flag is not known. Flags: TRANSIENT, TRANSRESET, RDONLYGUEST, RDONLYHOST, READONLY."},
-    {SetGuestPropertyFail, 0x80BB0007, ExitCode::Refused, "A transient property needs a running machine."},
-    {MachineGetStorageControllerByNameFail, 0x80BB0001, ExitCode::NotFound,
-     "The machine has no storage controller of this name; names are case-sensitive."},
-    {MachineGetMediumFail, 0x80BB0001, ExitCode::NotFound, "Nothing is attached there."},
-    {DetachDeviceFail, 0x80BB0001, ExitCode::NotFound, "Nothing is attached there."},
-    {AttachDeviceFail, 0x80BB000C, ExitCode::Refused,
-     "The place is taken, or the image is attached to a machine already."},
-    {AttachDeviceFail, 0x80070057, ExitCode::Refused, "The controller has no such port or device."},
-    {AttachDeviceFail, 0x80BB0001, ExitCode::NotFound, "The machine has no storage controller of this name."},
-    {OpenMediumFail, 0x80070057, ExitCode::Refused,
-     "Another image with the same UUID is known to VirtualBox. --new-uuid gives this one a new UUID."},
-    {OpenMediumFail, 0x80BB0005, ExitCode::Refused, "The file is not a disk image that VirtualBox knows."},
-    {CloseMediumFail, 0x80BB000C, ExitCode::Refused, "The image is attached to a machine. Detach it first."},
-    {RenameFilePathFail, 0, ExitCode::Refused,
+    {0, Result::ClassNotRegistered, ExitCode::Unreachable,
+     "VirtualBox, or the build of it that this library drives, is not installed here",
+     "'travikctl doctor' tells more."},
+    {0, Result::ServerExecFailure, ExitCode::Unreachable,
+     "the VirtualBox server could not be started: an older one may be going down, or run under another user or "
+     "elevation",
+     "Close VirtualBox and try again; 'travikctl doctor' tells more."},
+    {0, Result::NoInterface, ExitCode::Unreachable,
+     "the VirtualBox that answers is of another version or build than this library drives", "Run 'travikctl doctor'."},
+    {FindMachineFail, Result::ObjectNotFound, ExitCode::NotFound, "no registered machine has exactly this name or UUID",
+     "'travikctl list' shows them."},
+    {CheckFileExistsFail, 0, ExitCode::NotFound, "there is no such file or folder", "Check the path."},
+    {OpenMachineFail, Result::FileError, ExitCode::NotFound, "the settings file is missing or cannot be read",
+     "Check the path."},
+    {OpenMachineFail, 0, ExitCode::Refused, "the file is not a settings file that VirtualBox can read",
+     "Give the .vbox file of a machine."},
+    {LockMachineFail, Result::InvalidObjectState, ExitCode::Locked, "the machine runs, or another program works on it",
+     "Stop or close it there; --wait-lock SECONDS waits for it."},
+    {LaunchVMProcessFail, Result::InvalidObjectState, ExitCode::Locked,
+     "the machine runs already, or another program works on it", "--wait-lock SECONDS waits for it."},
+    {MachineUnregisterFail, Result::InvalidObjectState, ExitCode::Locked,
+     "the machine runs, or another program works on it", "Stop it first; --wait-lock SECONDS waits for the lock."},
+    {GetConsoleFail, 0, ExitCode::Refused, "the machine does not run", "Start it first."},
+    {PowerDownFail, Result::InvalidVMState, ExitCode::Refused, "only a running, paused or stuck machine can be stopped",
+     "'travikctl state' shows the state."},
+    {ConsoleResumeFail, Result::InvalidVMState, ExitCode::Refused, "only a paused machine can be resumed",
+     "'travikctl state' shows the state."},
+    {AddRedirectFail, Result::InvalidArg, ExitCode::Refused,
+     "a rule with this name, or for this protocol, host address and host port, exists already",
+     "Take another name or port, or remove that rule first."},
+    {RemoveRedirectFail, Result::InvalidArg, ExitCode::NotFound, "the adapter has no rule of this name",
+     "'travikctl nat list' shows the rules."},
+    {GetNetworkAdapterFail, Result::InvalidArg, ExitCode::Refused, "the machine has no such network adapter",
+     "The first one is --adapter 0."},
+    {MachineCreateSharedFolderFail, Result::ObjectInUse, ExitCode::Refused,
+     "the machine has a shared folder of this name already", "Take another name, or remove that share first."},
+    {MachineRemoveSharedFolderFail, Result::ObjectNotFound, ExitCode::NotFound,
+     "the machine has no permanent shared folder of this name", "--transient removes one of the running machine."},
+    {ConsoleCreateSharedFolderFail, Result::FileError, ExitCode::Refused,
+     "the running machine has a shared folder of this name already, or the host folder cannot be reached",
+     "Take another name, or check the path."},
+    {ConsoleRemoveSharedFolderFail, Result::FileError, ExitCode::NotFound,
+     "the running machine has no shared folder of this name", "Without --transient a permanent one is removed."},
+    {SetGuestPropertyFail, Result::AccessDenied, ExitCode::Refused, "the property is read-only for the host",
+     "Only the guest can change it."},
+    {SetGuestPropertyFail, Result::InvalidArg, ExitCode::Refused, "a flag is not known",
+     "Flags: TRANSIENT, TRANSRESET, RDONLYGUEST, RDONLYHOST, READONLY."},
+    {SetGuestPropertyFail, Result::InvalidObjectState, ExitCode::Refused,
+     "a transient property needs a running machine", "Start it first."},
+    {MachineGetStorageControllerByNameFail, Result::ObjectNotFound, ExitCode::NotFound,
+     "the machine has no storage controller of this name", "Names are case-sensitive; many machines have SATA or IDE."},
+    {MachineGetMediumFail, Result::ObjectNotFound, ExitCode::NotFound, "nothing is attached there",
+     "Other places have other --port and --device."},
+    {DetachDeviceFail, Result::ObjectNotFound, ExitCode::NotFound, "nothing is attached there",
+     "Other places have other --port and --device."},
+    {AttachDeviceFail, Result::ObjectInUse, ExitCode::Refused,
+     "the place is taken, or the image is attached to a machine already", "Detach what is there first."},
+    {AttachDeviceFail, Result::InvalidArg, ExitCode::Refused, "the controller has no such port or device",
+     "'travikctl disk ports' tells how many ports it has."},
+    {AttachDeviceFail, Result::ObjectNotFound, ExitCode::NotFound, "the machine has no storage controller of this name",
+     "Names are case-sensitive; many machines have SATA or IDE."},
+    {OpenMediumFail, Result::InvalidArg, ExitCode::Refused, "another image with the same UUID is known to VirtualBox",
+     "--new-uuid gives this one a new UUID."},
+    {OpenMediumFail, Result::IPRTError, ExitCode::Refused, "the file is not a disk image that VirtualBox knows",
+     "Give a VDI, VMDK or VHD file."},
+    {CloseMediumFail, Result::ObjectInUse, ExitCode::Refused, "the image is attached to a machine", "Detach it first."},
+    {RenameFilePathFail, 0, ExitCode::Refused, "the file could not be moved",
      "The source must exist, the target must not, and the file must not be in use."},
-    {RemoveFilePathFail, 0, ExitCode::Refused, "The file is in use or gone already."},
-    {CreateMachineFail, 0x80BB0004, ExitCode::Refused,
-     "A settings file of this name exists already, or the name is not good for a file. 'travikctl name' gives a free "
-     "name."},
-    {ApplianceReadFail, 0, ExitCode::Refused, "The appliance must be an .ova or .ovf file that is complete."},
+    {RemoveFilePathFail, 0, ExitCode::Refused, "the file is in use or gone already", "Close what uses it."},
+    {CreateMachineFail, Result::FileError, ExitCode::Refused,
+     "a settings file of this name exists already, or the name is not good for a file",
+     "'travikctl name' gives a free name."},
+    {ApplianceReadFail, 0, ExitCode::Refused, "the appliance is not an .ova or .ovf file that is complete",
+     "Fetch it again, or export it anew."},
     {MachineDeleteConfigFail, 0, ExitCode::Refused,
-     "The machine is no longer registered, but files of it could not be deleted. Delete what is left of its folder."},
-    {MachineUnregisterFail, 0x80BB0002, ExitCode::Refused, "Stop the machine first."},
-    {0, 0x80BB0002, ExitCode::Refused,
-     "The machine is not in a state that allows this; 'travikctl state' shows it. Most settings change only while it "
-     "is off."},
-    {0, 0x80BB0007, ExitCode::Refused, "Another program works on it, or it is in a state that does not allow this."},
-    {0, 0x80BB0001, ExitCode::NotFound, "VirtualBox does not know it."},
-    {0, 0x80070005, ExitCode::Refused,
-     "The object is no longer usable, or the machine's settings file is missing or damaged; 'travikctl list' marks "
-     "such machines."},
-    {0, 0x80070057, ExitCode::Refused, "VirtualBox does not accept one of the values."},
-    {0, 0x8001010E, ExitCode::Refused, "The library was called from another thread than the one that it started on."},
-    {InitVboxComFail, 0, ExitCode::Unreachable, "VirtualBox could not be reached. Run 'travikctl doctor'."},
-    {0, 0, ExitCode::Refused, "VirtualBox gives no reason. Its own log may; --log FILE shows what was asked of it."},
+     "the machine is no longer registered, but files of it could not be deleted", "Delete what is left of its folder."},
+    {MachineUnregisterFail, Result::InvalidVMState, ExitCode::Refused, "the machine runs", "Stop it first."},
+    {ProgressWaitForCompletionFail, 0, ExitCode::Refused, "VirtualBox began the task and could not finish it",
+     "--log FILE keeps the library's log of it."},
+    {0, Result::InvalidVMState, ExitCode::Refused, "the machine is not in a state that allows this",
+     "'travikctl state' shows it. Most settings change only while it is off."},
+    {0, Result::InvalidObjectState, ExitCode::Refused,
+     "another program works on it, or it is in a state that does not allow this", "Try again later."},
+    {0, Result::ObjectNotFound, ExitCode::NotFound, "VirtualBox does not know it", "Check the name."},
+    {0, Result::AccessDenied, ExitCode::Refused,
+     "the object is no longer usable, or the machine's settings file is missing or damaged",
+     "'travikctl list' marks such machines."},
+    {0, Result::InvalidArg, ExitCode::Refused, "VirtualBox does not accept one of the values", "Check them."},
+    {0, Result::RpcWrongThread, ExitCode::Refused,
+     "the library was called from another thread than the one that it started on", "This is a fault of travikctl."},
+    {InitVboxComFail, 0, ExitCode::Unreachable, "VirtualBox could not be reached", "Run 'travikctl doctor'."},
+    {0, 0, ExitCode::Refused, "VirtualBox refused and gives no reason",
+     "Its own log may; --log FILE shows what was asked of it, --verbose the numbers."},
 };
 
 const Advice& adviceFor(const SdkError& error)
@@ -114,9 +126,31 @@ const Advice& adviceFor(const SdkError& error)
     });
 }
 
-Failure describe(const SdkError& error)
+/// Of these the text of the library names what the user gave: a name or a path.
+bool isAboutAnArgument(const SdkError& error)
+{
+    switch (error.code()) {
+    case FindMachineFail:
+    case OpenMachineFail:
+    case CheckFileExistsFail:
+    case OpenMediumFail:
+    case RenameFilePathFail:
+        return !error.arguments().empty();
+    default:
+        return false;
+    }
+}
+
+Failure describeCode(const SdkError& error)
 {
     Failure failure;
+    const bool gone = dynamic_cast<const ServerGone*>(&error) != nullptr;
+    const Advice& advice = adviceFor(error);
+    failure.exitCode = gone ? ExitCode::Unreachable : advice.exitCode;
+    failure.sentence = gone ? "the VirtualBox server went away" : advice.sentence;
+    failure.remedy = gone ? "Run the command again: it is started anew." : advice.remedy;
+    if (isAboutAnArgument(error))
+        failure.sentence += ": " + toUtf8(error.arguments());
     if (const std::wstring operation = error.operation(); !operation.empty())
         failure.operation = toUtf8(operation);
     failure.code = error.code();
@@ -127,89 +161,90 @@ Failure describe(const SdkError& error)
             failure.resultName = toUtf8(error.resultName());
     }
     failure.text = toUtf8(error.text());
-    if (isServerGone(error.result())) {
-        failure.exitCode = ExitCode::Unreachable;
-        failure.hint =
-            "The VirtualBox server, or the machine's process, went away. Run the command again: it is started "
-            "anew.";
-    } else {
-        const Advice& advice = adviceFor(error);
-        failure.exitCode = advice.exitCode;
-        failure.hint = advice.hint;
-    }
     return failure;
 }
+
+Failure describeTask(const ProgressError& error)
+{
+    Failure failure = describeCode(error);
+    if (!error.text().empty()) // VirtualBox's own words
+        failure.reason = failure.sentence = toUtf8(error.text());
+    return failure;
+}
+
+Failure described(int exitCode, const std::string& sentence, const std::string& remedy)
+{
+    Failure failure;
+    failure.exitCode = exitCode;
+    failure.sentence = failure.text = sentence;
+    failure.remedy = remedy;
+    return failure;
+}
+
+} // namespace
 
 Failure describe(std::exception_ptr exception)
 {
-    Failure failure;
     try {
         std::rethrow_exception(exception);
+    } catch (const ProgressError& error) {
+        return describeTask(error);
+    } catch (const MachineGone& error) {
+        Failure failure = describeCode(error);
+        failure.sentence = "the machine's process went away";
+        failure.remedy = "The machine has ended; 'travikctl state' tells how.";
+        return failure;
     } catch (const SdkError& error) {
-        return describe(error);
+        return describeCode(error);
     } catch (const TimedOut& error) {
-        failure.exitCode = ExitCode::TimedOut;
-        failure.text = error.what();
-        failure.hint = "VirtualBox goes on with it. --timeout SECONDS waits longer, 0 without limit.";
+        return described(ExitCode::TimedOut, error.what(),
+                         "VirtualBox goes on with it. --timeout SECONDS waits longer, 0 without limit.");
     } catch (const CommandError& error) {
-        failure.exitCode = error.exitCode();
-        failure.text = error.what();
-        failure.hint = error.hint();
+        return described(error.exitCode(), error.what(), error.hint());
     } catch (const Interrupted&) {
-        failure.exitCode = ExitCode::Interrupted;
-        failure.text = "interrupted";
-        failure.hint = "What VirtualBox has begun it goes on with; locks were given back.";
+        return described(ExitCode::Interrupted, "interrupted",
+                         "What VirtualBox has begun it goes on with; locks were given back.");
     } catch (const std::exception& error) {
-        failure.text = error.what();
-        failure.hint = "The file system or the system refused; the text is its own.";
+        return described(ExitCode::Refused, error.what(),
+                         "The file system or the system refused; the text is its own.");
     } catch (...) {
-        failure.text = "the library ran out of memory for a COM string";
-        failure.hint = "Close other programs and try again.";
+        return described(ExitCode::Refused, "the library ran out of memory for a COM string",
+                         "Close other programs and try again.");
     }
-    return failure;
 }
 
-std::string asText(const Failure& failure)
+bool hasReasonInLog(const Failure& failure)
 {
-    std::string text;
-    const auto line = [&text](const char* heading, const std::string& value) {
+    return failure.code == ProgressWaitForCompletionFail && failure.reason.is_null();
+}
+
+std::string asText(const Failure& failure, const std::string& who, bool verbose)
+{
+    std::string text = colored(who + ": " + failure.sentence, Color::Red, true) + "\n";
+    const auto line = [&text](const std::string& heading, const std::string& value) {
         if (!value.empty())
-            text += std::string(heading) + value + "\n";
+            text += heading + value + "\n";
     };
     const auto numbered = [](const Json& name, const Json& number) {
         if (number.is_null())
             return std::string();
         return name.is_null() ? plain(number) : plain(name) + " (" + plain(number) + ")";
     };
+    line("", failure.remedy);
+    if (!verbose)
+        return text;
     line("operation: ", failure.operation.is_null() ? "" : plain(failure.operation));
     line("code:      ", numbered(failure.codeName, failure.code));
     line("HRESULT:   ", numbered(failure.resultName, failure.result));
     line("text:      ", failure.text);
-    line("hint:      ", failure.hint);
-    return "travikctl failed\n" + text;
+    return text;
 }
 
 Json asJson(const Failure& failure)
 {
-    return {{"error",
-             {{"operation", failure.operation},
-              {"code", failure.code},
-              {"name", failure.codeName},
-              {"hresult", failure.result},
-              {"hresultName", failure.resultName},
-              {"text", failure.text},
-              {"hint", failure.hint},
-              {"exitCode", failure.exitCode}}}};
-}
-
-} // namespace
-
-int reportFailure(std::exception_ptr exception, bool json)
-{
-    const Failure failure = describe(exception);
-    if (json)
-        writeOut(asJson(failure).dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
-    else
-        writeError(asText(failure));
-    return failure.exitCode;
+    return {{"sentence", failure.sentence},      {"remedy", failure.remedy},
+            {"operation", failure.operation},    {"code", failure.code},
+            {"name", failure.codeName},          {"hresult", failure.result},
+            {"hresultName", failure.resultName}, {"text", failure.text},
+            {"reason", failure.reason},          {"exitCode", failure.exitCode}};
 }

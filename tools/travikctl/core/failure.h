@@ -45,5 +45,23 @@ public:
     const char* what() const noexcept override { return "interrupted"; }
 };
 
-/// Prints a failure (text on the error output, JSON in place of the result) and returns the exit code.
-int reportFailure(std::exception_ptr failure, bool json);
+/// A failure with all that is known about it; JSON values are null where there is none.
+struct Failure
+{
+    int exitCode = ExitCode::Refused;
+    std::string sentence; ///< what went wrong
+    std::string remedy;   ///< what to do about it
+    Json operation, code, codeName, result, resultName;
+    std::string text; ///< of the library or the system
+    Json reason;      ///< VirtualBox's own sentence, where it has one
+};
+
+Failure describe(std::exception_ptr failure);
+
+/// For people: the sentence and the remedy; the numbers, too, if they are wanted.
+std::string asText(const Failure& failure, const std::string& who, bool verbose);
+/// For programs.
+Json asJson(const Failure& failure);
+
+/// Whether it is a task's failure inside an operation, whose reason only the library's log has.
+bool hasReasonInLog(const Failure& failure);

@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "text.h"
 
 namespace {
@@ -14,6 +17,13 @@ bool isConsole(HANDLE handle)
 {
     DWORD mode = 0;
     return GetConsoleMode(handle, &mode) != 0;
+}
+
+/// Switches the terminal's escape sequences on.
+bool understandsColor(HANDLE handle)
+{
+    DWORD mode = 0;
+    return GetConsoleMode(handle, &mode) != 0 && SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
 void writeRaw(DWORD which, const std::string& utf8)
@@ -75,6 +85,19 @@ void writeError(const std::string& utf8)
     write(STD_ERROR_HANDLE, utf8);
 }
 
+bool wantsColor(bool terminal, const wchar_t* noColor)
+{
+    return terminal && (!noColor || *noColor == 0);
+}
+
+std::string colored(const std::string& text, Color color, bool onError)
+{
+    const HANDLE handle = GetStdHandle(onError ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
+    return wantsColor(understandsColor(handle), _wgetenv(L"NO_COLOR"))
+               ? "\x1b[" + std::to_string(static_cast<int>(color)) + "m" + text + "\x1b[0m"
+               : text;
+}
+
 void catchInterrupts()
 {
     SetConsoleCtrlHandler(onConsoleEvent, TRUE);
@@ -112,7 +135,11 @@ void Attendant::run()
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     std::unique_lock lock(mutex_);
-    while (!wake_.wait_for(lock, std::chrono::milliseconds(500), [this] { return finished_; })) {
+    const auto period = [&] {
+        const Clock::time_point next = Clock::now() + std::chrono::milliseconds(500);
+        return duties_.giveUp ? std::min(next, start + *duties_.giveUp) : next;
+    };
+    while (!wake_.wait_until(lock, period(), [this] { return finished_; })) {
         const auto elapsed = Clock::now() - start;
         if (duties_.giveUp && elapsed >= *duties_.giveUp) {
             duties_.farewell();

@@ -13,6 +13,21 @@
 void writeOut(const std::string& utf8);
 void writeError(const std::string& utf8);
 
+enum class Color
+{
+    Red = 31,
+    Green = 32,
+    Yellow = 33
+};
+
+/// The text in a color, where the output (or the error output) is a terminal that understands it and the user has not
+/// set NO_COLOR.
+std::string colored(const std::string& text, Color color, bool onError = false);
+
+/// Whether there is to be color: `noColor` is the value of NO_COLOR, null when it is not set; an empty one does not
+/// count.
+bool wantsColor(bool terminal, const wchar_t* noColor);
+
 /// From here on Ctrl-C only sets a flag; a second Ctrl-C ends the process as usual.
 void catchInterrupts();
 bool interrupted();

@@ -2,7 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <utility>
 
 std::string toUtf8(const std::wstring& text)
 {
@@ -65,4 +67,38 @@ std::size_t columnsOf(const std::string& text)
 std::wstring fullPath(const std::string& path)
 {
     return std::filesystem::absolute(std::filesystem::path(fromUtf8(path))).make_preferred().wstring();
+}
+
+namespace {
+
+/// How many letters must be changed, added or taken away (Levenshtein).
+std::size_t distance(const std::string& from, const std::string& to)
+{
+    std::vector<std::size_t> row(to.size() + 1);
+    for (std::size_t i = 0; i <= to.size(); ++i)
+        row[i] = i;
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i);
+        for (std::size_t j = 1; j <= to.size(); ++j) {
+            const std::size_t changed = diagonal + (from[i - 1] == to[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string closestTo(const std::string& word, const std::vector<std::string>& known)
+{
+    std::string closest;
+    std::size_t least = word.size() / 3 + 2;
+    for (const std::string& candidate : known) {
+        if (const std::size_t letters = distance(word, candidate); letters < least) {
+            least = letters;
+            closest = candidate;
+        }
+    }
+    return closest;
 }

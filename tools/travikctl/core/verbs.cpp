@@ -12,7 +12,16 @@ Verb& Verb::argument(std::string name, Parameter::Target target, std::string des
 
 Verb& Verb::machine(std::string& which)
 {
-    return argument("MACHINE", &which, "Name, UUID or settings file of the machine");
+    argument("MACHINE", &which, "Name, UUID or settings file of the machine");
+    parameters_.back().isMachine = true;
+    return *this;
+}
+
+Verb& Verb::machines(std::vector<std::string>& which)
+{
+    argument("MACHINE", &which, "Names, UUIDs or settings files of the machines");
+    parameters_.back().isMachine = true;
+    return *this;
 }
 
 Verb& Verb::option(std::string name, std::string valueName, Parameter::Target target, std::string description)
@@ -82,6 +91,30 @@ Verb& Verb::withoutVirtualBox()
 Verb& Verb::waitingLong()
 {
     waitsLong_ = true;
+    return *this;
+}
+
+Verb& Verb::failingInTheLog()
+{
+    failsInTheLog_ = true;
+    return *this;
+}
+
+Verb& Verb::endedByCtrlC()
+{
+    endsByCtrlC_ = true;
+    return *this;
+}
+
+Verb& Verb::inLines()
+{
+    isInLines_ = true;
+    return *this;
+}
+
+Verb& Verb::example(std::string commandLine)
+{
+    examples_.push_back(std::move(commandLine));
     return *this;
 }
 

@@ -32,6 +32,7 @@ struct Parameter
     Choices choices;                                        ///< the same for a number; case does not matter
     std::optional<std::pair<double, double>> range;         ///< least and greatest value
     std::function<std::string(const std::string&)> problem; ///< what is wrong with a value; empty: nothing
+    bool isMachine = false;                                 ///< a machine's name serves
 
     bool isArgument() const { return name.front() != '-'; }
 };
@@ -46,8 +47,9 @@ public:
 
     /// A required argument.
     Verb& argument(std::string name, Parameter::Target target, std::string description);
-    /// The MACHINE argument, the same everywhere.
+    /// The MACHINE argument, the same everywhere; one, or one and more.
     Verb& machine(std::string& which);
+    Verb& machines(std::vector<std::string>& which);
     Verb& option(std::string name, std::string valueName, Parameter::Target target, std::string description);
     Verb& flag(std::string name, bool& target, std::string description);
 
@@ -64,6 +66,14 @@ public:
     Verb& withoutVirtualBox();
     /// No time limit unless --timeout is given.
     Verb& waitingLong();
+    /// VirtualBox's reason for a failure stands in the library's log only.
+    Verb& failingInTheLog();
+    /// Ctrl-C is its usual end.
+    Verb& endedByCtrlC();
+    /// Its output has no end: one JSON object a line, also for a failure.
+    Verb& inLines();
+    /// A command line for the help, without the program's name.
+    Verb& example(std::string commandLine);
 
     /// "nat" of "nat add"; empty for a verb that stands alone.
     const std::string& group() const { return group_; }
@@ -75,6 +85,10 @@ public:
     const Action& action() const { return action_; }
     bool needsVirtualBox() const { return needsVirtualBox_; }
     bool waitsLong() const { return waitsLong_; }
+    bool failsInTheLog() const { return failsInTheLog_; }
+    bool endsByCtrlC() const { return endsByCtrlC_; }
+    bool isInLines() const { return isInLines_; }
+    const std::vector<std::string>& examples() const { return examples_; }
 
 private:
     std::string group_, word_, description_;
@@ -82,6 +96,10 @@ private:
     std::vector<Parameter> parameters_;
     bool needsVirtualBox_ = true;
     bool waitsLong_ = false;
+    bool failsInTheLog_ = false;
+    bool endsByCtrlC_ = false;
+    bool isInLines_ = false;
+    std::vector<std::string> examples_;
 };
 
 /// All verbs, in the order of the help.
@@ -125,4 +143,5 @@ void addDiskVerbs(Verbs& verbs);
 void addFolderVerbs(Verbs& verbs);
 void addConverterVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
+void addCompletionVerb(Verbs& verbs); // last: it knows the others
 void addTourVerb(Verbs& verbs);

@@ -85,26 +85,23 @@ private:
     void verify(bool holds, const std::string& statement);
     void tell(const std::string& sentence);
 
-    ScopedMachine find(const std::wstring& name) const
+    ScopedMachine find(const std::wstring& name) const { return vbox_.findMachine(name); }
+    LockedSession lock(const std::wstring& name, Lock type) const
     {
-        return context_.ask<ScopedMachine>(&VBoxInstanceImpl::findMachine, name);
-    }
-    LockedSession lock(const std::wstring& name, std::uint32_t type) const
-    {
-        return LockedSession(vbox_, find(name), type, Deadline(std::chrono::seconds(20)));
+        return LockedSession(vbox_, find(name), type, std::chrono::seconds(20));
     }
     std::wstring folderOf(const std::wstring& name) const;
-    std::wstring diskOf(VBoxHandle machine) const;
+    std::wstring diskOf(const ScopedMachine& machine) const;
     /// Whether the machine's settings file has this attribute at this element: not all can be read back otherwise.
     bool isSaved(const std::wstring& name, const std::string& element, const std::string& attribute) const;
-    std::uint32_t stateOf(const std::wstring& name) const;
+    State stateOf(const std::wstring& name) const;
     /// Waits for an event; false when it does not come.
     bool comes(const std::function<bool(const EventData&)>& wanted);
     /// Whether an operation fails with this code and result.
-    bool fails(std::uint32_t code, std::uint32_t expected, std::uint32_t result);
+    bool fails(const std::function<void()>& act, std::uint32_t code, std::uint32_t result);
 
     Context& context_;
-    VBoxInstanceImpl& vbox_;
+    Operations vbox_;
     const TourOptions options_;
     ScratchFolder scratch_;
     std::wstring oldFolder_;
@@ -196,7 +193,7 @@ bool Tour::take(const Step& step, std::size_t number)
     } catch (const Interrupted&) {
         throw;
     } catch (...) {
-        reportFailure(std::current_exception(), false);
+        context_.tell(std::current_exception(), subject_);
         rows_.push_back({{"subject", subject_}, {"verified", "the step failed"}, {"holds", false}});
     }
     return false;
@@ -230,14 +227,14 @@ void Tour::leave()
     console_.reset();
     running_.reset();
     try {
-        reconnect(vbox_, Deadline(std::chrono::seconds(20))); // the last step may have ended with the server's death
+        reconnect(vbox_, std::chrono::seconds(20)); // the last step may have ended with the server's death
     } catch (const SdkError&) {
-        reportFailure(std::current_exception(), false);
+        context_.tell(std::current_exception(), "");
     }
     for (const std::wstring& name : names)
         if (namesAreOurs_)
             remove(name);
-    if (!oldFolder_.empty() && vbox_.setDefaultMachineFolder(oldFolder_) != 0)
+    if (!oldFolder_.empty() && vbox_.plain().setDefaultMachineFolder(oldFolder_) != 0)
         writeError("the machine folder could not be set back to " + toUtf8(oldFolder_) + "\n");
     else
         forgetMachineFolder(scratch_.path());
@@ -248,10 +245,10 @@ void Tour::remove(const std::wstring& nameOrId)
 {
     try {
         const ScopedMachine machine = find(nameOrId);
-        const std::uint32_t state = stateOf(nameOrId);
-        if (state != MachineState::PoweredOff && state != MachineState::Aborted)
+        const State state = stateOf(nameOrId);
+        if (state != State::PoweredOff && state != State::Aborted)
             end(nameOrId);
-        retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)), [&] { return vbox_.deleteMachine(machine); });
+        deleteMachine(vbox_, machine, std::chrono::seconds(20));
     } catch (const std::exception&) {
         // gone already, as after a whole tour; what else failed was told by its step
     }
@@ -259,17 +256,17 @@ void Tour::remove(const std::wstring& nameOrId)
 
 void Tour::end(const std::wstring& nameOrId)
 {
-    const LockedSession session = lock(nameOrId, LockType::Shared);
+    const LockedSession session = lock(nameOrId, Lock::Shared);
     const ScopedConsole console = session.console();
-    const auto progress = context_.ask<ScopedProgress>(&VBoxInstanceImpl::powerDown, console);
-    waitFor(vbox_, progress, Deadline(std::chrono::seconds(60)));
+    const auto progress = vbox_.powerDown(console);
+    waitFor(vbox_, progress, std::chrono::seconds(60));
 }
 
 void Tour::clearLeftovers()
 {
     for (const std::filesystem::path& folder : ScratchFolder::leftovers()) {
         if (const auto before = rememberedMachineFolder(folder))
-            context_.check(vbox_.setDefaultMachineFolder(*before));
+            vbox_.setDefaultMachineFolder(*before);
         for (const std::wstring& uuid : machinesIn(folder))
             remove(uuid);
         std::error_code ignored;
@@ -280,19 +277,19 @@ void Tour::clearLeftovers()
 
 std::wstring Tour::folderOf(const std::wstring& name) const
 {
-    const std::wstring file = context_.ask<std::wstring>(&VBoxInstanceImpl::composeMachineFilename, name);
+    const std::wstring file = vbox_.composeMachineFilename(name);
     return std::filesystem::path(file).parent_path().wstring();
 }
 
-std::wstring Tour::diskOf(VBoxHandle machine) const
+std::wstring Tour::diskOf(const ScopedMachine& machine) const
 {
-    const auto medium = context_.ask<ScopedMedium>(&VBoxInstanceImpl::getCurrentMedium, machine, controller, 0, 0);
-    return context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumLocation, medium);
+    const auto medium = vbox_.getCurrentMedium(machine, controller, 0, 0);
+    return vbox_.getMediumLocation(medium);
 }
 
 bool Tour::isSaved(const std::wstring& name, const std::string& element, const std::string& attribute) const
 {
-    const std::wstring file = context_.ask<std::wstring>(&VBoxInstanceImpl::composeMachineFilename, name);
+    const std::wstring file = vbox_.composeMachineFilename(name);
     std::ifstream stream(std::filesystem::path(file), std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
     const std::size_t begin = text.find("<" + element + " ");
@@ -300,9 +297,9 @@ bool Tour::isSaved(const std::wstring& name, const std::string& element, const s
            text.substr(begin, text.find('>', begin) - begin).find(" " + attribute) != std::string::npos;
 }
 
-std::uint32_t Tour::stateOf(const std::wstring& name) const
+State Tour::stateOf(const std::wstring& name) const
 {
-    return context_.ask<std::uint32_t>(&VBoxInstanceImpl::machineGetState, find(name));
+    return vbox_.machineGetState(find(name));
 }
 
 bool Tour::comes(const std::function<bool(const EventData&)>& wanted)
@@ -317,9 +314,14 @@ bool Tour::comes(const std::function<bool(const EventData&)>& wanted)
     return came;
 }
 
-bool Tour::fails(std::uint32_t code, std::uint32_t expected, std::uint32_t result)
+bool Tour::fails(const std::function<void()>& act, std::uint32_t code, std::uint32_t result)
 {
-    return code == expected && lastFailure(vbox_, code).result() == result;
+    try {
+        act();
+        return false;
+    } catch (const SdkError& failure) {
+        return failure.code() == code && failure.result() == result;
+    }
 }
 
 void Tour::requireStandIn() const
@@ -334,7 +336,7 @@ void Tour::requireStandIn() const
 void Tour::requireFreeNames()
 {
     for (const std::wstring& name : names)
-        if (vbox_.findMachine(name, nullptr) == 0)
+        if (vbox_.plain().findMachine(name, nullptr) == 0)
             throw CommandError(ExitCode::Refused, "there is a machine called " + toUtf8(name) + " already",
                                "The tour needs this name for a machine of its own; rename yours for a while.");
     namesAreOurs_ = true;
@@ -348,13 +350,12 @@ void Tour::arrive()
     requireFreeNames();
     const std::wstring folder = (scratch_.path() / "machines").wstring();
     std::filesystem::create_directory(folder);
-    oldFolder_ = context_.ask<std::wstring>(&VBoxInstanceImpl::getDefaultMachineFolder);
+    oldFolder_ = vbox_.getDefaultMachineFolder();
     rememberMachineFolder(scratch_.path(), oldFolder_);
-    context_.check(vbox_.setDefaultMachineFolder(folder));
-    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getDefaultMachineFolder) == folder,
-           "new machines go to the tour's folder");
+    vbox_.setDefaultMachineFolder(folder);
+    verify(vbox_.getDefaultMachineFolder() == folder, "new machines go to the tour's folder");
     tell(toUtf8(folder));
-    verify(fails(vbox_.setDefaultMachineFolder(folder + L"\\missing"), CheckFileExistsFail, 0),
+    verify(fails([&] { vbox_.setDefaultMachineFolder(folder + L"\\missing"); }, CheckFileExistsFail, 0),
            "a folder that does not exist is refused");
 }
 
@@ -362,47 +363,45 @@ void Tour::importAppliance()
 {
     const std::filesystem::path file = scratch_.path() / "harbour.ova";
     writeAppliance(file);
-    imported_ = context_.ask<std::wstring>(&VBoxInstanceImpl::getImportOvaVmName, file.wstring());
+    imported_ = vbox_.getImportOvaVmName(file.wstring());
     verify(imported_ == L"harbour", "the appliance's machine will be called harbour");
-    context_.check(vbox_.importOva(file.wstring()));
+    vbox_.importOva(file.wstring());
     const ScopedMachine machine = find(imported_);
-    verify(machine != 0, "after the import it is registered");
+    verify(static_cast<bool>(machine), "after the import it is registered");
     verify(std::filesystem::path(diskOf(machine)).extension() == ".vdi", "its disk has become a VDI image");
 }
 
 void Tour::chooseName()
 {
-    created_ = context_.ask<std::wstring>(&VBoxInstanceImpl::createVmName, L"harbour");
+    created_ = vbox_.createVmName(L"harbour");
     verify(created_ == L"harbour_1", "the first free name is harbour_1");
 }
 
 void Tour::createMachine()
 {
-    const auto machine = context_.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, std::wstring(), created_);
-    context_.check(vbox_.setMachineCPUCount(machine, 2));
-    context_.check(vbox_.setMachineMemory(machine, 512));
-    context_.check(vbox_.setMachineParavirtProvider(machine, ParavirtProvider::HyperV));
-    context_.check(vbox_.saveSettings(machine));
-    const std::wstring file = context_.ask<std::wstring>(&VBoxInstanceImpl::composeMachineFilename, created_);
+    const auto machine = vbox_.createMachine(std::wstring(), created_);
+    vbox_.setMachineCPUCount(machine, 2);
+    vbox_.setMachineMemory(machine, 512);
+    vbox_.setMachineParavirtProvider(machine, Paravirtualisation::HyperV);
+    vbox_.saveSettings(machine);
+    const std::wstring file = vbox_.composeMachineFilename(created_);
     verify(std::filesystem::exists(file), "its settings file is where it was composed to be");
     tell(toUtf8(file));
-    verify(fails(vbox_.findMachine(created_, nullptr), FindMachineFail, 0x80BB0001),
+    verify(fails([&] { static_cast<void>(vbox_.findMachine(created_)); }, FindMachineFail, Result::ObjectNotFound),
            "before it is registered nobody finds it");
-    context_.check(vbox_.registerMachine(machine));
-    const std::wstring uuid = context_.ask<std::wstring>(&VBoxInstanceImpl::getVmUUID, machine);
-    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getVmName, find(uuid)) == created_,
-           "then it is found, by its UUID too");
+    vbox_.registerMachine(machine);
+    const std::wstring uuid = vbox_.getVmUUID(machine);
+    verify(vbox_.getVmName(find(uuid)) == created_, "then it is found, by its UUID too");
     tell(toUtf8(uuid));
-    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::createVmName, L"harbour") == L"harbour_2",
-           "the next free name is harbour_2");
+    verify(vbox_.createVmName(L"harbour") == L"harbour_2", "the next free name is harbour_2");
 }
 
 void Tour::cloneMachine()
 {
     const ScopedMachine original = find(imported_);
-    const auto copy = context_.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, std::wstring(), copy_);
-    context_.check(vbox_.cloneToMachine(original, copy));
-    context_.check(vbox_.registerMachine(copy));
+    const auto copy = vbox_.createMachine(std::wstring(), copy_);
+    vbox_.cloneToMachine(original, copy);
+    vbox_.registerMachine(copy);
     const std::wstring disk = diskOf(copy);
     verify(disk != diskOf(original) && std::filesystem::exists(disk), "the copy has a disk of its own");
     tell(toUtf8(disk));
@@ -414,121 +413,113 @@ void Tour::cloneMachine()
 
 void Tour::editSettings()
 {
-    LockedSession session = lock(copy_, LockType::Write);
-    context_.check(vbox_.setMachineCPUCount(session.machine(), 4));
-    context_.check(vbox_.setMachineMemory(session.machine(), 1024));
-    context_.check(vbox_.setMachineExtraData(session.machine(), L"tour/owner", L"健吾"));
+    LockedSession session = lock(copy_, Lock::Write);
+    vbox_.setMachineCPUCount(session.machine(), 4);
+    vbox_.setMachineMemory(session.machine(), 1024);
+    vbox_.setMachineExtraData(session.machine(), L"tour/owner", L"健吾");
     session.save();
-    verify(fails(vbox_.setMachineMemory(session.machine(), 0), SetMachineMemoryFail, 0x80070057),
+    verify(fails([&] { vbox_.setMachineMemory(session.machine(), 0); }, SetMachineMemoryFail, Result::InvalidArg),
            "a machine without memory is refused");
     session.unlock();
     verify(isSaved(copy_, "CPU", R"(count="4")") && isSaved(copy_, "Memory", R"(RAMSize="1024")"),
            "its settings file has the 4 processors and 1024 MB");
     const ScopedMachine machine = find(copy_);
-    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getMachineExtraData, machine, L"tour/owner") == L"健吾",
-           "the owner in the extra data reads 健吾");
-    verify(fails(vbox_.setMachineMemory(machine, 2048), SetMachineMemoryFail, 0x80BB0002),
+    verify(vbox_.getMachineExtraData(machine, L"tour/owner") == L"健吾", "the owner in the extra data reads 健吾");
+    verify(fails([&] { vbox_.setMachineMemory(machine, 2048); }, SetMachineMemoryFail, Result::InvalidVMState),
            "without a lock nothing can be changed");
 }
 
 void Tour::moveDisk()
 {
-    LockedSession session = lock(copy_, LockType::Write);
-    const auto ports = context_.ask<std::uint32_t>(&VBoxInstanceImpl::getMachineStorageControllerPortCount,
-                                                   session.machine(), controller);
+    LockedSession session = lock(copy_, Lock::Write);
+    const auto ports = vbox_.getMachineStorageControllerPortCount(session.machine(), controller);
     verify(ports > 0, "the controller tells how many ports it has, " + std::to_string(ports));
-    auto medium = context_.ask<ScopedMedium>(&VBoxInstanceImpl::getCurrentMedium, session.machine(), controller, 0, 0);
-    const std::wstring from = context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumLocation, medium);
+    auto medium = vbox_.getCurrentMedium(session.machine(), controller, 0, 0);
+    const std::wstring from = vbox_.getMediumLocation(medium);
     const std::wstring to = (std::filesystem::path(from).parent_path() / L"renamed.vdi").wstring();
-    const std::wstring uuid = context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumUUID, medium);
+    const std::wstring uuid = vbox_.getMediumUUID(medium);
 
-    verify(fails(vbox_.closeMedium(medium), CloseMediumFail, 0x80BB000C), "an attached disk cannot be closed");
-    context_.check(vbox_.detachMedium(session.machine(), controller, 0, 0));
+    verify(fails([&] { vbox_.closeMedium(medium); }, CloseMediumFail, Result::ObjectInUse),
+           "an attached disk cannot be closed");
+    vbox_.detachMedium(session.machine(), controller, 0, 0);
     session.save();
-    context_.check(vbox_.closeMedium(medium));
-    context_.check(vbox_.renameVmDisk(from, to));
+    vbox_.closeMedium(medium);
+    vbox_.renameVmDisk(from, to);
     verify(!std::filesystem::exists(from) && std::filesystem::exists(to), "the file has a new name");
-    medium = context_.ask<ScopedMedium>(&VBoxInstanceImpl::openMedium, to, false);
-    context_.check(vbox_.attachMedium(session.machine(), medium, controller, 0, 0));
+    medium = vbox_.openMedium(to, false);
+    vbox_.attachMedium(session.machine(), medium, controller, 0, 0);
     session.save();
     session.unlock();
-    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getMediumUUID, medium) == uuid && diskOf(find(copy_)) == to,
+    verify(vbox_.getMediumUUID(medium) == uuid && diskOf(find(copy_)) == to,
            "the machine has the same disk at its new place");
-    verify(context_.ask<std::uint32_t>(&VBoxInstanceImpl::getMediumState, medium) == MediumState::Created,
-           "the disk is sound");
+    verify(vbox_.getMediumState(medium) == ImageState::Created, "the disk is sound");
 }
 
 void Tour::forwardPorts()
 {
-    LockedSession session = lock(copy_, LockType::Shared);
-    const auto adapter =
-        context_.ask<ScopedNetworkAdapter>(&VBoxInstanceImpl::getNetworkAdapter, session.machine(), 0u);
-    const auto engine = context_.ask<ScopedNATEngine>(&VBoxInstanceImpl::getNATEngine, adapter);
+    LockedSession session = lock(copy_, Lock::Shared);
+    const auto adapter = vbox_.getNetworkAdapter(session.machine(), 0u);
+    const auto engine = vbox_.getNATEngine(adapter);
     const auto add = [&](const wchar_t* name, std::uint32_t hostPort, std::uint32_t guestPort) {
-        return vbox_.addRedirect(engine, name, NATProtocol::TCP, L"127.0.0.1", hostPort, L"", guestPort);
+        return vbox_.addRedirect(engine, name, Protocol::TCP, L"127.0.0.1", hostPort, L"", guestPort);
     };
-    context_.check(add(L"ssh", 2222, 22));
-    context_.check(add(L"web", 8080, 80));
-    context_.check(add(L"~last", 65535, 65535));
-    verify(fails(add(L"ssh", 2223, 22), AddRedirectFail, 0x80070057), "a second rule called ssh is refused");
+    add(L"ssh", 2222, 22);
+    add(L"web", 8080, 80);
+    add(L"~last", 65535, 65535);
+    verify(fails([&] { add(L"ssh", 2223, 22); }, AddRedirectFail, Result::InvalidArg),
+           "a second rule called ssh is refused");
     using Rules = std::list<std::wstring>;
-    const Rules rules = context_.ask<Rules>(&VBoxInstanceImpl::getRedirects, engine);
+    const Rules rules = vbox_.getRedirects(engine);
     verify(rules == Rules{L"ssh,1,127.0.0.1,2222,,22", L"web,1,127.0.0.1,8080,,80"},
            "the list shows ssh and web; the last rule never shows");
-    context_.check(vbox_.removeRedirect(engine, L"~last"));
+    vbox_.removeRedirect(engine, L"~last");
     session.save();
 }
 
 void Tour::shareFolders()
 {
     const std::wstring folder = scratch_.path().wstring();
-    LockedSession session = lock(copy_, LockType::Write);
-    context_.check(vbox_.machineCreateSharedFolder(session.machine(), L"exchange", folder, 1, 1));
-    context_.check(vbox_.machineCreateSharedFolder(session.machine(), L"unused", folder, 0, 0));
-    verify(fails(vbox_.machineCreateSharedFolder(session.machine(), L"exchange", folder, 0, 0),
-                 MachineCreateSharedFolderFail, 0x80BB000C),
+    LockedSession session = lock(copy_, Lock::Write);
+    vbox_.machineCreateSharedFolder(session.machine(), L"exchange", folder, true, true);
+    vbox_.machineCreateSharedFolder(session.machine(), L"unused", folder, false, false);
+    verify(fails([&] { vbox_.machineCreateSharedFolder(session.machine(), L"exchange", folder, false, false); },
+                 MachineCreateSharedFolderFail, Result::ObjectInUse),
            "a second share called exchange is refused");
-    context_.check(vbox_.machineRemoveSharedFolder(session.machine(), L"unused"));
+    vbox_.machineRemoveSharedFolder(session.machine(), L"unused");
     session.save();
-    verify(
-        fails(vbox_.machineRemoveSharedFolder(session.machine(), L"unused"), MachineRemoveSharedFolderFail, 0x80BB0001),
-        "a share that was removed is gone");
+    verify(fails([&] { vbox_.machineRemoveSharedFolder(session.machine(), L"unused"); }, MachineRemoveSharedFolderFail,
+                 Result::ObjectNotFound),
+           "a share that was removed is gone");
 }
 
 void Tour::useProperties()
 {
-    LockedSession session = lock(copy_, LockType::Write);
+    LockedSession session = lock(copy_, Lock::Write);
     const std::wstring name = L"/tour/greeting";
-    context_.check(vbox_.setGuestProperty(session.machine(), name, L"Moin 🎮", L"RDONLYGUEST"));
-    context_.check(vbox_.setGuestProperty(session.machine(), L"/tour/draft", L"x", L""));
-    context_.check(vbox_.deleteGuestProperty(session.machine(), L"/tour/draft"));
+    vbox_.setGuestProperty(session.machine(), name, L"Moin 🎮", L"RDONLYGUEST");
+    vbox_.setGuestProperty(session.machine(), L"/tour/draft", L"x", L"");
+    vbox_.deleteGuestProperty(session.machine(), L"/tour/draft");
     session.save();
-    std::wstring value, flags;
-    std::int64_t timestamp = 0;
-    context_.check(vbox_.getGuestProperty(session.machine(), name, &value, &timestamp, &flags));
-    verify(value == L"Moin 🎮" && flags == L"RDONLYGUEST" && timestamp > 0,
+    const GuestProperty greeting = vbox_.getGuestProperty(session.machine(), name);
+    verify(greeting.value == L"Moin 🎮" && greeting.flags == L"RDONLYGUEST" && greeting.timestamp > 0,
            "the guest will read Moin 🎮 and cannot change it");
-    value.clear();
-    context_.check(vbox_.getGuestProperty(session.machine(), L"/tour/draft", &value, &timestamp, &flags));
-    verify(value.empty(), "a deleted property is empty");
+    verify(vbox_.getGuestProperty(session.machine(), L"/tour/draft").value.empty(), "a deleted property is empty");
 }
 
 void Tour::askDevices()
 {
-    LockedSession session = lock(copy_, LockType::Write);
+    LockedSession session = lock(copy_, Lock::Write);
     {
-        const auto adapter = context_.ask<ScopedAudioAdapter>(&VBoxInstanceImpl::getAudioAdapter, session.machine());
-        context_.check(vbox_.setAudioAdapterEnabled(adapter, 1));
+        const auto adapter = vbox_.getAudioAdapter(session.machine());
+        vbox_.setAudioAdapterEnabled(adapter, true);
         session.save();
         const bool on = isSaved(copy_, "AudioAdapter", R"(enabled="true")");
-        context_.check(vbox_.setAudioAdapterEnabled(adapter, 0));
+        vbox_.setAudioAdapterEnabled(adapter, false);
         session.save();
         verify(on && !isSaved(copy_, "AudioAdapter", R"(enabled="true")"), "the settings file follows the switch");
     }
-    const auto host = context_.ask<ScopedHost>(&VBoxInstanceImpl::getHost);
-    verify(context_.ask<std::uint32_t>(&VBoxInstanceImpl::hostGetProcessorFeature, host, ProcessorFeature::LongMode) ==
-               1,
-           "the host's processor is one of 64 bit");
+    const auto host = vbox_.getHost();
+    verify(vbox_.hostGetProcessorFeature(host, Feature::LongMode), "the host's processor is one of 64 bit");
 }
 
 void Tour::loseTheServer()
@@ -536,49 +527,51 @@ void Tour::loseTheServer()
     const ScopedMachine machine = find(created_);
     runVBoxSim({L"die-in", L"IMachine::get_Name"});
     std::wstring name;
-    const std::uint32_t code = vbox_.getVmName(machine, &name);
+    const std::uint32_t code = vbox_.plain().getVmName(machine.get(), &name);
     const SdkError failure = lastFailure(vbox_, code);
-    verify(code == PutNameFail && isServerGone(failure.result()), std::string("the call fails with ") + failure.what());
-    reconnect(vbox_, Deadline(std::chrono::seconds(20)), context_.onWait());
-    verify(vbox_.getVmName(machine, &name) == COM_Get_MachineFail, "after the reconnection old handles are void");
-    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getVmName, find(created_)) == created_,
-           "the machines are all there and found again");
+    verify(code == PutNameFail && isProcessGone(failure.result()),
+           std::string("the call fails with ") + failure.what());
+    reconnect(vbox_, std::chrono::seconds(20), context_.onWait());
+    verify(vbox_.plain().getVmName(machine.get(), &name) == COM_Get_MachineFail,
+           "after the reconnection old handles are void");
+    verify(vbox_.getVmName(find(created_)) == created_, "the machines are all there and found again");
 }
 
 void Tour::startMachine()
 {
     const ScopedMachine machine = find(copy_);
-    ScopedProgress progress(vbox_);
-    retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)),
-                     [&] { return vbox_.launchVMProcess(machine, L"headless", {L"TOUR=1"}, progress.put()); });
-    waitFor(vbox_, progress, Deadline(std::chrono::seconds(60)), context_.onWait());
+    ScopedProgress progress;
+    retryWhileLocked(std::chrono::seconds(20),
+                     [&] { progress = vbox_.launchVMProcess(machine, L"headless", {L"TOUR=1"}); });
+    waitFor(vbox_, progress, std::chrono::seconds(60), context_.onWait());
     running_.emplace(LockedSession::adopt(vbox_));
     console_ = running_->console();
-    verify(console_ != 0 && stateOf(copy_) == MachineState::Running, "it runs");
-    verify(fails(vbox_.launchVMProcess(machine, L"headless", {}, nullptr), LaunchVMProcessFail, 0x80BB0007),
+    verify(console_ && stateOf(copy_) == State::Running, "it runs");
+    verify(fails([&] { static_cast<void>(vbox_.launchVMProcess(machine)); }, LaunchVMProcessFail,
+                 Result::InvalidObjectState),
            "a machine that runs cannot be started again");
-    events_.emplace(vbox_, context_.ask<ScopedEventSource>(&VBoxInstanceImpl::getEventSource, console_),
-                    std::vector<std::uint32_t>{VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError});
-    context_.check(vbox_.consoleCreateSharedFolder(console_, L"today", scratch_.path().wstring(), 1, 0));
-    context_.check(vbox_.consoleRemoveSharedFolder(console_, L"today"));
-    verify(fails(vbox_.consoleRemoveSharedFolder(console_, L"today"), ConsoleRemoveSharedFolderFail, 0x80BB0004),
+    events_.emplace(vbox_, vbox_.getEventSource(console_),
+                    std::vector<EventType>{EventType::StateChanged, EventType::RuntimeError});
+    vbox_.consoleCreateSharedFolder(console_, L"today", scratch_.path().wstring(), true, false);
+    vbox_.consoleRemoveSharedFolder(console_, L"today");
+    verify(fails([&] { vbox_.consoleRemoveSharedFolder(console_, L"today"); }, ConsoleRemoveSharedFolderFail,
+                 Result::FileError),
            "a share of the running machine comes and goes");
 }
 
 void Tour::pauseAndResume()
 {
-    const auto newState = [](std::uint32_t state) {
-        return [state](const EventData& event) {
-            return event.type == VBoxEventType::OnStateChanged && event.state == state;
-        };
+    const auto newState = [](State state) {
+        return
+            [state](const EventData& event) { return event.type == EventType::StateChanged && event.state == state; };
     };
     runVBoxSim({L"pause", copy_});
-    verify(comes(newState(MachineState::Paused)), "an event tells that it is paused");
-    verify(context_.ask<std::uint32_t>(&VBoxInstanceImpl::consoleGetState, console_) == MachineState::Paused,
-           "the console says so too");
-    context_.check(vbox_.consoleResume(console_));
-    verify(comes(newState(MachineState::Running)), "an event tells that it runs again");
-    verify(fails(vbox_.consoleResume(console_), ConsoleResumeFail, 0x80BB0002), "a running machine cannot be resumed");
+    verify(comes(newState(State::Paused)), "an event tells that it is paused");
+    verify(vbox_.consoleGetState(console_) == State::Paused, "the console says so too");
+    vbox_.consoleResume(console_);
+    verify(comes(newState(State::Running)), "an event tells that it runs again");
+    verify(fails([&] { vbox_.consoleResume(console_); }, ConsoleResumeFail, Result::InvalidVMState),
+           "a running machine cannot be resumed");
 }
 
 void Tour::hearOfAnError()
@@ -586,14 +579,14 @@ void Tour::hearOfAnError()
     runVBoxSim({L"runtime-error", copy_, L"--id", L"DrvVD_DISKFULL", L"--message", L"No space is left", L"--fatal"});
     EventData error;
     verify(comes([&error](const EventData& event) {
-               if (event.type == VBoxEventType::OnRuntimeError)
+               if (event.type == EventType::RuntimeError)
                    error = event;
-               return event.type == VBoxEventType::OnRuntimeError;
+               return event.type == EventType::RuntimeError;
            }),
            "an event brings the error");
     verify(error.fatal && error.id == L"DrvVD_DISKFULL" && error.message == L"No space is left",
            "it is fatal, DrvVD_DISKFULL: No space is left");
-    verify(stateOf(copy_) == MachineState::Paused, "the machine was paused first");
+    verify(stateOf(copy_) == State::Paused, "the machine was paused first");
 }
 
 void Tour::meetAFault()
@@ -601,25 +594,25 @@ void Tour::meetAFault()
     const ScopedMachine machine = find(created_);
     runVBoxSim({L"fail", L"IMachine::get_Name", L"0x80004005", L"--times", L"1"});
     std::wstring name = L"untouched";
-    const SdkErrorCode code = vbox_.getVmName(machine, &name);
+    const SdkErrorCode code = vbox_.plain().getVmName(machine.get(), &name);
     const SdkError failure = lastFailure(vbox_, code);
     verify(code == PutNameFail && failure.result() == 0x80004005 && name == L"untouched",
            std::string("the operation fails with ") + failure.what());
     const std::wstring ending = L" with rc=0x80004005 rcDesc=OleFailError errorDesc=PutNameFail";
     verify(failure.operation() == L"getVmName" && failure.text().ends_with(ending),
            "the library's text names operation, result and code");
-    verify(context_.ask<std::wstring>(&VBoxInstanceImpl::getVmName, machine) == created_, "the next call succeeds");
+    verify(vbox_.getVmName(machine) == created_, "the next call succeeds");
 }
 
 void Tour::stopMachine()
 {
-    const auto progress = context_.ask<ScopedProgress>(&VBoxInstanceImpl::powerDown, console_);
-    waitFor(vbox_, progress, Deadline(std::chrono::seconds(60)), context_.onWait());
-    verify(stateOf(copy_) == MachineState::PoweredOff, "it is powered off");
+    const auto progress = vbox_.powerDown(console_);
+    waitFor(vbox_, progress, std::chrono::seconds(60), context_.onWait());
+    verify(stateOf(copy_) == State::PoweredOff, "it is powered off");
     events_.reset();
     console_.reset();
     running_.reset();
-    const LockedSession session = lock(copy_, LockType::Write);
+    const LockedSession session = lock(copy_, Lock::Write);
     tell("its lock came free after " + std::to_string(session.waited().count()) + " ms");
 }
 
@@ -628,8 +621,9 @@ void Tour::deleteMachines()
     for (const std::wstring& name : {created_, imported_, copy_}) {
         const std::wstring folder = folderOf(name);
         const ScopedMachine machine = find(name);
-        retryWhileLocked(vbox_, Deadline(std::chrono::seconds(20)), [&] { return vbox_.deleteMachine(machine); });
-        verify(fails(vbox_.findMachine(name, nullptr), FindMachineFail, 0x80BB0001) && !std::filesystem::exists(folder),
+        deleteMachine(vbox_, machine, std::chrono::seconds(20));
+        verify(fails([&] { static_cast<void>(vbox_.findMachine(name)); }, FindMachineFail, Result::ObjectNotFound) &&
+                   !std::filesystem::exists(folder),
                toUtf8(name) + " and its files are gone");
     }
 }
@@ -644,5 +638,7 @@ void addTourVerb(Verbs& verbs)
              [options](Context& context) { Tour(context, *options).run(); })
         .waitingLong()
         .flag("--real", options->real, "Against the VirtualBox that is registered, without the steps that plant faults")
-        .flag("--start", options->start, "With --real: start a machine, too, without a window");
+        .flag("--start", options->start, "With --real: start a machine, too, without a window")
+        .example("tour")
+        .example("tour --real --start");
 }

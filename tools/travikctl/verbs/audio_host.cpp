@@ -9,9 +9,8 @@ namespace {
 
 void setAudio(Context& context, const std::string& which, bool on)
 {
-    context.edit(which, LockType::Write, [&](VBoxHandle machine) {
-        const auto adapter = context.ask<ScopedAudioAdapter>(&VBoxInstanceImpl::getAudioAdapter, machine);
-        context.check(context.vbox.setAudioAdapterEnabled(adapter, on ? 1 : 0));
+    context.edit(which, Lock::Write, [&](const ScopedMachine& machine) {
+        context.vbox.setAudioAdapterEnabled(context.vbox.getAudioAdapter(machine), on);
     });
     context.out.done(std::string("Audio of ") + which + " is " + (on ? "on." : "off."),
                      {{"machine", which}, {"audio", on}});
@@ -19,23 +18,26 @@ void setAudio(Context& context, const std::string& which, bool on)
 
 void host(Context& context)
 {
-    struct Feature
+    struct Row
     {
-        std::uint32_t number;
-        const char* name;
+        Feature feature;
+        const char* key;
+        const char* label;
     };
-    static constexpr Feature features[] = {{ProcessorFeature::HWVirtEx, "hardware virtualisation"},
-                                           {ProcessorFeature::PAE, "PAE"},
-                                           {ProcessorFeature::LongMode, "64 bit"},
-                                           {ProcessorFeature::NestedPaging, "nested paging"},
-                                           {ProcessorFeature::UnrestrictedGuest, "unrestricted guest"},
-                                           {ProcessorFeature::NestedHWVirt, "nested virtualisation"}};
-    const auto handle = context.ask<ScopedHost>(&VBoxInstanceImpl::getHost);
+    static constexpr Row rows[] = {{Feature::HWVirtEx, "hardwareVirtualisation", "hardware virtualisation"},
+                                   {Feature::PAE, "pae", "PAE"},
+                                   {Feature::LongMode, "longMode", "64 bit"},
+                                   {Feature::NestedPaging, "nestedPaging", "nested paging"},
+                                   {Feature::UnrestrictedGuest, "unrestrictedGuest", "unrestricted guest"},
+                                   {Feature::NestedHWVirt, "nestedVirtualisation", "nested virtualisation"}};
+    const ScopedHost handle = context.vbox.getHost();
     Json found = Json::object();
-    for (const Feature& feature : features)
-        found[feature.name] =
-            context.ask<std::uint32_t>(&VBoxInstanceImpl::hostGetProcessorFeature, handle, feature.number) != 0;
-    context.out.fields("host", found);
+    Output::Labels labels;
+    for (const Row& row : rows) {
+        found[row.key] = context.vbox.hostGetProcessorFeature(handle, row.feature);
+        labels[row.key] = row.label;
+    }
+    context.out.fields("host", found, labels);
 }
 
 } // namespace
@@ -48,7 +50,8 @@ void addAudioAndHostVerbs(Verbs& verbs)
         group
             .add(on ? "on" : "off", on ? "Switch it on" : "Switch it off",
                  [machine, on](Context& context) { setAudio(context, *machine, on); })
-            .machine(*machine);
+            .machine(*machine)
+            .example(on ? "audio on Player" : "audio off Player");
     }
-    verbs.add("host", "What the host's processor can do", host);
+    verbs.add("host", "What the host's processor can do", host).example("host");
 }

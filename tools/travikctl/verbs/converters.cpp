@@ -1,5 +1,7 @@
 // The library's own numbering beside VirtualBox's.
 
+#include <algorithm>
+
 #include "core/context.h"
 #include "core/verbs.h"
 
@@ -40,15 +42,13 @@ std::vector<std::string> kindNames()
 
 void convert(Context& context, const std::string& name, std::uint32_t value)
 {
-    for (const Kind& kind : kinds) {
-        if (name != kind.name)
-            continue;
-        const std::uint32_t toVBox = (context.vbox.*kind.toVBox)(value);
-        Json facts{{"toVBox", toVBox}, {"toSdk", (context.vbox.*kind.toSdk)(value)}};
-        if (name == "result")
-            facts["toVBox"] = hexadecimal(toVBox);
-        context.out.fields("converted", facts);
-    }
+    const Kind& kind = *std::find_if(std::begin(kinds), std::end(kinds), [&](const Kind& k) { return name == k.name; });
+    VBoxInstanceImpl& vbox = context.vbox;
+    const std::uint32_t toVBox = (vbox.*kind.toVBox)(value);
+    Json facts{{"toVBox", toVBox}, {"toSdk", (vbox.*kind.toSdk)(value)}};
+    if (name == "result")
+        facts["toVBoxText"] = hexadecimal(toVBox);
+    context.out.fields("converted", facts);
 }
 
 } // namespace
@@ -67,5 +67,7 @@ void addConverterVerb(Verbs& verbs)
         .withoutVirtualBox()
         .argument("KIND", &options->kind, "What the number stands for")
         .words(kindNames())
-        .argument("VALUE", &options->value, "Number, also as 0x...");
+        .argument("VALUE", &options->value, "Number, also as 0x...")
+        .example("convert machine-state 17")
+        .example("convert result 0x80BB0007");
 }

@@ -11,63 +11,74 @@ using namespace Travik;
 
 namespace {
 
-Json identity(Context& context, VBoxHandle machine)
+Json identity(const Context& context, const ScopedMachine& machine)
 {
-    return {{"name", context.text(&VBoxInstanceImpl::getVmName, machine)},
-            {"uuid", context.text(&VBoxInstanceImpl::getVmUUID, machine)}};
+    return {{"name", toUtf8(context.vbox.getVmName(machine))}, {"uuid", toUtf8(context.vbox.getVmUUID(machine))}};
 }
 
 void freeName(Context& context, const std::string& prefix)
 {
-    const std::wstring name = context.ask<std::wstring>(&VBoxInstanceImpl::createVmName, fromUtf8(prefix));
-    context.out.fields(
-        "free", {{"name", toUtf8(name)}, {"file", context.text(&VBoxInstanceImpl::composeMachineFilename, name)}});
+    const std::wstring name = context.vbox.createVmName(fromUtf8(prefix));
+    context.out.fields("free", {{"name", toUtf8(name)}, {"file", toUtf8(context.vbox.composeMachineFilename(name))}});
 }
 
 void fileOf(Context& context, const std::string& name)
 {
-    context.out.value("file", context.text(&VBoxInstanceImpl::composeMachineFilename, fromUtf8(name)));
+    const std::string file = toUtf8(context.vbox.composeMachineFilename(fromUtf8(name)));
+    context.out.answer(file, {{"free", {{"name", nullptr}, {"file", file}}}});
 }
 
-void create(Context& context, const std::string& name, const std::string& file, const Settings& settings)
+struct CreateOptions
 {
-    const std::wstring path = file.empty() ? std::wstring() : fullPath(file);
-    const auto machine = context.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, path, fromUtf8(name));
-    apply(context, machine, settings);
-    context.check(context.vbox.saveSettings(machine));
-    context.check(context.vbox.registerMachine(machine));
-    context.out.done("Created " + name + ".", {{"created", identity(context, machine)}});
+    std::string name, file, from;
+    Settings settings;
+};
+
+void create(Context& context, const CreateOptions& options)
+{
+    const Operations& vbox = context.vbox;
+    const std::wstring file = options.file.empty() ? std::wstring() : fullPath(options.file);
+    // Another machine's file is read before anything is made.
+    const ScopedMachine model = options.from.empty() ? ScopedMachine() : vbox.openMachine(fullPath(options.from));
+    const ScopedMachine machine = vbox.createMachine(file, fromUtf8(options.name));
+    if (model)
+        vbox.cloneToMachine(model, machine);
+    apply(vbox, machine, options.settings);
+    vbox.saveSettings(machine);
+    vbox.registerMachine(machine);
+    context.out.done("Created " + options.name + ".", {{"machine", identity(context, machine)}});
 }
 
 void registerFile(Context& context, const std::string& file)
 {
-    const auto machine = context.ask<ScopedMachine>(&VBoxInstanceImpl::openMachine, fullPath(file));
-    context.check(context.vbox.registerMachine(machine));
+    const ScopedMachine machine = context.vbox.openMachine(fullPath(file));
+    context.vbox.registerMachine(machine);
     const Json facts = identity(context, machine);
-    context.out.done("Registered " + plain(facts["name"]) + ".", {{"registered", facts}});
+    context.out.done("Registered " + plain(facts["name"]) + ".", {{"machine", facts}});
 }
 
 void clone(Context& context, const std::string& source, const std::string& name)
 {
     const ScopedMachine original = context.machine(source);
-    const auto copy = context.ask<ScopedMachine>(&VBoxInstanceImpl::createMachine, std::wstring(), fromUtf8(name));
-    context.check(context.vbox.cloneToMachine(original, copy));
-    context.check(context.vbox.registerMachine(copy));
-    context.out.done("Cloned " + source + " to " + name + ".", {{"cloned", identity(context, copy)}});
+    const ScopedMachine copy = context.vbox.createMachine(L"", fromUtf8(name));
+    context.vbox.cloneToMachine(original, copy);
+    context.vbox.registerMachine(copy);
+    context.out.done("Cloned " + source + " to " + name + ".", {{"machine", identity(context, copy)}});
 }
 
-void remove(Context& context, const std::string& which)
+void remove(Context& context, const std::vector<std::string>& machines)
 {
-    const ScopedMachine machine = context.machine(which);
-    // Of an inaccessible machine only the UUID can be read, and it can be removed all the same.
-    const std::string uuid = context.text(&VBoxInstanceImpl::getVmUUID, machine);
-    retryWhileLocked(
-        context.vbox, Deadline(context.lockWait), [&] { return context.vbox.deleteMachine(machine); },
-        context.onWait());
-    context.out.done("Deleted " + which + " with its disks.", {{"deleted", {{"machine", which}, {"uuid", uuid}}}});
+    context.forEach("machine", machines, [&](const std::string& which) -> Json {
+        const ScopedMachine machine = context.machine(which);
+        // Of an inaccessible machine only the UUID can be read, and it can be removed all the same.
+        const std::string uuid = toUtf8(context.vbox.getVmUUID(machine));
+        deleteMachine(context.vbox, machine, context.lockDeadline(), context.onWait());
+        context.out.done("Deleted " + which + " with its disks.", Json::object());
+        return {{"uuid", uuid}};
+    });
 }
 
-std::set<std::wstring> knownUuids(Context& context)
+std::set<std::wstring> knownUuids(const Context& context)
 {
     std::set<std::wstring> uuids;
     for (const MachineEntry& entry : listMachines(context.vbox))
@@ -75,22 +86,26 @@ std::set<std::wstring> knownUuids(Context& context)
     return uuids;
 }
 
-void import(Context& context, const std::string& file)
+/// The library hands no machine out: what is new in the list came from the appliance.
+Json import(const Context& context, const std::string& file)
 {
     const std::set<std::wstring> before = knownUuids(context);
-    context.check(context.vbox.importOva(fullPath(file)));
-    // The library hands no machine out: what is new in the list came from the appliance.
+    context.vbox.importOva(fullPath(file));
     Json machines = Json::array();
     for (const MachineEntry& entry : listMachines(context.vbox)) {
-        if (!before.contains(entry.uuid))
-            machines.push_back({{"name", toUtf8(entry.name)}, {"uuid", toUtf8(entry.uuid)}});
+        if (before.contains(entry.uuid))
+            continue;
+        machines.push_back({{"name", toUtf8(entry.name)}, {"uuid", toUtf8(entry.uuid)}});
+        context.out.done("Imported " + toUtf8(entry.name) + " (" + toUtf8(entry.uuid) + ").", Json::object());
     }
-    context.out.table("imported", {"name", "uuid"}, machines);
+    return {{"machines", machines}};
 }
 
-void importName(Context& context, const std::string& file)
+Json importName(const Context& context, const std::string& file)
 {
-    context.out.value("name", context.text(&VBoxInstanceImpl::getImportOvaVmName, fullPath(file)));
+    const std::string name = toUtf8(context.vbox.getImportOvaVmName(fullPath(file)));
+    context.out.answer(name, Json::object());
+    return {{"machines", {{{"name", name}, {"uuid", nullptr}}}}};
 }
 
 void addNameVerb(Verbs& verbs)
@@ -110,24 +125,26 @@ void addNameVerb(Verbs& verbs)
         .optional()
         .option("--file", "NAME", &options->fileOf,
                 "Only tell where the settings file of a machine of this name would be")
-        .excludes("PREFIX");
+        .excludes("PREFIX")
+        .example("name Player")
+        .example("name --file Player");
 }
 
 void addCreateVerb(Verbs& verbs)
 {
-    struct Options
-    {
-        std::string name, file;
-        Settings settings;
-    };
-    auto options = std::make_shared<Options>();
-    addSettings(
-        verbs
-            .add("create", "Create a machine and register it",
-                 [options](Context& context) { create(context, options->name, options->file, options->settings); })
-            .argument("NAME", &options->name, "Name of the new machine")
-            .option("--file", "FILE", &options->file, "Settings file in place of the usual one"),
-        options->settings);
+    auto options = std::make_shared<CreateOptions>();
+    addSettings(verbs
+                    .add("create", "Create a machine and register it",
+                         [options](Context& context) { create(context, *options); })
+                    .waitingLong()
+                    .failingInTheLog()
+                    .argument("NAME", &options->name, "Name of the new machine")
+                    .option("--file", "FILE", &options->file, "Settings file in place of the usual one")
+                    .option("--from", "SETTINGS", &options->from,
+                            "Settings file of a machine to begin with: controllers, adapters, and copies of its disks")
+                    .example("create Player --cpus 4 --memory 4096")
+                    .example("create Player --from D:\\models\\android.vbox"),
+                options->settings);
 }
 
 void addRegisterVerb(Verbs& verbs)
@@ -136,7 +153,8 @@ void addRegisterVerb(Verbs& verbs)
     verbs
         .add("register", "Register the machine of a settings file",
              [file](Context& context) { registerFile(context, *file); })
-        .argument("FILE", &*file, "Settings file");
+        .argument("FILE", &*file, "Settings file")
+        .example("register D:\\Machines\\Player\\Player.vbox");
 }
 
 void addCloneVerb(Verbs& verbs)
@@ -150,43 +168,51 @@ void addCloneVerb(Verbs& verbs)
         .add("clone", "Copy a machine with its disks and all its states, and register the copy",
              [options](Context& context) { clone(context, options->source, options->name); })
         .waitingLong()
+        .failingInTheLog()
         .machine(options->source)
-        .argument("NAME", &options->name, "Name of the copy");
+        .argument("NAME", &options->name, "Name of the copy")
+        .example("clone Player \"Player for tests\"");
 }
 
 void addDeleteVerb(Verbs& verbs)
 {
     struct Options
     {
-        std::string machine;
+        std::vector<std::string> machines;
         bool sure = false;
     };
     auto options = std::make_shared<Options>();
     verbs
-        .add("delete", "Unregister a machine and delete its settings and hard disks",
-             [options](Context& context) { remove(context, options->machine); })
+        .add("delete", "Unregister machines and delete their settings and hard disks",
+             [options](Context& context) { remove(context, options->machines); })
         .waitingLong()
-        .machine(options->machine)
+        .failingInTheLog()
+        .machines(options->machines)
         .flag("--yes", options->sure, "Confirms that the disks are to be deleted too")
-        .required();
+        .required()
+        .example("delete Player --yes");
 }
 
 void addImportVerb(Verbs& verbs)
 {
     struct Options
     {
-        std::string file;
+        std::vector<std::string> files;
         bool nameOnly = false;
     };
     auto options = std::make_shared<Options>();
     verbs
-        .add("import", "Import an appliance (.ova, .ovf), its disks as VDI",
+        .add("import", "Import appliances (.ova, .ovf), their disks as VDI",
              [options](Context& context) {
-                 options->nameOnly ? importName(context, options->file) : import(context, options->file);
+                 context.forEach("file", options->files, [&](const std::string& file) {
+                     return options->nameOnly ? importName(context, file) : import(context, file);
+                 });
              })
         .waitingLong()
-        .argument("FILE", &options->file, "Appliance file")
-        .flag("--name-only", options->nameOnly, "Import nothing, tell the machine name that an import would give");
+        .failingInTheLog()
+        .argument("FILE", &options->files, "Appliance files")
+        .flag("--name-only", options->nameOnly, "Import nothing, tell the machine name that an import would give")
+        .example("import player.ova worker.ova");
 }
 
 } // namespace

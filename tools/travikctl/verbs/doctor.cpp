@@ -19,9 +19,9 @@ std::string connectionRemedy(std::uint32_t result, int problems)
 {
     if (problems != 0)
         return "Cure the problems above first.";
-    if (result == 0x80080005)
+    if (result == Result::ServerExecFailure)
         return "Close VirtualBox, wait some seconds, and try again.";
-    if (result == 0x80004002)
+    if (result == Result::NoInterface)
         return "Install VirtualBox 6.1: the one that answers is of another version.";
     return "Close VirtualBox and try again; if that does not help, repair its installation.";
 }
@@ -42,7 +42,7 @@ bool checkConnection(Report& report, const Context& context)
 void checkFolder(Report& report, const Context& context)
 {
     try {
-        const std::wstring folder = context.ask<std::wstring>(&VBoxInstanceImpl::getDefaultMachineFolder);
+        const std::wstring folder = context.vbox.getDefaultMachineFolder();
         std::error_code failure;
         if (std::filesystem::is_directory(folder, failure))
             report.good("machine folder", toUtf8(folder));
@@ -77,11 +77,9 @@ void checkMachines(Report& report, const Context& context)
 void print(Context& context, const Report& report)
 {
     context.out.table("checks", {"check", "verdict", "finding"}, report.rows());
-    if (context.out.json())
-        return;
     for (const Json& row : report.rows()) {
         if (!plain(row["remedy"]).empty())
-            context.out.note(plain(row["check"]) + ": " + plain(row["remedy"]));
+            context.out.remark(plain(row["check"]) + ": " + plain(row["remedy"]));
     }
 }
 
@@ -110,5 +108,6 @@ void examine(Context& context)
 void addDoctorVerb(Verbs& verbs)
 {
     verbs.add("doctor", "Check the installation of VirtualBox and name the remedy of each finding", examine)
-        .withoutVirtualBox();
+        .withoutVirtualBox()
+        .example("doctor");
 }

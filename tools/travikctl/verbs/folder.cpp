@@ -9,13 +9,14 @@ namespace {
 
 void get(Context& context)
 {
-    context.out.value("folder", context.text(&VBoxInstanceImpl::getDefaultMachineFolder));
+    const std::string folder = toUtf8(context.vbox.getDefaultMachineFolder());
+    context.out.answer(folder, {{"folder", folder}});
 }
 
 void set(Context& context, const std::string& folder)
 {
     const std::wstring path = fullPath(folder);
-    context.check(context.vbox.setDefaultMachineFolder(path));
+    context.vbox.setDefaultMachineFolder(path);
     context.out.done("New machines go to " + toUtf8(path) + ".", {{"folder", toUtf8(path)}});
 }
 
@@ -24,9 +25,10 @@ void set(Context& context, const std::string& folder)
 void addFolderVerbs(Verbs& verbs)
 {
     Verbs::Group group = verbs.group("folder", "The folder in which VirtualBox creates machines");
-    group.add("get", "Show it", get);
+    group.add("get", "Show it", get).example("folder get");
 
     auto folder = std::make_shared<std::string>();
     group.add("set", "Change it", [folder](Context& context) { set(context, *folder); })
-        .argument("FOLDER", &*folder, "A folder that exists");
+        .argument("FOLDER", &*folder, "A folder that exists")
+        .example("folder set D:\\Machines");
 }

@@ -19,7 +19,7 @@ public:
     }
     void bad(const char* check, const std::string& finding, const std::string& remedy)
     {
-        add(check, "PROBLEM", finding, remedy);
+        add(check, "problem", finding, remedy);
         ++problems_;
     }
 

@@ -1,5 +1,7 @@
 // Port forwarding.
 
+#include <algorithm>
+
 #include "core/context.h"
 #include "core/verbs.h"
 
@@ -16,62 +18,79 @@ struct NatOptions
     std::uint32_t hostPort = 0, guestPort = 0;
 };
 
-ScopedNATEngine engineOf(const Context& context, VBoxHandle machine, std::uint32_t slot)
+std::vector<std::string> split(const std::string& text, char separator)
 {
-    const auto adapter = context.ask<ScopedNetworkAdapter>(&VBoxInstanceImpl::getNetworkAdapter, machine, slot);
-    return context.ask<ScopedNATEngine>(&VBoxInstanceImpl::getNATEngine, adapter);
+    std::vector<std::string> parts{""};
+    for (const char character : text) {
+        if (character == separator)
+            parts.emplace_back();
+        else
+            parts.back() += character;
+    }
+    return parts;
+}
+
+ScopedNATEngine engineOf(const Context& context, const ScopedMachine& machine, std::uint32_t slot)
+{
+    return context.vbox.getNATEngine(context.vbox.getNetworkAdapter(machine, slot));
 }
 
 void addRule(Context& context, const NatOptions& options)
 {
-    context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
-        const ScopedNATEngine engine = engineOf(context, machine, options.adapter);
-        context.check(context.vbox.addRedirect(engine, fromUtf8(options.name), options.protocol,
-                                               fromUtf8(options.hostAddress), options.hostPort,
-                                               fromUtf8(options.guestAddress), options.guestPort));
+    context.edit(options.machine, Lock::Shared, [&](const ScopedMachine& machine) {
+        context.vbox.addRedirect(engineOf(context, machine, options.adapter), fromUtf8(options.name),
+                                 Protocol(options.protocol), fromUtf8(options.hostAddress), options.hostPort,
+                                 fromUtf8(options.guestAddress), options.guestPort);
     });
     context.out.done("Forwards host port " + std::to_string(options.hostPort) + " to guest port " +
                          std::to_string(options.guestPort) + ".",
-                     {{"added", options.name}});
+                     {{"machine", options.machine}, {"rule", options.name}});
 }
 
 void removeRule(Context& context, const NatOptions& options)
 {
-    context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
-        const ScopedNATEngine engine = engineOf(context, machine, options.adapter);
-        context.check(context.vbox.removeRedirect(engine, fromUtf8(options.name)));
+    context.edit(options.machine, Lock::Shared, [&](const ScopedMachine& machine) {
+        context.vbox.removeRedirect(engineOf(context, machine, options.adapter), fromUtf8(options.name));
     });
-    context.out.done("Removed " + options.name + ".", {{"removed", options.name}});
+    context.out.done("Removed " + options.name + ".", {{"machine", options.machine}, {"rule", options.name}});
 }
 
 /// "ssh,1,127.0.0.1,2222,,22" as an object.
 Json ruleOf(const std::wstring& text)
 {
-    std::vector<std::string> parts{""};
-    for (char character : toUtf8(text)) {
-        if (character == ',')
-            parts.emplace_back();
-        else
-            parts.back() += character;
-    }
+    std::vector<std::string> parts = split(toUtf8(text), ',');
     parts.resize(6);
+    const auto port = [](const std::string& digits) { return std::strtoul(digits.c_str(), nullptr, 10); };
     return {{"name", parts[0]},         {"protocol", parts[1] == "1" ? "tcp" : "udp"},
-            {"hostAddress", parts[2]},  {"hostPort", parts[3]},
-            {"guestAddress", parts[4]}, {"guestPort", parts[5]}};
+            {"hostAddress", parts[2]},  {"hostPort", port(parts[3])},
+            {"guestAddress", parts[4]}, {"guestPort", port(parts[5])}};
 }
 
 void listRules(Context& context, const NatOptions& options)
 {
     const ScopedMachine machine = context.machine(options.machine);
-    const ScopedNATEngine engine = engineOf(context, machine, options.adapter);
     Json rows = Json::array();
-    for (const std::wstring& rule : context.ask<std::list<std::wstring>>(&VBoxInstanceImpl::getRedirects, engine))
+    for (const std::wstring& rule : context.vbox.getRedirects(engineOf(context, machine, options.adapter)))
         rows.push_back(ruleOf(rule));
     context.out.table("rules", {"name", "protocol", "hostAddress", "hostPort", "guestAddress", "guestPort"}, rows);
     context.out.note(
         "The interface never hands over the last rule of an adapter, so one more rule may exist. To see all, "
         "add a rule that comes last (VirtualBox sorts by name: 'nat add MACHINE ~last --host-port 65535 "
         "--guest-port 65535'), list, and remove it.");
+}
+
+bool isOctet(const std::string& part)
+{
+    return !part.empty() && part.size() <= 3 && part.find_first_not_of("0123456789") == std::string::npos &&
+           std::stoi(part) <= 255;
+}
+
+/// VirtualBox takes such an address for none, and forwards from everywhere.
+std::string problemOfAddress(const std::string& address)
+{
+    const std::vector<std::string> parts = split(address, '.');
+    const bool good = parts.size() == 4 && std::all_of(parts.begin(), parts.end(), isOctet);
+    return good || address.empty() ? "" : "'" + address + "' is not an IPv4 address such as 127.0.0.1";
 }
 
 } // namespace
@@ -97,12 +116,15 @@ void addNatVerbs(Verbs& verbs)
         .option("--guest-port", "PORT", &added->guestPort, "Port of the guest")
         .required()
         .between(1, 65535)
-        .option("--host-address", "TEXT", &added->hostAddress, "Address of the host; every one by default")
-        .option("--guest-address", "TEXT", &added->guestAddress,
-                "Address of the guest; the one it was given by default");
+        .option("--host-address", "ADDRESS", &added->hostAddress, "IPv4 address of the host; every one by default")
+        .checked(problemOfAddress)
+        .option("--guest-address", "ADDRESS", &added->guestAddress,
+                "IPv4 address of the guest; the one it was given by default")
+        .checked(problemOfAddress)
+        .example("nat add Player adb --host-address 127.0.0.1 --host-port 5555 --guest-port 5555");
 
     const auto [removing, removed] = add("remove", "Remove a rule", removeRule);
-    removing.argument("NAME", &removed->name, "Name of the rule");
+    removing.argument("NAME", &removed->name, "Name of the rule").example("nat remove Player adb");
 
-    add("list", "The rules, all but the last one", listRules);
+    add("list", "The rules, all but the last one", listRules).first.example("nat list Player");
 }

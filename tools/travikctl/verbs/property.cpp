@@ -14,34 +14,33 @@ struct PropertyOptions
 
 void get(Context& context, const PropertyOptions& options)
 {
-    const ScopedMachine machine = context.machine(options.machine);
-    std::wstring value, flags;
-    std::int64_t timestamp = 0;
-    context.check(context.vbox.getGuestProperty(machine, fromUtf8(options.name), &value, &timestamp, &flags));
-    if (value.empty() && timestamp == 0)
+    const GuestProperty property =
+        context.vbox.getGuestProperty(context.machine(options.machine), fromUtf8(options.name));
+    if (property.value.empty() && property.timestamp == 0)
         throw CommandError(
             ExitCode::NotFound, "the machine has no property " + options.name,
             "Names are case-sensitive and usually begin with a slash, as in /VirtualBox/GuestInfo/Net/Count.");
-    context.out.fields(
-        "property",
-        {{"name", options.name}, {"value", toUtf8(value)}, {"timestamp", timestamp}, {"flags", toUtf8(flags)}});
+    context.out.fields("property", {{"name", options.name},
+                                    {"value", toUtf8(property.value)},
+                                    {"timestamp", property.timestamp},
+                                    {"flags", toUtf8(property.flags)}});
 }
 
 void set(Context& context, const PropertyOptions& options)
 {
-    context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
-        context.check(context.vbox.setGuestProperty(machine, fromUtf8(options.name), fromUtf8(options.value),
-                                                    fromUtf8(options.flags)));
+    context.edit(options.machine, Lock::Shared, [&](const ScopedMachine& machine) {
+        context.vbox.setGuestProperty(machine, fromUtf8(options.name), fromUtf8(options.value),
+                                      fromUtf8(options.flags));
     });
-    context.out.done("Set " + options.name + ".", {{"set", options.name}});
+    context.out.done("Set " + options.name + ".", {{"machine", options.machine}, {"name", options.name}});
 }
 
 void remove(Context& context, const PropertyOptions& options)
 {
-    context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
-        context.check(context.vbox.deleteGuestProperty(machine, fromUtf8(options.name)));
+    context.edit(options.machine, Lock::Shared, [&](const ScopedMachine& machine) {
+        context.vbox.deleteGuestProperty(machine, fromUtf8(options.name));
     });
-    context.out.done("Deleted " + options.name + ".", {{"deleted", options.name}});
+    context.out.done("Deleted " + options.name + ".", {{"machine", options.machine}, {"name", options.name}});
 }
 
 } // namespace
@@ -57,9 +56,11 @@ void addPropertyVerbs(Verbs& verbs)
         return std::pair<Verb&, std::shared_ptr<PropertyOptions>>(verb, options);
     };
 
-    add("get", "A property with its time (nanoseconds since 1970) and flags", get);
+    add("get", "A property with its time (nanoseconds since 1970) and flags", get)
+        .first.example("prop get Player /VirtualBox/GuestInfo/Net/Count");
     const auto [setting, options] = add("set", "Set a property; the machine must run or be off", set);
     setting.argument("VALUE", &options->value, "Value; an empty one deletes the property")
-        .option("--flags", "TEXT", &options->flags, "Flags, with commas: TRANSIENT, RDONLYGUEST, ...");
-    add("delete", "Delete a property", remove);
+        .option("--flags", "TEXT", &options->flags, "Flags, with commas: TRANSIENT, RDONLYGUEST, ...")
+        .example("prop set Player /ctl/greeting hello --flags RDONLYGUEST");
+    add("delete", "Delete a property", remove).first.example("prop delete Player /ctl/greeting");
 }

@@ -27,27 +27,31 @@ void set(Context& context, const SetOptions& options)
     if (!options.name && isEmpty(options.settings))
         throw CommandError(ExitCode::Usage, "nothing to change",
                            "Name at least one setting; see 'travikctl set --help'.");
-    context.edit(options.machine, LockType::Write, [&](VBoxHandle machine) {
-        apply(context, machine, options.settings);
+    context.edit(options.machine, Lock::Write, [&](const ScopedMachine& machine) {
+        apply(context.vbox, machine, options.settings);
         if (options.name)
-            context.check(context.vbox.setVmName(machine, fromUtf8(*options.name)));
+            context.vbox.setVmName(machine, fromUtf8(*options.name));
     });
-    context.out.done("Changed " + options.machine + ".", {{"changed", options.machine}});
+    context.out.done("Changed " + options.machine + ".", {{"machine", options.machine}});
 }
 
 void get(Context& context, const std::string& which, const std::string& what,
          const std::optional<std::string>& extraKey)
 {
     const ScopedMachine machine = context.machine(which);
+    const auto answer = [&](const std::string& text, const Json& value) {
+        context.out.answer(text, {{"what", extraKey ? "extra" : what}, {"value", value}});
+    };
+    const auto answerText = [&](const std::wstring& text) { answer(toUtf8(text), toUtf8(text)); };
     if (extraKey) {
-        context.out.value("value", context.text(&VBoxInstanceImpl::getMachineExtraData, machine, fromUtf8(*extraKey)));
+        answerText(context.vbox.getMachineExtraData(machine, fromUtf8(*extraKey)));
     } else if (what == "name") {
-        context.out.value("name", context.text(&VBoxInstanceImpl::getVmName, machine));
+        answerText(context.vbox.getVmName(machine));
     } else if (what == "uuid") {
-        context.out.value("uuid", context.text(&VBoxInstanceImpl::getVmUUID, machine));
+        answerText(context.vbox.getVmUUID(machine));
     } else {
-        const auto state = context.ask<std::uint32_t>(&VBoxInstanceImpl::machineGetState, machine);
-        context.out.value("state", machineStateName(state));
+        const State state = context.vbox.machineGetState(machine);
+        answer(stateText(state), stateFacts(state)["state"]);
     }
 }
 
@@ -72,19 +76,17 @@ void addSettings(Verb& verb, Settings& settings)
         });
 }
 
-void apply(const Context& context, VBoxHandle machine, const Settings& settings)
+void apply(const Operations& vbox, const ScopedMachine& machine, const Settings& settings)
 {
-    VBoxInstanceImpl& vbox = context.vbox;
     if (settings.cpus)
-        context.check(vbox.setMachineCPUCount(machine, *settings.cpus));
+        vbox.setMachineCPUCount(machine, *settings.cpus);
     if (settings.memory)
-        context.check(vbox.setMachineMemory(machine, *settings.memory));
+        vbox.setMachineMemory(machine, *settings.memory);
     if (settings.paravirt)
-        context.check(vbox.setMachineParavirtProvider(machine, *settings.paravirt));
+        vbox.setMachineParavirtProvider(machine, Paravirtualisation(*settings.paravirt));
     for (const std::string& entry : settings.extra) {
         const std::size_t split = entry.find('=');
-        context.check(
-            vbox.setMachineExtraData(machine, fromUtf8(entry.substr(0, split)), fromUtf8(entry.substr(split + 1))));
+        vbox.setMachineExtraData(machine, fromUtf8(entry.substr(0, split)), fromUtf8(entry.substr(split + 1)));
     }
 }
 
@@ -93,7 +95,9 @@ void addSettingsVerbs(Verbs& verbs)
     auto change = std::make_shared<SetOptions>();
     addSettings(verbs.add("set", "Change a machine that is off", [change](Context& context) { set(context, *change); })
                     .machine(change->machine)
-                    .option("--name", "TEXT", &change->name, "New name; renames the machine's files too"),
+                    .option("--name", "TEXT", &change->name, "New name; renames the machine's files too")
+                    .example("set Player --cpus 4 --memory 4096")
+                    .example("set Player --extra ctl/owner=Kengo"),
                 change->settings);
 
     struct GetOptions
@@ -110,5 +114,7 @@ void addSettingsVerbs(Verbs& verbs)
         .optional()
         .words({"name", "uuid", "state"})
         .option("--extra", "KEY", &query->extraKey, "The extra data under this key")
-        .excludes("WHAT");
+        .excludes("WHAT")
+        .example("get Player uuid")
+        .example("get Player --extra ctl/owner");
 }

@@ -20,4 +20,4 @@ struct Settings
 void addSettings(Verb& verb, Settings& settings);
 
 /// Changes a mutable machine; nothing is saved.
-void apply(const Context& context, Travik::VBoxHandle machine, const Settings& settings);
+void apply(const Travik::Operations& vbox, const Travik::ScopedMachine& machine, const Settings& settings);

@@ -18,32 +18,33 @@ void addShare(Context& context, const ShareOptions& options)
     const std::wstring name = fromUtf8(options.name);
     const std::wstring path = fullPath(options.path);
     if (options.transient) {
-        context.withConsole(options.machine, [&](VBoxHandle console) {
-            context.check(
-                context.vbox.consoleCreateSharedFolder(console, name, path, options.writable, options.automount));
+        context.withConsole(options.machine, [&](const ScopedConsole& console) {
+            context.vbox.consoleCreateSharedFolder(console, name, path, options.writable, options.automount);
         });
     } else {
-        context.edit(options.machine, LockType::Shared, [&](VBoxHandle machine) {
-            context.check(
-                context.vbox.machineCreateSharedFolder(machine, name, path, options.writable, options.automount));
+        context.edit(options.machine, Lock::Shared, [&](const ScopedMachine& machine) {
+            context.vbox.machineCreateSharedFolder(machine, name, path, options.writable, options.automount);
         });
     }
     context.out.done("Shared " + toUtf8(path) + " as " + options.name + ".",
-                     {{"added", {{"name", options.name}, {"path", toUtf8(path)}, {"transient", options.transient}}}});
+                     {{"machine", options.machine},
+                      {"share", {{"name", options.name}, {"path", toUtf8(path)}, {"transient", options.transient}}}});
 }
 
 void removeShare(Context& context, const ShareOptions& options)
 {
     const std::wstring name = fromUtf8(options.name);
     if (options.transient) {
-        context.withConsole(options.machine, [&](VBoxHandle console) {
-            context.check(context.vbox.consoleRemoveSharedFolder(console, name));
+        context.withConsole(options.machine, [&](const ScopedConsole& console) {
+            context.vbox.consoleRemoveSharedFolder(console, name);
         });
     } else {
-        context.edit(options.machine, LockType::Shared,
-                     [&](VBoxHandle machine) { context.check(context.vbox.machineRemoveSharedFolder(machine, name)); });
+        context.edit(options.machine, Lock::Shared,
+                     [&](const ScopedMachine& machine) { context.vbox.machineRemoveSharedFolder(machine, name); });
     }
-    context.out.done("Removed " + options.name + ".", {{"removed", options.name}});
+    context.out.done(
+        "Removed " + options.name + ".",
+        {{"machine", options.machine}, {"share", {{"name", options.name}, {"transient", options.transient}}}});
 }
 
 } // namespace
@@ -63,7 +64,8 @@ void addShareVerbs(Verbs& verbs)
     const auto [adding, added] = add("add", "Share a folder", addShare);
     adding.argument("FOLDER", &added->path, "Folder of the host")
         .flag("--writable", added->writable, "The guest may write")
-        .flag("--automount", added->automount, "The guest mounts it by itself");
+        .flag("--automount", added->automount, "The guest mounts it by itself")
+        .example("share add Player exchange C:\\Exchange --writable");
 
-    add("remove", "Take a share away", removeShare);
+    add("remove", "Take a share away", removeShare).first.example("share remove Player exchange");
 }

@@ -19,31 +19,19 @@ struct WatchOptions
 
 void print(Output& out, const EventData& event)
 {
-    Json object{{"type", event.type}, {"event", eventTypeName(event.type)}};
-    std::string sentence = eventTypeName(event.type);
-    if (event.type == VBoxEventType::OnStateChanged) {
-        object["state"] = machineStateName(event.state);
-        sentence = "state: " + machineStateName(event.state);
-    } else if (event.type == VBoxEventType::OnRuntimeError) {
-        object["fatal"] = event.fatal;
-        object["id"] = toUtf8(event.id);
-        object["message"] = toUtf8(event.message);
-        sentence =
-            std::string(event.fatal ? "fatal error" : "error") + " " + toUtf8(event.id) + ": " + toUtf8(event.message);
+    if (event.type == EventType::StateChanged) {
+        Json object{{"event", "state"}};
+        object.update(stateFacts(event.state));
+        out.line("state: " + stateText(event.state), object);
+    } else if (event.type == EventType::RuntimeError) {
+        out.line(
+            std::string(event.fatal ? "fatal error " : "error ") + toUtf8(event.id) + ": " + toUtf8(event.message),
+            {{"event", "error"}, {"fatal", event.fatal}, {"id", toUtf8(event.id)}, {"message", toUtf8(event.message)}});
+    } else {
+        out.line(eventText(event.type), {{"event", "other"},
+                                         {"type", static_cast<std::uint32_t>(event.type)},
+                                         {"name", eventIdentifier(event.type)}});
     }
-    out.line(sentence, object);
-}
-
-void printState(Context& context, VBoxHandle console, const char* why)
-{
-    const auto state = context.ask<std::uint32_t>(&VBoxInstanceImpl::consoleGetState, console);
-    context.out.line(std::string(why) + ": " + machineStateName(state),
-                     {{"event", why}, {"state", machineStateName(state)}});
-}
-
-bool isOff(std::uint32_t state)
-{
-    return state == MachineState::PoweredOff || state == MachineState::Saved || state == MachineState::Aborted;
 }
 
 /// The console's events until the machine is off, or one of the ends that the user set.
@@ -52,68 +40,82 @@ class Watch
 public:
     // cppcheck-suppress uninitMemberVar ; all of them are in the list, which cppcheck 2.10 does not see beside
     // deadline_
-    Watch(Context& context, const WatchOptions& options, VBoxHandle machine, VBoxHandle console)
+    Watch(Context& context, const WatchOptions& options, const ScopedMachine& machine, const ScopedConsole& console)
         : context_(context), options_(options), machine_(machine), console_(console)
     {}
 
     void run();
 
 private:
-    std::vector<std::uint32_t> types() const;
-    bool isOver() const;
+    std::vector<EventType> types() const;
+    /// Why it is over; null while it is not.
+    const char* end() const;
     void step(EventLoop& loop);
+    void printState(const char* event, const std::string& words, State state);
 
     Context& context_;
     const WatchOptions& options_;
-    VBoxHandle machine_, console_;
-    Deadline deadline_ = options_.seconds > 0
-                             ? Deadline(std::chrono::milliseconds(static_cast<std::int64_t>(options_.seconds * 1000)))
-                             : context_.deadline;
+    const ScopedMachine& machine_;
+    const ScopedConsole& console_;
+    Deadline deadline_ = options_.seconds > 0 ? Deadline(std::chrono::duration<double>(options_.seconds))
+                                              : Deadline::never();
     std::uint64_t seen_ = 0;
     bool off_ = false;
 };
 
-std::vector<std::uint32_t> Watch::types() const
+std::vector<EventType> Watch::types() const
 {
     if (options_.all)
-        return {VBoxEventType::Any};
-    return {VBoxEventType::OnStateChanged, VBoxEventType::OnRuntimeError};
+        return {EventType::Any};
+    return {EventType::StateChanged, EventType::RuntimeError};
 }
 
-bool Watch::isOver() const
+const char* Watch::end() const
 {
-    return off_ || interrupted() || deadline_.passed() || (options_.count != 0 && seen_ >= options_.count);
+    if (off_)
+        return "off";
+    if (interrupted())
+        return "interrupted";
+    if (deadline_.passed())
+        return "time";
+    return options_.count != 0 && seen_ >= options_.count ? "count" : nullptr;
+}
+
+void Watch::printState(const char* event, const std::string& words, State state)
+{
+    Json object{{"event", event}};
+    object.update(stateFacts(state));
+    context_.out.line(words + ": " + stateText(state), object);
 }
 
 void Watch::step(EventLoop& loop)
 {
-    const auto step = loop.next(deadline_.left(std::chrono::milliseconds(250)), [this](const EventData& event) {
+    const auto limit = deadline_.left(context_.deadline.left(std::chrono::milliseconds(250)));
+    const auto step = loop.next(limit, [this](const EventData& event) {
         print(context_.out, event);
-        off_ = event.type == VBoxEventType::OnStateChanged && isOff(event.state);
+        off_ = event.type == EventType::StateChanged && isOff(event.state);
         ++seen_;
     });
     if (step == EventLoop::Step::Resync)
-        printState(context_, console_, "events were lost; now");
+        printState("lost", "events were lost; now", context_.vbox.consoleGetState(console_));
+    if (step != EventLoop::Step::Ended)
+        return;
+    // The machine's process went before its last event was fetched.
+    printState("state", "the machine is off", context_.vbox.machineGetState(machine_));
+    off_ = true;
 }
 
 void Watch::run()
 {
-    EventLoop loop(context_.vbox, context_.ask<ScopedEventSource>(&VBoxInstanceImpl::getEventSource, console_),
-                   types());
-    printState(context_, console_, "watching");
-    while (!isOver()) {
-        try {
-            step(loop);
-        } catch (const SdkError&) {
-            // The console ends with the machine's process, perhaps before its last event was fetched.
-            const auto state = context_.ask<std::uint32_t>(&VBoxInstanceImpl::machineGetState, machine_);
-            if (!isOff(state))
-                throw;
-            context_.out.line("the machine is off: " + machineStateName(state),
-                              {{"event", "off"}, {"state", machineStateName(state)}});
-            off_ = true;
-        }
+    EventLoop loop(context_.vbox, context_.vbox.getEventSource(console_), types());
+    printState("watching", "watching", context_.vbox.consoleGetState(console_));
+    while (!end()) {
+        if (context_.deadline.passed())
+            throw TimedOut("the machine was still on");
+        step(loop);
     }
+    if (context_.out.json())
+        context_.out.line("", {{"event", "ended"}, {"reason", end()}});
 }
 
 } // namespace
@@ -125,12 +127,17 @@ void addWatchVerb(Verbs& verbs)
         .add("watch", "The events of a running machine until it is off, or Ctrl-C; with --json one object per line",
              [options](Context& context) {
                  const ScopedMachine machine = context.machine(options->machine);
-                 context.withConsole(options->machine,
-                                     [&](VBoxHandle console) { Watch(context, *options, machine, console).run(); });
+                 context.withConsole(options->machine, [&](const ScopedConsole& console) {
+                     Watch(context, *options, machine, console).run();
+                 });
              })
         .waitingLong()
+        .endedByCtrlC()
+        .inLines()
         .machine(options->machine)
         .option("--count", "N", &options->count, "End after so many events")
         .option("--for", "SECONDS", &options->seconds, "End after so many seconds")
-        .flag("--all", options->all, "Events of every type, not only states and errors");
+        .flag("--all", options->all, "Events of every type, not only states and errors")
+        .example("watch Player")
+        .example("watch Player --json --for 60");
 }
