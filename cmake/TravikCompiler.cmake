@@ -2,7 +2,7 @@
 add_library(travik_warnings INTERFACE)
 target_compile_definitions(travik_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
 if(MSVC)
-    target_compile_options(travik_warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus)
+    target_compile_options(travik_warnings INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus)
 else()
     # No path of the building machine may reach a product. (gcov, however, leaves out what it does not find under its name.)
     if(NOT TRAVIK_COVERAGE)

@@ -10,14 +10,19 @@ import sys
 import time
 import zipfile
 
-# What stands inside the programs, and the file that carries its licence.
+# What stands inside the programs: name, SPDX identifier, the programs, and the file that carries its licence.
+EVERY = "all"
 NOTICES = [
-    ("POCO (Foundation, XML), with double-conversion, PCRE, zlib and expat", None),
-    ("zlib", "libz-mingw-w64-dev"),
-    ("CLI11", "libcli11-dev"),
-    ("JSON for Modern C++", "nlohmann-json3-dev"),
-    ("MinGW-w64 runtime and winpthreads", "mingw-w64-x86-64-dev"),
-    ("GCC runtime (libgcc, libstdc++)", "gcc-mingw-w64-base"),
+    ("POCO (Foundation, XML)", "BSL-1.0", EVERY, None),
+    ("double-conversion, in POCO", "BSD-3-Clause", EVERY, None),
+    ("PCRE, in POCO", "BSD-3-Clause", EVERY, None),
+    ("expat, in POCO", "MIT", "vboxsim-svc", None),
+    ("zlib", "Zlib", "vboxsim-svc", "libz-mingw-w64-dev"),
+    ("CLI11", "BSD-3-Clause", "travikctl, vboxsim", "libcli11-dev"),
+    ("JSON for Modern C++", "MIT", "travikctl, vboxsim-svc", "nlohmann-json3-dev"),
+    ("MinGW-w64 runtime", "ZPL-2.1 AND LicenseRef-public-domain", EVERY, "mingw-w64-x86-64-dev"),
+    ("winpthreads", "MIT AND BSD-3-Clause", EVERY, "mingw-w64-x86-64-dev"),
+    ("GCC runtime (libgcc, libstdc++)", "GPL-3.0-or-later WITH GCC-exception-3.1", EVERY, "gcc-mingw-w64-base"),
 ]
 
 
@@ -50,13 +55,20 @@ def origin(repository):
 
 
 def third_party(poco):
-    parts = ["The programs of this package contain the following libraries, under these terms.\n"]
-    for title, package in NOTICES:
+    widths = [max(len(row[column]) for row in NOTICES) for column in range(3)]
+    table = "".join("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip() + "\n" for row in NOTICES)
+    parts = ["The programs of this package contain the following, under these terms; the texts come after the table.\n\n"
+             + table]
+    groups = {}
+    for title, _, _, package in NOTICES:
+        groups.setdefault(package, []).append(title)
+    for package, titles in groups.items():
         source = pathlib.Path("/usr/share/doc", package, "copyright") if package else poco
         if not source.is_file():
             fail(f"{source} is missing: install {package}")
         rule = "=" * 100
-        parts.append(f"{rule}\n{title}\n{rule}\n\n{source.read_text(encoding='utf-8', errors='replace')}")
+        text = source.read_text(encoding="utf-8", errors="replace")
+        parts.append(f"{rule}\n{'; '.join(titles)}\n{rule}\n\n{text}")
     return "\n".join(parts)
 
 

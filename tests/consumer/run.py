@@ -78,13 +78,18 @@ def check_sums(folder):
 
 
 def check_contents(folder):
-    wanted = ["README.md", "CHANGELOG.md", "THIRD-PARTY.txt", "PACKAGE.txt", "docs/operations.md",
+    wanted = ["README.md", "CHANGELOG.md", "LICENSE.txt", "THIRD-PARTY.txt", "PACKAGE.txt", "docs/operations.md",
               "bin/TravikSDK-selq6.dll", "bin/travikctl.exe", "bin/vboxsim.exe", "bin/vboxsim-svc.exe",
               "bin/vboxsim-session.dll", "bin/vboxsim-ps.dll", "lib/TravikSDK-selq6.dll.a",
-              "include/travik/vbox_instance.h", "include/travik/scoped_handle.h"]
+              "include/travik/vbox_instance.h", "include/travik/scoped_handle.h", "include/travik/version.h",
+              "share/travikctl/travikctl.schema.json"]
+    unwanted = ["CONTRIBUTING.md", "docs/architecture.md"]
     missing = [name for name in wanted if not (folder / name).is_file()]
     if not list((folder / "samples").glob("**/*.cpp")):
         missing.append("samples")
+    missing += [f"no {name}, which is for contributors" for name in unwanted if (folder / name).exists()]
+    if "./dev" in (folder / "README.md").read_text(encoding="utf-8"):
+        missing.append("a README of its own")
     if missing:
         fail(f"the package lacks {', '.join(missing)}")
     notices = (folder / "THIRD-PARTY.txt").read_text(encoding="utf-8")
@@ -127,8 +132,8 @@ def follow_readme(prefix):
     """Does what the README tells who has unpacked the package, in its words."""
     project = prefix / "lister"
     project.mkdir()
-    (project / "CMakeLists.txt").write_text(first_block("README.md", "cmake").text, encoding="utf-8")
-    (project / "main.cpp").write_text(first_block("README.md", "cpp").text, encoding="utf-8")
+    (project / "CMakeLists.txt").write_text(first_block("package/README.md", "cmake").text, encoding="utf-8")
+    (project / "main.cpp").write_text(first_block("package/README.md", "cpp").text, encoding="utf-8")
     scripts = {language: "".join(block.text for block in all_blocks(language) if is_of_package(block))
                for language in ("sh", "bat")}
     with StandIn(scratch, prefix / "bin", wine_run, prefix / "share/vboxsim/fixtures") as stand_in:

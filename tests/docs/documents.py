@@ -4,6 +4,7 @@ import re
 from dataclasses import dataclass
 
 root = pathlib.Path(__file__).resolve().parents[2]
+package_readme = root / "package/README.md"
 
 
 @dataclass
@@ -20,7 +21,7 @@ class Block:
 
 
 def documents():
-    found = sorted(root.glob("*.md")) + sorted((root / "docs").glob("*.md"))
+    found = sorted(root.glob("*.md")) + [package_readme] + sorted((root / "docs").glob("*.md"))
     if not found:
         raise SystemExit("no documents")
     return found
@@ -56,7 +57,7 @@ def first_block(file, language):
 
 def is_of_package(block):
     """Whether its commands are for the unpacked package; the test of the package runs those."""
-    return block.file == root / "README.md" and block.section in ("From the package", "A front end in ten lines")
+    return block.file == package_readme
 
 
 def prose(file):

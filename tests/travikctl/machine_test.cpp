@@ -43,7 +43,8 @@ TEST_F(TravikctlMachines, listHasFilters)
 {
     const auto names = [](const std::vector<std::wstring>& arguments) {
         std::vector<std::string> found;
-        for (const json& machine : travikctlJson(arguments).json()["machines"])
+        const json document = travikctlJson(arguments).json();
+        for (const json& machine : document["machines"])
             found.push_back(machine["name"].is_null() ? "-" : machine["name"].get<std::string>());
         return found;
     };

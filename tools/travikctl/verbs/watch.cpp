@@ -101,7 +101,7 @@ void Watch::step(EventLoop& loop)
     if (step != EventLoop::Step::Ended)
         return;
     // The machine's process went before its last event was fetched.
-    printState("state", "the machine is off", context_.vbox.machineGetState(machine_));
+    printState("state", "state", context_.vbox.machineGetState(machine_));
     off_ = true;
 }
 
