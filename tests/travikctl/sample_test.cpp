@@ -10,7 +10,9 @@ class SampleTest : public TravikctlTest
 protected:
     static Outcome sample(const std::wstring& name, const std::vector<std::wstring>& arguments)
     {
-        return runProgram(program(name), arguments);
+        Outcome run = runProgram(program(name), arguments);
+        std::erase(run.out, '\r'); // standard output in text mode
+        return run;
     }
     static std::filesystem::path program(const std::wstring& name)
     {
