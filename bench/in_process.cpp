@@ -121,7 +121,7 @@ Library& library()
 std::filesystem::path folder()
 {
     const wchar_t* const chosen = _wgetenv(L"TRAVIK_BENCH_FOLDER");
-    return chosen == nullptr ? L"." : chosen;
+    return !chosen ? L"." : chosen;
 }
 
 /// The bytes that one run of an operation adds to the log, cut where the library flushes: the line end, the header, the

@@ -1,9 +1,8 @@
 #pragma once
 
 #include <windows.h>
-#include <wrl/client.h>
-
 #include <oleauto.h>
+#include <wrl/client.h>
 
 #include <cstdint>
 #include <cstdio>

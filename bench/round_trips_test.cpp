@@ -672,7 +672,7 @@ void RoundTrips::machineThatRuns()
         [this] {
             ComPtr<IVirtualBoxErrorInfo> info;
             require(o.progress->get_ErrorInfo(&info));
-            if (info != nullptr) {
+            if (info) {
                 Text description;
                 require(info->get_Text(description.put()));
             }

@@ -1,13 +1,13 @@
 #include "appliance/appliance.h"
 
-#include "base/safe_name.h"
-#include "images/byte_source.h"
-
 #include <Poco/Exception.h>
 #include <Poco/URI.h>
 
 #include <algorithm>
 #include <cwctype>
+
+#include "base/safe_name.h"
+#include "images/byte_source.h"
 
 namespace VBoxSim {
 

@@ -1,12 +1,12 @@
 #include "appliance/interpretation.h"
 
-#include "appliance/os_type.h"
-#include "base/safe_name.h"
-
 #include <algorithm>
 #include <cwctype>
 #include <map>
 #include <set>
+
+#include "appliance/os_type.h"
+#include "base/safe_name.h"
 
 namespace VBoxSim {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "appliance/ovf.h"
-
 #include <filesystem>
 #include <functional>
+
+#include "appliance/ovf.h"
 
 namespace VBoxSim {
 

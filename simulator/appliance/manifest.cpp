@@ -1,13 +1,13 @@
 #include "appliance/manifest.h"
 
-#include "images/byte_source.h"
-
 #include <Poco/SHA1Engine.h>
 #include <Poco/SHA2Engine.h>
 #include <Poco/String.h>
 
 #include <algorithm>
 #include <sstream>
+
+#include "images/byte_source.h"
 
 namespace VBoxSim {
 

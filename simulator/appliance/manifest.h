@@ -1,9 +1,9 @@
 #pragma once
 
-#include "images/image.h"
-
 #include <string>
 #include <vector>
+
+#include "images/image.h"
 
 namespace VBoxSim {
 

@@ -1,7 +1,5 @@
 #include "appliance/ovf.h"
 
-#include "base/xml_tree.h"
-
 #include <Poco/String.h>
 
 #include <algorithm>
@@ -9,6 +7,8 @@
 #include <limits>
 #include <map>
 #include <set>
+
+#include "base/xml_tree.h"
 
 namespace VBoxSim {
 

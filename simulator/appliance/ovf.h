@@ -1,10 +1,10 @@
 #pragma once
 
-#include "base/storage_error.h"
-
 #include <cstdint>
 #include <optional>
 #include <vector>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

@@ -1,11 +1,11 @@
 #include "appliance/tar.h"
 
-#include "base/storage_error.h"
-
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <set>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "images/byte_source.h"
-
 #include <string>
+
+#include "images/byte_source.h"
 
 namespace VBoxSim {
 

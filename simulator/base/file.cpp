@@ -1,13 +1,13 @@
 #include "base/file.h"
 
-#include "base/storage_error.h"
-
 #include <windows.h>
 
 #include <algorithm>
 #include <atomic>
 #include <ranges>
 #include <utility>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

@@ -1,12 +1,12 @@
 #include "base/files.h"
 
-#include "base/failure.h"
-#include "base/text.h"
-
 #include <windows.h>
 
 #include <filesystem>
 #include <memory>
+
+#include "base/failure.h"
+#include "base/text.h"
 
 namespace VBoxSim::Files {
 

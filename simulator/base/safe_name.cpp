@@ -1,10 +1,10 @@
 #include "base/safe_name.h"
 
-#include "base/storage_error.h"
-
 #include <algorithm>
 #include <array>
 #include <cwctype>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

@@ -1,8 +1,7 @@
 #include "base/text.h"
 
-#include <Poco/UUIDGenerator.h>
-
 #include <windows.h>
+#include <Poco/UUIDGenerator.h>
 
 #include <cwctype>
 

@@ -1,7 +1,5 @@
 #include "base/time.h"
 
-#include "base/text.h"
-
 #include <Poco/DateTime.h>
 #include <Poco/DateTimeFormat.h>
 #include <Poco/DateTimeFormatter.h>
@@ -9,6 +7,8 @@
 #include <Poco/Timestamp.h>
 
 #include <chrono>
+
+#include "base/text.h"
 
 namespace VBoxSim::Time {
 

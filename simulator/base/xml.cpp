@@ -1,7 +1,5 @@
 #include "base/xml.h"
 
-#include "base/failure.h"
-
 #include <Poco/DOM/DOMParser.h>
 #include <Poco/DOM/DOMWriter.h>
 #include <Poco/DOM/NodeList.h>
@@ -14,6 +12,8 @@
 #include <Poco/XML/XMLWriter.h>
 
 #include <sstream>
+
+#include "base/failure.h"
 
 namespace VBoxSim::Xml {
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "base/text.h"
-
 #include <Poco/AutoPtr.h>
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>
@@ -12,6 +10,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/text.h"
 
 /// Settings files as trees. Saving edits the tree that was loaded, so that what the stand-in does not know stays.
 namespace VBoxSim::Xml {

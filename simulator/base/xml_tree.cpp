@@ -1,7 +1,5 @@
 #include "base/xml_tree.h"
 
-#include "base/storage_error.h"
-
 #include <Poco/Exception.h>
 #include <Poco/SAX/Attributes.h>
 #include <Poco/SAX/DefaultHandler.h>
@@ -9,6 +7,8 @@
 #include <Poco/String.h>
 
 #include <algorithm>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

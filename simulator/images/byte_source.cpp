@@ -1,9 +1,9 @@
 #include "images/byte_source.h"
 
-#include "base/storage_error.h"
-
 #include <algorithm>
 #include <string>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

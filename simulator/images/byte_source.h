@@ -1,9 +1,9 @@
 #pragma once
 
-#include "base/file.h"
-
 #include <memory>
 #include <vector>
+
+#include "base/file.h"
 
 namespace VBoxSim {
 

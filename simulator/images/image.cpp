@@ -1,13 +1,13 @@
 #include "images/image.h"
 
-#include "base/safe_name.h"
-#include "images/vdi.h"
-#include "images/vmdk.h"
-
 #include <Poco/UUIDGenerator.h>
 
 #include <array>
 #include <cwctype>
+
+#include "base/safe_name.h"
+#include "images/vdi.h"
+#include "images/vmdk.h"
 
 namespace VBoxSim {
 

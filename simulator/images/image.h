@@ -1,7 +1,5 @@
 #pragma once
 
-#include "base/storage_error.h"
-
 #include <Poco/UUID.h>
 
 #include <cstddef>
@@ -9,6 +7,8 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

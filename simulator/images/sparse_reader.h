@@ -1,9 +1,9 @@
 #pragma once
 
-#include "images/image.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "images/image.h"
 
 namespace VBoxSim {
 

@@ -1,10 +1,10 @@
 #include "images/vdi.h"
 
-#include "images/endian.h"
-
 #include <Poco/UUIDGenerator.h>
 
 #include <array>
+
+#include "images/endian.h"
 
 namespace VBoxSim {
 

@@ -1,9 +1,9 @@
 #include "images/vmdk.h"
 
+#include <algorithm>
+
 #include "base/safe_name.h"
 #include "images/vmdk_sparse.h"
-
-#include <algorithm>
 
 namespace VBoxSim {
 

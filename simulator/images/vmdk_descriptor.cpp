@@ -1,12 +1,12 @@
 #include "images/vmdk_descriptor.h"
 
-#include "base/storage_error.h"
-
 #include <Poco/NumberParser.h>
 #include <Poco/String.h>
 
 #include <algorithm>
 #include <sstream>
+
+#include "base/storage_error.h"
 
 namespace VBoxSim {
 

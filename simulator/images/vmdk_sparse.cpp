@@ -1,9 +1,9 @@
 #include "images/vmdk_sparse.h"
 
-#include "images/endian.h"
-
 #include <algorithm>
 #include <array>
+
+#include "images/endian.h"
 
 namespace VBoxSim {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "images/vmdk.h"
-
 #include <zlib.h>
+
+#include "images/vmdk.h"
 
 namespace VBoxSim {
 

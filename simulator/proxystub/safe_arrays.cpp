@@ -4,7 +4,6 @@
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the system header asks for this very name
 #define _OLEAUT32_ // so that oleauto.h does not declare the functions below as imports
 #include <windows.h>
-
 #include <oleauto.h>
 #include <wtypes.h>
 

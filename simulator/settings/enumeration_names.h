@@ -1,10 +1,10 @@
 #pragma once
 
-#include "base/failure.h"
-
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "base/failure.h"
 
 namespace VBoxSim {
 

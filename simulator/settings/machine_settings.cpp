@@ -1,15 +1,15 @@
 #include "settings/machine_settings.h"
 
+#include <random>
+#include <set>
+#include <utility>
+
 #include "base/files.h"
 #include "base/text.h"
 #include "base/time.h"
 #include "base/xml.h"
 #include "settings/enumeration_names.h"
 #include "settings/storage_buses.h"
-
-#include <random>
-#include <set>
-#include <utility>
 
 namespace VBoxSim {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "settings/storage_buses.h"
-
 #include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "settings/storage_buses.h"
 
 namespace VBoxSim {
 

@@ -1,9 +1,9 @@
 #include "settings/nat_rules.h"
 
+#include <algorithm>
+
 #include "base/failure.h"
 #include "base/text.h"
-
-#include <algorithm>
 
 namespace VBoxSim {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "settings/machine_settings.h"
-
 #include <string>
 #include <vector>
+
+#include "settings/machine_settings.h"
 
 namespace VBoxSim {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "settings/machine_settings.h"
-
 #include <map>
 #include <string>
+
+#include "settings/machine_settings.h"
 
 namespace VBoxSim {
 

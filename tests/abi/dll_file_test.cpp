@@ -1,13 +1,11 @@
 #include <windows.h>
-
+#include <gmock/gmock.h>
 #include <winver.h>
 
 #include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "pe_file.h"
 #include "scratch.h"

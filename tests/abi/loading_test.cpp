@@ -1,12 +1,11 @@
 // The DLL loads no other DLL by a name without a folder: nobody can put one in its way.
 #include <windows.h>
+#include <gmock/gmock.h>
 
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "scratch.h"
 #include "travik/vbox_instance.h"

@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_PE_FILE_H
-#define TRAVIK_TESTS_PE_FILE_H
+#pragma once
 
 #include <windows.h>
 
@@ -54,5 +53,3 @@ private:
 };
 
 } // namespace TravikTest
-
-#endif

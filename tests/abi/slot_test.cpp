@@ -1,7 +1,8 @@
 // The 118 operations by the number of their slot, through the raw table of the loaded DLL: the numbers and names here
 // are the contract with front ends that are compiled already, and are written by hand.
-#include <objbase.h>
 #include <windows.h>
+#include <gmock/gmock.h>
+#include <objbase.h>
 
 #include <fstream>
 #include <iterator>
@@ -10,8 +11,6 @@
 #include <regex>
 #include <string>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "scratch.h"
 
@@ -28,7 +27,7 @@ class Dll
 public:
     Dll() : module_(LoadLibraryW((TravikTest::productFolder() / L"TravikSDK-selq6.dll").c_str()))
     {
-        if (module_ != nullptr)
+        if (module_)
             object_ = function<void* (*)()>("GetVBoxInstance")();
     }
 

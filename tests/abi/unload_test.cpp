@@ -1,7 +1,8 @@
 // FreeLibrary gives everything back, whatever was called on whichever thread, and whether that thread still lives: the
 // DLL is gone, its log can be deleted, the objects behind its handles are released.
-#include <objbase.h>
 #include <windows.h>
+#include <gmock/gmock.h>
+#include <objbase.h>
 
 #include <condition_variable>
 #include <functional>
@@ -9,8 +10,6 @@
 #include <mutex>
 #include <string>
 #include <thread>
-
-#include <gmock/gmock.h>
 
 #include "light_objects.h"
 #include "scratch.h"

@@ -80,7 +80,7 @@ SAFEARRAY* WINAPI createVector(VARTYPE type, LONG lowerBound, ULONG elements)
 /// An array frees its texts itself.
 void forgetElements(SAFEARRAY* array)
 {
-    if (array == nullptr || (array->fFeatures & FADF_BSTR) == 0 || array->cDims != 1)
+    if (!array || (array->fFeatures & FADF_BSTR) == 0 || array->cDims != 1)
         return;
     const auto* texts = static_cast<const BSTR*>(array->pvData);
     for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)
@@ -164,7 +164,7 @@ BSTR giveText(const std::wstring& text)
 SAFEARRAY* giveArray(SAFEARRAY* array)
 {
     const std::lock_guard lock(counts().guard);
-    if (array != nullptr)
+    if (array)
         counts().arrays.insert(array);
     return array;
 }

@@ -76,7 +76,7 @@ const Kind kinds[] = {KIND(IVirtualBox),
 /// The label of an object, as arguments show it.
 std::wstring labelOf(const IUnknown* object)
 {
-    if (object == nullptr)
+    if (!object)
         return L"null";
     const auto found = world().byPointer.find(object);
     return found == world().byPointer.end() ? L"a stranger" : found->second->label();
@@ -84,7 +84,7 @@ std::wstring labelOf(const IUnknown* object)
 
 std::wstring renderedText(BSTR text)
 {
-    return text == nullptr ? L"null" : rendered(std::wstring(text, SysStringLen(text)));
+    return !text ? L"null" : rendered(std::wstring(text, SysStringLen(text)));
 }
 
 std::wstring renderedElement(VARTYPE type, const void* data, ULONG index)
@@ -121,7 +121,7 @@ std::wstring typeName(VARTYPE type)
 /// "VT_I4[0+2]{1, 2}": type, lower bound, count and elements.
 std::wstring renderedArray(SAFEARRAY* array)
 {
-    if (array == nullptr)
+    if (!array)
         return L"null";
     VARTYPE type = VT_EMPTY;
     SafeArrayGetVartype(array, &type);
@@ -164,7 +164,7 @@ public:
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override
     {
         *object = nullptr;
-        if (outer != nullptr || iid != iid_)
+        if (outer || iid != iid_)
             return CLASS_E_NOAGGREGATION;
         if (iid == __uuidof(IVirtualBox))
             return called(method_, reinterpret_cast<IVirtualBox**>(object));
@@ -263,7 +263,7 @@ void FakeBase::Call::answer()
         }
         disturbance = world().disturbance;
     }
-    if (disturbance != nullptr)
+    if (disturbance)
         (*disturbance)(answer_);
     if (answer_.during)
         answer_.during();
@@ -276,9 +276,9 @@ const Given* FakeBase::Call::take(const void* target)
 {
     static const Given own = OwnValue();
     const std::size_t index = next_++;
-    if (target == nullptr && answer_.result >= 0)
+    if (!target && answer_.result >= 0)
         answer_.result = E_POINTER;
-    if (target == nullptr || (answer_.result < 0 && !answer_.givesOnFailure))
+    if (!target || (answer_.result < 0 && !answer_.givesOnFailure))
         return nullptr;
     return index < answer_.given.size() ? &answer_.given[index] : &own;
 }
@@ -286,13 +286,13 @@ const Given* FakeBase::Call::take(const void* target)
 std::int64_t FakeBase::Call::number(const Given& given)
 {
     const auto* number = std::get_if<std::int64_t>(&given);
-    return number == nullptr ? 7 : *number;
+    return !number ? 7 : *number;
 }
 
 void FakeBase::Call::output(BSTR* target)
 {
     const Given* given = take(target);
-    if (given == nullptr)
+    if (!given)
         return;
     if (const auto* text = std::get_if<std::wstring>(given))
         *target = ComMemory::giveText(*text);
@@ -303,10 +303,10 @@ void FakeBase::Call::output(BSTR* target)
 void FakeBase::Call::output(SAFEARRAY** target)
 {
     const Given* given = take(target);
-    if (given == nullptr)
+    if (!given)
         return;
     const auto* make = std::get_if<MakeArray>(given);
-    *target = make == nullptr ? nullptr : ComMemory::giveArray((*make)());
+    *target = !make ? nullptr : ComMemory::giveArray((*make)());
 }
 
 IUnknown* FakeBase::Call::object(const Given& given, REFIID iid) const

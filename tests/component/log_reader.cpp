@@ -46,14 +46,14 @@ std::string masked(const std::string& raw, int& shown)
 void LogReader::skip()
 {
     file_.reset(_wfopen(path_.c_str(), L"rb"));
-    if (file_ != nullptr)
+    if (file_)
         std::fseek(file_.get(), 0, SEEK_END);
 }
 
 std::string LogReader::takeBytes()
 {
     std::string bytes;
-    if (file_ == nullptr)
+    if (!file_)
         return bytes;
     std::fseek(file_.get(), 0, SEEK_CUR); // forgets that the end was reached
     char part[4096];

@@ -319,8 +319,8 @@ TEST(EveryOperation, HandsUnusualTextsOutUnchanged)
     int count = 0;
     forEach(Row::framed, [&count](std::size_t slot, const Row& row) {
         const auto* result = row.steps.empty() ? nullptr : std::get_if<ResultStep>(&row.steps.back());
-        const auto* call = result == nullptr ? nullptr : std::get_if<CallStep>(&row.steps[row.steps.size() - 2]);
-        if (call == nullptr || !result->text.ends_with(L"text of " + methodOf(*call)))
+        const auto* call = !result ? nullptr : std::get_if<CallStep>(&row.steps[row.steps.size() - 2]);
+        if (!call || !result->text.ends_with(L"text of " + methodOf(*call)))
             return;
         ++count;
         for (const std::wstring& text : unusualTexts()) {

@@ -1,12 +1,13 @@
 // A program that writes records until it is ended: endless_log LOG-FILE MAPPING. It tells in the mapping how many are
 // done.
 
+#include "endless_log.h"
+
 #include <windows.h>
 
 #include <cstdint>
 #include <string>
 
-#include "endless_log.h"
 #include "log/log.h"
 
 int wmain(int count, wchar_t** arguments)
@@ -19,7 +20,7 @@ int wmain(int count, wchar_t** arguments)
         mapping == nullptr
             ? nullptr
             : static_cast<volatile std::uint32_t*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, sizeof(std::uint32_t)));
-    if (done == nullptr)
+    if (!done)
         return 3;
     Travik::reopenLogFile(arguments[1]);
     for (std::uint32_t number = 1;; ++number) {

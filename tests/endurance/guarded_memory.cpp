@@ -24,7 +24,7 @@ std::byte* arena()
 {
     static std::byte* const start =
         static_cast<std::byte*>(VirtualAlloc(nullptr, arenaSize, MEM_RESERVE, PAGE_NOACCESS));
-    if (start == nullptr)
+    if (!start)
         std::abort();
     return start;
 }
@@ -66,7 +66,7 @@ void* take(std::size_t size)
 
 void giveBack(void* pointer)
 {
-    if (pointer == nullptr)
+    if (!pointer)
         return;
     auto* const block = static_cast<std::byte*>(pointer);
     const auto* const header = reinterpret_cast<const Header*>(block - headerSize);

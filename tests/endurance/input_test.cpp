@@ -1,5 +1,8 @@
 // A hundred thousand calls with arguments that make no sense, over all slots.
 
+#include <comdef.h>
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <array>
 #include <exception>
@@ -8,10 +11,6 @@
 #include <iostream>
 #include <tuple>
 #include <type_traits>
-
-#include <comdef.h>
-
-#include <gmock/gmock.h>
 
 #include "com_memory.h"
 #include "com_roots.h"

@@ -1,6 +1,7 @@
 // What becomes of the log when the process, the disk, the file or the text lets it down.
 
 #include <windows.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
@@ -12,8 +13,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "endless_log.h"
 #include "log/log.h"

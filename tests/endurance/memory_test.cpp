@@ -1,7 +1,7 @@
 // A million handles come and go while all tables are full and the log is open: the process does not grow.
 
 #include <windows.h>
-
+#include <gmock/gmock.h>
 #include <psapi.h>
 
 #include <algorithm>
@@ -9,8 +9,6 @@
 #include <filesystem>
 #include <iostream>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "light_objects.h"
 #include "scratch.h"

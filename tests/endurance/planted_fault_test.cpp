@@ -1,10 +1,9 @@
 // The guards guard: each kind of fault that they are there for ends the program that commits it.
 
 #include <windows.h>
+#include <gmock/gmock.h>
 
 #include <string>
-
-#include <gmock/gmock.h>
 
 #include "scratch.h"
 #include "start_process.h"

@@ -8,7 +8,7 @@ std::uint64_t seed()
 {
     static const std::uint64_t chosen = [] {
         const char* const given = std::getenv("TRAVIK_TEST_SEED");
-        return given == nullptr ? std::random_device()() : std::strtoull(given, nullptr, 10);
+        return !given ? std::random_device()() : std::strtoull(given, nullptr, 10);
     }();
     return chosen;
 }

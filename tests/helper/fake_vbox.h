@@ -122,7 +122,7 @@ private:
     SdkErrorCode handOut(const std::string& operation, VBoxHandle* place, const Arguments&... arguments)
     {
         const SdkErrorCode code = answer(operation, arguments...);
-        if (code == 0 && place != nullptr && !take(nothing[operation], false)) {
+        if (code == 0 && place && !take(nothing[operation], false)) {
             *place = ++next_;
             live.push_back(next_);
         }

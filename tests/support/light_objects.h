@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
-#include <utility>
-
 #include <virtualbox.h>
 #include <virtualbox_defaults.h>
+
+#include <atomic>
+#include <utility>
 
 namespace TravikTest {
 

@@ -1,7 +1,7 @@
+#include <gmock/gmock.h>
+
 #include <exception>
 #include <iostream>
-
-#include <gmock/gmock.h>
 
 #include "own_processes.h"
 #include "scratch.h"

@@ -1,14 +1,13 @@
 #include "own_processes.h"
 
+#include <windows.h>
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include <windows.h>
 
 #include "start_process.h"
 

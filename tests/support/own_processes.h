@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_OWN_PROCESSES_H
-#define TRAVIK_TESTS_OWN_PROCESSES_H
+#pragma once
 
 #include <optional>
 
@@ -15,5 +14,3 @@ namespace TravikTest {
 std::optional<int> runTestsInOwnProcesses();
 
 } // namespace TravikTest
-
-#endif

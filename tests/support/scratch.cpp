@@ -9,7 +9,7 @@ namespace {
 std::filesystem::path folderFromEnvironment(const wchar_t* variable)
 {
     const wchar_t* value = _wgetenv(variable);
-    if (value == nullptr || *value == L'\0')
+    if (!value || *value == L'\0')
         throw std::runtime_error("start the tests by CTest: it names their folders in the environment");
     return value;
 }

@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_SCRATCH_H
-#define TRAVIK_TESTS_SCRATCH_H
+#pragma once
 
 #include <filesystem>
 
@@ -15,5 +14,3 @@ const std::filesystem::path& productFolder();
 void makeScratchFolder();
 
 } // namespace TravikTest
-
-#endif

@@ -1,11 +1,10 @@
-#ifndef TRAVIK_TESTS_START_PROCESS_H
-#define TRAVIK_TESTS_START_PROCESS_H
+#pragma once
+
+#include <windows.h>
 
 #include <filesystem>
 #include <string>
 #include <vector>
-
-#include <windows.h>
 
 namespace TravikTest {
 
@@ -18,5 +17,3 @@ PROCESS_INFORMATION startProcess(const std::filesystem::path& program, const std
                                  STARTUPINFOW startup = {}, DWORD flags = 0);
 
 } // namespace TravikTest
-
-#endif

@@ -33,7 +33,7 @@ void forEachFault(FaultMatrix& matrix, const std::function<void(const Fault&)>& 
         try {
             matrix.begin();
             matrix.stage(fault.scene);
-            if (fault.unanswered != nullptr)
+            if (fault.unanswered)
                 matrix.order().answerNull(fault.unanswered);
             run(fault);
         } catch (const std::exception& error) {

@@ -537,7 +537,7 @@ public:
                     place_ = place;
             }
         }
-        if (wanted == 0 || place_ == nullptr)
+        if (wanted == 0 || !place_)
             throw std::runtime_error("the library does not import SafeArrayCreateVector");
         before_ = wanted;
         write(reinterpret_cast<ULONG_PTR>(&none));

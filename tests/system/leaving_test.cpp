@@ -129,9 +129,9 @@ protected:
     }
 };
 
-// Of the four ways this one alone gives the handles back: COM still answers. In a process that is ending, by return, exit
-// or exception, they are let go without a call, and the server takes them back when the process has gone; that nothing is
-// called then is what LeavingWithLiveHandles of the unit tests shows.
+// Of the four ways this one alone gives the handles back: COM still answers. In a process that is ending, by return,
+// exit or exception, they are let go without a call, and the server takes them back when the process has gone; that
+// nothing is called then is what LeavingWithLiveHandles of the unit tests shows.
 TEST_F(Leaving, ByUnloadGivesTheHandlesBackWhileTheProcessLives)
 {
     FrontEndProcess frontEnd(L"unload-and-stay");
@@ -144,8 +144,10 @@ TEST_F(Leaving, ByUnloadGivesTheHandlesBackWhileTheProcessLives)
     EXPECT_TRUE(soon([&] {
         control().references(listing);
         return listing.find(L"IMachine") == std::wstring::npos && listing.find(L"IHost") == std::wstring::npos;
-    })) << "still held: " << utf8(listing);
-    EXPECT_NE(listing.find(L"IVirtualBox"), std::wstring::npos) << "the root object is for releaseRC: " << utf8(listing);
+    })) << "still held: "
+        << utf8(listing);
+    EXPECT_NE(listing.find(L"IVirtualBox"), std::wstring::npos)
+        << "the root object is for releaseRC: " << utf8(listing);
     frontEnd.writeLine(L"leave");
     EXPECT_TRUE(frontEnd.wait(fewSeconds).has_value());
 }

@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_UNIT_CHILD_PROCESS_H
-#define TRAVIK_TESTS_UNIT_CHILD_PROCESS_H
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -23,5 +22,3 @@ std::filesystem::path childProgram();
 ChildResult runChild(const std::filesystem::path& program, const std::vector<std::wstring>& arguments);
 
 } // namespace TravikTest
-
-#endif

@@ -1,17 +1,16 @@
-#include <gmock/gmock.h>
-
-#include <comdef.h>
-#include <oleauto.h>
 #include <windows.h>
+#include <comdef.h>
+#include <gmock/gmock.h>
+#include <oleauto.h>
 
 #include <cstdint>
 #include <list>
 #include <string>
 #include <vector>
 
-#include "counting_object.h"
 #include "automation/com_string.h"
 #include "automation/safe_array.h"
+#include "counting_object.h"
 
 namespace {
 
@@ -39,7 +38,7 @@ BSTR lastFreedText = nullptr;
 
 void WINAPI sysFreeString(BSTR text)
 {
-    if (text != nullptr)
+    if (text)
         lastFreedText = text;
     systemFunction<decltype(sysFreeString)>("SysFreeString")(text);
 }
@@ -48,7 +47,7 @@ SAFEARRAY* lastDestroyedArray = nullptr;
 
 HRESULT WINAPI safeArrayDestroy(SAFEARRAY* array)
 {
-    if (array != nullptr)
+    if (array)
         lastDestroyedArray = array;
     return systemFunction<decltype(safeArrayDestroy)>("SafeArrayDestroy")(array);
 }
@@ -180,7 +179,7 @@ SAFEARRAY* arrayOf(const std::vector<const std::wstring*>& texts)
     BSTR* elements = nullptr;
     SafeArrayAccessData(array, reinterpret_cast<void**>(&elements));
     for (const std::wstring* text : texts)
-        *elements++ = text == nullptr ? nullptr : SysAllocStringLen(text->data(), static_cast<UINT>(text->size()));
+        *elements++ = !text ? nullptr : SysAllocStringLen(text->data(), static_cast<UINT>(text->size()));
     SafeArrayUnaccessData(array);
     return array;
 }

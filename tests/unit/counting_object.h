@@ -1,8 +1,7 @@
-#ifndef TRAVIK_TESTS_UNIT_COUNTING_OBJECT_H
-#define TRAVIK_TESTS_UNIT_COUNTING_OBJECT_H
+#pragma once
 
-#include <unknwn.h>
 #include <windows.h>
+#include <unknwn.h>
 
 #include <functional>
 
@@ -39,5 +38,3 @@ public:
 using CountingUnknown = CountingObject<IUnknown>;
 
 } // namespace TravikTest
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_UNIT_FILE_BYTES_H
-#define TRAVIK_TESTS_UNIT_FILE_BYTES_H
+#pragma once
 
 #include <filesystem>
 #include <string>
@@ -13,5 +12,3 @@ std::string readBytes(const std::filesystem::path& file);
 void writeBytes(const std::filesystem::path& file, const std::string& bytes);
 
 } // namespace TravikTest
-
-#endif

@@ -1,12 +1,10 @@
-#include <gmock/gmock.h>
-
 #include <windows.h>
+#include <Poco/Exception.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <string>
 #include <vector>
-
-#include <Poco/Exception.h>
 
 #include "file_bytes.h"
 #include "log_fixture.h"

@@ -1,6 +1,5 @@
-#include <gmock/gmock.h>
-
 #include <windows.h>
+#include <gmock/gmock.h>
 
 #include <cstdio>
 #include <filesystem>

@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_UNIT_LOG_FIXTURE_H
-#define TRAVIK_TESTS_UNIT_LOG_FIXTURE_H
+#pragma once
 
 #include <gmock/gmock.h>
 
@@ -63,5 +62,3 @@ std::vector<std::string> recordsOf(const std::string& log);
 std::wstring widened(const std::string& bytes);
 
 } // namespace TravikTest
-
-#endif

@@ -24,7 +24,7 @@ Function* systemFunction(const char* name)
 
 DWORD WINAPI moduleFileName(HMODULE module, LPWSTR buffer, DWORD size)
 {
-    if (programPath == nullptr || module != nullptr)
+    if (!programPath || module)
         return systemFunction<decltype(moduleFileName)>("GetModuleFileNameW")(module, buffer, size);
     const std::wstring& path = programPath->path();
     const DWORD length = std::min(size, static_cast<DWORD>(path.size()));
@@ -52,7 +52,7 @@ __time64_t readClock(__time64_t* place)
     static auto* const original = reinterpret_cast<Function*>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), "_time64")));
     const __time64_t seconds = clockIsSet ? clockSeconds : original(nullptr);
-    if (place != nullptr)
+    if (place)
         *place = seconds;
     return seconds;
 }

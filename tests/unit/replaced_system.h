@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_UNIT_REPLACED_SYSTEM_H
-#define TRAVIK_TESTS_UNIT_REPLACED_SYSTEM_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -54,5 +53,3 @@ public:
 };
 
 } // namespace TravikTest
-
-#endif

@@ -1,10 +1,7 @@
-#ifndef TRAVIK_TESTS_UNIT_TABLE_HOLDER_H
-#define TRAVIK_TESTS_UNIT_TABLE_HOLDER_H
+#pragma once
 
 #include <unknwn.h>
 
 /// What unit_table_holder.dll exports as holdInTable: puts an object into a handle table that lives in static storage
 /// of the DLL, as the library's tables do.
 using HoldInTable = void (*)(IUnknown* object);
-
-#endif

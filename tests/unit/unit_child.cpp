@@ -59,7 +59,7 @@ HMODULE holdInLibrary()
 {
     const HMODULE library = LoadLibraryW(L"unit_table_holder.dll");
     const auto hold = reinterpret_cast<HoldInTable>(reinterpret_cast<void*>(GetProcAddress(library, "holdInTable")));
-    if (hold == nullptr)
+    if (!hold)
         ExitProcess(3);
     hold(&heldObject());
     return library;

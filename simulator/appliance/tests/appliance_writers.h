@@ -1,8 +1,8 @@
 #pragma once
 
-#include "image_writers.h"
-
 #include <string>
+
+#include "image_writers.h"
 
 /// Writers of archives and descriptors for the tests, apart from the product's code.
 namespace ApplianceWriters {

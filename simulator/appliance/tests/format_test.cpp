@@ -1,3 +1,5 @@
+#include <chrono>
+
 #include "appliance/manifest.h"
 #include "appliance/ovf.h"
 #include "appliance/tar.h"
@@ -5,8 +7,6 @@
 #include "base/xml_tree.h"
 #include "images/byte_source.h"
 #include "test_support.h"
-
-#include <chrono>
 
 using namespace ApplianceWriters;
 using namespace ImageTests;

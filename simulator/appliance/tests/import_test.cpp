@@ -1,11 +1,11 @@
+#include <Poco/SHA1Engine.h>
+
+#include <chrono>
+
 #include "appliance/appliance.h"
 #include "appliance_writers.h"
 #include "images/byte_source.h"
 #include "test_support.h"
-
-#include <Poco/SHA1Engine.h>
-
-#include <chrono>
 
 using namespace ApplianceWriters;
 using namespace ImageTests;

@@ -1,10 +1,10 @@
+#include <chrono>
+#include <random>
+
 #include "appliance/appliance.h"
 #include "appliance_writers.h"
 #include "images/byte_source.h"
 #include "test_support.h"
-
-#include <chrono>
-#include <random>
 
 using namespace ApplianceWriters;
 using namespace ImageTests;

@@ -1,8 +1,8 @@
+#include <cstdlib>
+
 #include "appliance/appliance.h"
 #include "images/byte_source.h"
 #include "test_support.h"
-
-#include <cstdlib>
 
 // Imports the appliances that qemu_ovas.py made; the script then compares the disks.
 

@@ -1,11 +1,11 @@
 #include "image_writers.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <fstream>
 #include <random>
 #include <stdexcept>
-
-#include <zlib.h>
 
 namespace ImageWriters {
 

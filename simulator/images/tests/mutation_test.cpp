@@ -1,9 +1,9 @@
-#include "images/byte_source.h"
-#include "test_support.h"
-
 #include <chrono>
 #include <functional>
 #include <random>
+
+#include "images/byte_source.h"
+#include "test_support.h"
 
 using namespace ImageTests;
 using namespace ImageWriters;

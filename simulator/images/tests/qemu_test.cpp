@@ -1,7 +1,7 @@
-#include "test_support.h"
-
 #include <cstdlib>
 #include <set>
+
+#include "test_support.h"
 
 // Reads the images that qemu_images.py made, converts and clones them; the script then compares the results.
 

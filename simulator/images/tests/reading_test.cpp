@@ -1,8 +1,8 @@
-#include "images/byte_source.h"
-#include "test_support.h"
-
 #include <functional>
 #include <random>
+
+#include "images/byte_source.h"
+#include "test_support.h"
 
 using namespace ImageTests;
 using namespace ImageWriters;

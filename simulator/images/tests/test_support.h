@@ -1,13 +1,12 @@
 #pragma once
 
-#include "image_writers.h"
-#include "images/image.h"
-
+#include <gtest/gtest.h>
 #include <scratch.h>
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+
+#include "image_writers.h"
+#include "images/image.h"
 
 namespace ImageTests {
 

@@ -1,8 +1,8 @@
+#include <functional>
+
 #include "base/safe_name.h"
 #include "images/byte_source.h"
 #include "test_support.h"
-
-#include <functional>
 
 using namespace ImageTests;
 using namespace ImageWriters;

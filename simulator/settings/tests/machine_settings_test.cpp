@@ -1,13 +1,12 @@
-#include "fixtures.h"
+#include <gtest/gtest.h>
 
 #include "base/failure.h"
 #include "base/files.h"
+#include "fixtures.h"
 #include "scratch.h"
 #include "settings/global_settings.h"
 #include "settings/machine_settings.h"
 #include "settings/snapshots.h"
-
-#include <gtest/gtest.h>
 
 using namespace VBoxSim;
 

@@ -1,12 +1,11 @@
 // Damaged settings files: an answer or a refusal, never more.
-#include "fixtures.h"
-
-#include "base/failure.h"
-#include "settings/machine_settings.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
+
+#include "base/failure.h"
+#include "fixtures.h"
+#include "settings/machine_settings.h"
 
 using namespace VBoxSim;
 

@@ -1,11 +1,11 @@
+#include <gtest/gtest.h>
+
 #include "base/failure.h"
 #include "base/text.h"
 #include "settings/guest_property_flags.h"
 #include "settings/machine_names.h"
 #include "settings/nat_rules.h"
 #include "settings/storage_buses.h"
-
-#include <gtest/gtest.h>
 
 using namespace VBoxSim;
 

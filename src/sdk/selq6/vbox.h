@@ -1,13 +1,12 @@
 #pragma once
 
 #include <windows.h>
+#include <virtualbox.h>
 
 #include <cstdint>
 #include <mutex>
 #include <sstream>
 #include <string>
-
-#include <virtualbox.h>
 
 #include "selq6/handle_table.h"
 #include "selq6/operation.h"

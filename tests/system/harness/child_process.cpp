@@ -1,9 +1,9 @@
 #include "child_process.h"
 
+#include <tlhelp32.h>
+
 #include <stdexcept>
 #include <utility>
-
-#include <tlhelp32.h>
 
 #include "start_process.h"
 

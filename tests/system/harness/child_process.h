@@ -1,5 +1,6 @@
-#ifndef TRAVIK_TESTS_SYSTEM_CHILD_PROCESS_H
-#define TRAVIK_TESTS_SYSTEM_CHILD_PROCESS_H
+#pragma once
+
+#include <windows.h>
 
 #include <chrono>
 #include <filesystem>
@@ -7,8 +8,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <windows.h>
 
 namespace TravikTest {
 
@@ -72,5 +71,3 @@ private:
 };
 
 } // namespace TravikTest
-
-#endif

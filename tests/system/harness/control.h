@@ -1,10 +1,9 @@
-#ifndef TRAVIK_TESTS_SYSTEM_CONTROL_H
-#define TRAVIK_TESTS_SYSTEM_CONTROL_H
+#pragma once
+
+#include <wrl/client.h>
 
 #include <cstdint>
 #include <string>
-
-#include <wrl/client.h>
 
 #include "vboxsim_control.h"
 
@@ -49,5 +48,3 @@ private:
 };
 
 } // namespace TravikTest
-
-#endif

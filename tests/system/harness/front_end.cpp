@@ -1,11 +1,11 @@
 #include "front_end.h"
 
+#include <shellapi.h>
+
 #include <stdexcept>
 
 #include "library.h"
 #include "scratch.h"
-
-#include <shellapi.h>
 
 namespace TravikTest {
 namespace {
@@ -69,7 +69,7 @@ std::optional<int> playRole()
     const std::vector<std::wstring> arguments = commandLine();
     if (arguments.size() < 3 || arguments[1] != roleOption)
         return std::nullopt;
-    for (const Role* role = firstRole(); role != nullptr; role = role->next_) {
+    for (const Role* role = firstRole(); role; role = role->next_) {
         if (arguments[2] == role->name_)
             return role->body_(RoleIo{{arguments.begin() + 3, arguments.end()}});
     }

@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_SYSTEM_FRONT_END_H
-#define TRAVIK_TESTS_SYSTEM_FRONT_END_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -48,5 +47,3 @@ public:
 };
 
 } // namespace TravikTest
-
-#endif

@@ -9,11 +9,11 @@ namespace TravikTest {
 
 Library::Library() : module_(LoadLibraryW((productFolder() / L"TravikSDK-selq6.dll").c_str())), instance_(nullptr)
 {
-    if (module_ == nullptr)
+    if (!module_)
         throw std::runtime_error("the DLL cannot be loaded");
     const auto getInstance = reinterpret_cast<decltype(&GetVBoxInstance)>(
         reinterpret_cast<void*>(GetProcAddress(module_, "GetVBoxInstance")));
-    if (getInstance == nullptr)
+    if (!getInstance)
         throw std::runtime_error("the DLL does not export GetVBoxInstance");
     instance_ = getInstance();
     // Standard output belongs to the test.

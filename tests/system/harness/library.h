@@ -1,9 +1,8 @@
-#ifndef TRAVIK_TESTS_SYSTEM_LIBRARY_H
-#define TRAVIK_TESTS_SYSTEM_LIBRARY_H
-
-#include "travik/vbox_instance.h"
+#pragma once
 
 #include <windows.h>
+
+#include "travik/vbox_instance.h"
 
 namespace TravikTest {
 
@@ -27,5 +26,3 @@ private:
 Travik::VBoxInstanceImpl& library();
 
 } // namespace TravikTest
-
-#endif

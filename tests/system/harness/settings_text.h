@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_SYSTEM_SETTINGS_TEXT_H
-#define TRAVIK_TESTS_SYSTEM_SETTINGS_TEXT_H
+#pragma once
 
 #include <string>
 
@@ -29,5 +28,3 @@ inline std::string emptyDriveXml(int port)
 }
 
 } // namespace TravikTest
-
-#endif

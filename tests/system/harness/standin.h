@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_SYSTEM_STANDIN_H
-#define TRAVIK_TESTS_SYSTEM_STANDIN_H
+#pragma once
 
 #include <filesystem>
 #include <memory>
@@ -34,5 +33,3 @@ void setWorld(const std::filesystem::path& home);
 void setLinger(milliseconds time);
 
 } // namespace TravikTest
-
-#endif

@@ -153,7 +153,7 @@ void SystemTest::expectNothingHeld()
 
 Control& SystemTest::control()
 {
-    if (control_ == nullptr)
+    if (!control_)
         control_ = std::make_unique<Control>();
     return *control_;
 }

@@ -1,11 +1,10 @@
-#ifndef TRAVIK_TESTS_SYSTEM_SYSTEM_TEST_H
-#define TRAVIK_TESTS_SYSTEM_SYSTEM_TEST_H
+#pragma once
+
+#include <gmock/gmock.h>
 
 #include <initializer_list>
 #include <memory>
 #include <string>
-
-#include <gmock/gmock.h>
 
 #include "child_process.h"
 #include "control.h"
@@ -102,5 +101,3 @@ private:
 };
 
 } // namespace TravikTest
-
-#endif

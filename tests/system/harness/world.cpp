@@ -1,13 +1,13 @@
 #include "world.h"
 
+#include <objbase.h>
+
 #include <array>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
 
 #include "child_process.h"
-
-#include <objbase.h>
 
 namespace TravikTest {
 namespace {

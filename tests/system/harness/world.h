@@ -1,5 +1,4 @@
-#ifndef TRAVIK_TESTS_SYSTEM_WORLD_H
-#define TRAVIK_TESTS_SYSTEM_WORLD_H
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -72,5 +71,3 @@ std::string readFile(const std::filesystem::path& file);
 void writeVdi(const std::filesystem::path& file, const std::wstring& uuid, std::uint32_t megabytes = 4);
 
 } // namespace TravikTest
-
-#endif

@@ -1,7 +1,6 @@
 #include "installation.h"
 
 #include <windows.h>
-
 #include <objbase.h>
 #include <tlhelp32.h>
 #include <vbox_identity.h>
