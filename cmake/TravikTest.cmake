@@ -30,9 +30,22 @@ function(travik_add_test)
         ENVIRONMENT "TRAVIK_TEST_SCRATCH=${scratch};TRAVIK_TEST_BIN=${bin}")
 endfunction()
 
-# One VirtualBox is known to COM at a time: whoever registers one, or asks for it, takes the same lock.
+# One VirtualBox is known to COM at a time: whoever registers one, or asks for it, takes the same lock. Under Wine each
+# prefix has a COM of its own: the tests take turns with three, as they wait more than they compute.
 function(travik_uses_virtualbox)
-    set_tests_properties(${ARGN} PROPERTIES RESOURCE_LOCK virtualbox)
+    foreach(test IN LISTS ARGN)
+        set(lock virtualbox)
+        if(NOT CMAKE_HOST_WIN32)
+            get_property(taken GLOBAL PROPERTY TRAVIK_PREFIXES_TAKEN)
+            math(EXPR prefix "(0${taken} + 1) % 3")
+            set_property(GLOBAL PROPERTY TRAVIK_PREFIXES_TAKEN ${prefix})
+            set(lock virtualbox_${prefix})
+            if(prefix)
+                set_tests_properties(${test} PROPERTIES ENVIRONMENT_MODIFICATION TRAVIK_WINEPREFIX_PART=set:-${prefix})
+            endif()
+        endif()
+        set_tests_properties(${test} PROPERTIES RESOURCE_LOCK ${lock})
+    endforeach()
 endfunction()
 
 # travik_operation_list(out [implementation header [sources of rows...]]): a header with the names of all operations, made
