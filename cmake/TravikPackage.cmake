@@ -33,19 +33,23 @@ if(TARGET vboxsim)
     travik_describe(vboxsim-ps "Proxies of the stand-in VirtualBox")
 endif()
 
-install(TARGETS travik_sdk RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
+install(TARGETS travik_sdk travik_c RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 foreach(target travikctl vboxsim vboxsim-svc vboxsim-session vboxsim-ps)
     if(TARGET ${target})
         install(TARGETS ${target} RUNTIME DESTINATION bin)
     endif()
 endforeach()
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/travik DESTINATION include FILES_MATCHING PATTERN *.h)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/travik DESTINATION include FILES_MATCHING PATTERN *.h PATTERN *.hpp)
 install(FILES ${PROJECT_BINARY_DIR}/include/travik/version.h DESTINATION include/travik)
 install(FILES package/README.md CHANGELOG.md LICENSE.txt DESTINATION .)
 install(DIRECTORY docs/ DESTINATION docs FILES_MATCHING PATTERN *.md PATTERN *.svg
     PATTERN architecture.md EXCLUDE) # for contributors, as CONTRIBUTING.md is
 install(FILES tools/travikctl/travikctl.schema.json DESTINATION share/travikctl)
+install(DIRECTORY ${PROJECT_BINARY_DIR}/bindings/made/ DESTINATION bindings)
+if(MINGW)
+    install(FILES ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/TravikSDK-c.lib DESTINATION lib)
+endif()
 install(DIRECTORY samples/ DESTINATION samples FILES_MATCHING PATTERN *.cpp PATTERN *.h)
 install(FILES cmake/PackagedSamples.cmake DESTINATION samples RENAME CMakeLists.txt)
 foreach(folder simulator/fixtures simulator/scenarios)
@@ -56,6 +60,10 @@ endforeach()
 
 set(TRAVIK_DLL_NAME TravikSDK-selq6${CMAKE_SHARED_LIBRARY_SUFFIX})
 set(TRAVIK_IMPLIB_NAME TravikSDK-selq6${CMAKE_IMPORT_LIBRARY_SUFFIX})
+if(MSVC)
+    set(TRAVIK_BUILT_BY TRAVIK_SDK_BUILT_BY_MSVC) # the headers assume MinGW otherwise
+endif()
+set(TRAVIK_C_IMPLIB_NAME TravikSDK-c${CMAKE_IMPORT_LIBRARY_SUFFIX})
 set(package ${CMAKE_CURRENT_BINARY_DIR}/package)
 configure_package_config_file(cmake/TravikSDKConfig.cmake.in ${package}/TravikSDKConfig.cmake
     INSTALL_DESTINATION lib/cmake/TravikSDK NO_SET_AND_CHECK_MACRO)

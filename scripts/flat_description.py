@@ -56,39 +56,54 @@ OWN_CODES = [
 
 # Where the words for C differ from those for C++.
 TEXTS = {
-    "setLogPath": "Sends the log to this file (appending), away from standard output. Succeeds also when the file cannot "
-                  "be opened: the log then stays on standard output.",
-    "createVmName": "A free machine name: prefix, \"_\" and the first number from 1 to 99 whose settings file does not "
-                    "exist; an empty prefix stands for \"kolbrenix_vbox86\". The 99th is handed out even when it is "
-                    "taken. 101, 159.",
-    "initComComponent": "Creates the VirtualBox objects now rather than on first need. travik_open does it already unless "
-                        "told otherwise. 101, with the HRESULT of what failed.",
-    "resetComComponent": "Drops all objects and handles and creates the VirtualBox objects anew, for example after the "
-                         "server died; watches end. 101, with the HRESULT of what failed.",
-    "releaseRC": "Drops all objects and handles. The next operation that needs VirtualBox creates the objects again.",
-    "getVBoxError": "The HRESULT of the last failed VirtualBox call of any thread or watch: the error of a call tells its "
-                    "own.",
-    "getVBoxErrorMessage": "The text of the last recorded failure of any thread or watch: the error of a call tells its "
-                           "own.",
-    "getRedirects": "The port-forwarding rules as \"name,protocol,host address,host port,guest address,guest port\", all "
-                    "but the last one: the list never holds it, so a single rule gives an empty list. 191, 138.",
-    "getGuestProperty": "A guest property with its time stamp (nanoseconds since 1970) and flags. 181, 139.",
-    "eventSourceGetEvent": "The next event, waiting up to timeoutMs milliseconds for it; 0 when none came. Mark it with "
-                           "travik_eventSourceEventProcessed, then give it back with travik_eventSourceReleaseEvent. 185, "
-                           "186, 149.",
-    "eventSourceRuntimeErrorEventGetFatal": "Whether the error is fatal, 0 or 1. 189, 155.",
-    "progressWaitForCompletion": "Waits until a progress is complete or the time, in milliseconds, is over (-1: without "
-                                 "limit); success says only that the wait was not disturbed. 183, 121, 122. "
-                                 "travik_finishProgress tells the outcome, too.",
-    "listVms": "A new handle for every registered machine. Give each back with travik_releaseMachine, and the list with "
-               "travik_freeMachines. 101, 210 (VirtualBox could not list them), 148.",
-    "launchVMProcess": "Starts a machine. type is the front end that VirtualBox knows (\"headless\", \"gui\", ...); "
-                       "environmentChanges are NAME=value or NAME entries for its process, null for none. "
-                       "travik_finishProgress waits and tells whether the machine runs. Give the progress back with "
-                       "travik_releaseProgress. Not for a locked machine or session; "
-                       "without a session VirtualBox refuses it. 181, 108.",
-    "importOva": "Imports an appliance file, its disks as VDI; the machine is then found by its name. Blocks until done, "
-                 "which can take minutes, and lets no other call in meanwhile. 195, 101, 170, 171, 121, 172, 148, 174.",
+    "setLogPath":
+        "Sends the log to this file (appending), away from standard output. Succeeds also when the file "
+        "cannot be opened: the log then stays on standard output.",
+    "createVmName":
+        "A free machine name: prefix, \"_\" and the first number from 1 to 99 whose settings file does not "
+        "exist; an empty prefix stands for \"kolbrenix_vbox86\". The 99th is handed out even when it is taken. "
+        "101, 159.",
+    "initComComponent":
+        "Creates the VirtualBox objects now rather than on first need. travik_open does it already unless "
+        "told otherwise. 101, with the HRESULT of what failed.",
+    "resetComComponent":
+        "Drops all objects and handles and creates the VirtualBox objects anew, for example after the server "
+        "died; watches end. 101, with the HRESULT of what failed.",
+    "releaseRC":
+        "Drops all objects and handles. The next operation that needs VirtualBox creates the objects again.",
+    "getVBoxError":
+        "The HRESULT of the last failed VirtualBox call of any thread or watch: the error of a call tells its "
+        "own.",
+    "getVBoxErrorMessage":
+        "The text of the last recorded failure of any thread or watch: the error of a call tells its own.",
+    "getRedirects":
+        "The port-forwarding rules as \"name,protocol,host address,host port,guest address,guest port\", all "
+        "but the last one: the list never holds it, so a single rule gives an empty list. 191, 138.",
+    "getGuestProperty":
+        "A guest property with its time stamp (nanoseconds since 1970) and flags. 181, 139.",
+    "eventSourceGetEvent":
+        "The next event, waiting up to timeoutMs milliseconds for it; 0 when none came. Mark it with "
+        "travik_eventSourceEventProcessed, then give it back with travik_eventSourceReleaseEvent. 185, 186, "
+        "149.",
+    "eventSourceRuntimeErrorEventGetFatal":
+        "Whether the error is fatal, 0 or 1. 189, 155.",
+    "progressWaitForCompletion":
+        "Waits until a progress is complete or the time, in milliseconds, is over (-1: without limit); "
+        "success says only that the wait was not disturbed. 183, 121, 122. travik_finishProgress tells the "
+        "outcome, too.",
+    "listVms":
+        "A new handle for every registered machine. Give each back with travik_releaseMachine, and the list "
+        "with travik_freeMachines. 101, 210 (VirtualBox could not list them), 148.",
+    "launchVMProcess":
+        "Starts a machine. type is the front end that VirtualBox knows (\"headless\", \"gui\", ...); "
+        "environmentChanges are NAME=value or NAME entries for its process, null for none. "
+        "travik_finishProgress waits and tells whether the machine runs. Give the progress back with "
+        "travik_releaseProgress. Not for a locked machine or session; without a session VirtualBox refuses "
+        "it. 181, 108.",
+    "importOva":
+        "Imports an appliance file, its disks as VDI; the machine is then found by its name. Blocks until "
+        "done, which can take minutes, and lets no other call in meanwhile. 195, 101, 170, 171, 121, 172, "
+        "148, 174.",
 }
 # What the functions here return beyond the operation.
 EXTRA_CODES = {"progressWaitForCompletion": {122}}

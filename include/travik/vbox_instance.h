@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "same_compiler.h"
 #include "sdk_error.h"
 #include "vbox_types.h"
 

@@ -82,6 +82,9 @@ def check_contents(folder):
               "bin/TravikSDK-selq6.dll", "bin/travikctl.exe", "bin/vboxsim.exe", "bin/vboxsim-svc.exe",
               "bin/vboxsim-session.dll", "bin/vboxsim-ps.dll", "lib/TravikSDK-selq6.dll.a",
               "include/travik/vbox_instance.h", "include/travik/scoped_handle.h", "include/travik/version.h",
+              "bin/TravikSDK-c.dll", "lib/TravikSDK-c.dll.a", "lib/TravikSDK-c.lib", "include/travik/travik.h",
+              "include/travik/travik.hpp", "bindings/travik_api.json", "bindings/node/made.js",
+              "bindings/python/travik/_made.py", "bindings/rust/travik-sys/src/lib.rs", "bindings/csharp/Made.cs",
               "share/travikctl/travikctl.schema.json"]
     unwanted = ["CONTRIBUTING.md", "docs/architecture.md"]
     missing = [name for name in wanted if not (folder / name).is_file()]
@@ -151,8 +154,31 @@ def check_wrong_consumer(prefix):
     command = ["cmake", "-S", here / "project", "-B", scratch / "native", "-G", "Ninja",
                f"-DCMAKE_PREFIX_PATH={prefix}"]
     done = subprocess.run(command, capture_output=True, text=True)
-    if done.returncode == 0 or "it serves Windows programs built by GNU" not in " ".join(done.stderr.split()):
+    if done.returncode == 0 or "it serves 64-bit Windows programs built by GNU" not in " ".join(done.stderr.split()):
         fail(f"a native build is not refused with the reason:\n{done.stdout}{done.stderr}")
+
+
+def check_components(prefix):
+    """What find_package answers to components, for the compiler of the package and for clang."""
+    project = scratch / "components"
+    project.mkdir()
+    (project / "CMakeLists.txt").write_text("""cmake_minimum_required(VERSION 3.21)
+project(components LANGUAGES CXX)
+find_package(TravikSDK 1.0 REQUIRED COMPONENTS ${wanted})
+""", encoding="utf-8")
+    clang = ["-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_CXX_COMPILER_TARGET=x86_64-w64-windows-gnu"]
+    for wanted, options, reason in (
+            ("c;cpp;vboxsim", clang, None), ("helper", clang, "take travik.hpp or travik.h"),
+            ("sdk;c", [f"-DCMAKE_CXX_COMPILER={compiler}"], None),
+            ("qt", [f"-DCMAKE_CXX_COMPILER={compiler}"], "it has no component qt")):
+        shutil.rmtree(project / "build", ignore_errors=True)
+        command = ["cmake", "-S", project, "-B", project / "build", "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
+                   "-DCMAKE_SYSTEM_NAME=Windows", "-DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY",
+                   f"-Dwanted={wanted}", *options]
+        done = subprocess.run(command, capture_output=True, text=True)
+        told = " ".join(done.stderr.split())
+        if (done.returncode == 0) != (reason is None) or (reason or "") not in told:
+            fail(f"components {wanted}: {done.returncode}, {done.stdout}{done.stderr}")
 
 
 def expect_lines(stand_in, program, wanted):
@@ -176,6 +202,7 @@ def main():
     check_version(prefix, re.search(r"-- TravikSDK (\S+) selq6$", told, re.M)[1])
     make(prefix / "samples", "samples-build", prefix)
     check_wrong_consumer(prefix)
+    check_components(prefix)
 
     binaries = prefix / "bin"
     for program in ("travikctl", "vboxsim"):

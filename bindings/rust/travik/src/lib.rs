@@ -206,7 +206,7 @@ macro_rules! handle {
     ($name:ident, $raw:ty, $release:path) => {
         #[derive(Debug)]
         pub struct $name {
-            raw: $raw,
+            pub(crate) raw: $raw,
         }
 
         impl $name {

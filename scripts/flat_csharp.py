@@ -1,0 +1,104 @@
+"""The made file of the C# binding: Made.cs, with the declarations and a class for each kind of object."""
+import textwrap
+
+from flat_model import class_of, classes
+
+NUMBERS = {"u32": "uint", "i32": "int", "i64": "long"}
+KEYWORDS = {"event"}
+
+
+def name_of(each):
+    return f"@{each['name']}" if each["name"] in KEYWORDS else each["name"]
+
+
+def pascal(name):
+    return name[0].upper() + name[1:]
+
+
+def declaration(function):
+    if function["kind"] == "converter":
+        parameters = "uint value"
+    elif function["kind"] == "release":
+        parameters = "ulong handle"
+    else:
+        made = []
+        for each in function["parameters"]:
+            name, base, out = name_of(each), each["type"], each["direction"] == "out"
+            if base in ("texts", "numbers") and not out:
+                made += [f"{'IntPtr' if base == 'texts' else 'uint'}[] {name}", f"uint {name}Count"]
+                continue
+            kind = {"text": "IntPtr" if out else "byte[]", "texts": "RawList", "handles": "RawList",
+                    "handle": "ulong"}.get(base) or NUMBERS[base]
+            made.append(f"{'out ' if out else ''}{kind} {name}")
+        parameters = ", ".join(made + ["uint deadlineMs", "out IntPtr error"])
+    return f"        [DllImport(Dll)] internal static extern uint {function['name']}({parameters});"
+
+
+def type_of(api, each):
+    base = each["type"]
+    if base in ("handle", "handles"):
+        return class_of(api, each["handle"]) + ("[]" if base == "handles" else "")
+    meaning = each.get("meaning")
+    return meaning or {"text": "string", "texts": "string[]"}.get(base, NUMBERS.get(base))
+
+
+def method(api, each):
+    indent = " " * 12
+    parameters = [f"{type_of(api, one)} {name_of(one)}" for one in each.inputs]
+    outputs = [f"{type_of(api, out)} {name_of(out)}" for out in each.outputs]
+    result = type_of(api, each.outputs[0]) if len(outputs) == 1 else f"({', '.join(outputs)})" if outputs else "void"
+    words = each.comment.replace("&", "&amp;").replace("<", "&lt;")
+    text = "".join(f"        /// {line}\n" for line in
+                   textwrap.wrap(f"<summary>{words}</summary>", 106, break_on_hyphens=False))
+    name = pascal(each.name)
+    name += "OfMachine" if name == each.owner else ""
+    text += f"        public {result} {name}({', '.join(parameters + ['TimeSpan? limit = null'])})\n        {{\n"
+    before, held, arguments, takers = "", "", ["Raw"] if each.receiver else [], []
+    for one in each.function["parameters"]:
+        label, base = name_of(one), one["type"]
+        if one is each.receiver:
+            continue
+        if one["direction"] == "out":
+            kind = {"text": "IntPtr", "texts": "RawList", "handles": "RawList", "handle": "ulong"}.get(base)
+            place = f"{one['name']}Out"
+            before += f"{indent}{kind or NUMBERS[base]} {place} = default({kind or NUMBERS[base]});\n"
+            arguments.append(f"out {place}")
+            owner = class_of(api, one["handle"]) if base in ("handle", "handles") else ""
+            takers.append({"text": f"Core.TakeText({place})", "texts": f"Core.TakeTexts({place})",
+                           "handle": f"new {owner}({place})",
+                           "handles": f"Array.ConvertAll(Core.TakeHandles({place}), each => new {owner}(each))"}.get(base)
+                          or (f"{place} != 0" if one.get("meaning") == "bool" else
+                              f"({one['meaning']}){place}" if one.get("meaning") else place))
+        elif base == "texts":
+            held = f"{indent}using (var {one['name']}In = new NativeTexts({label}))\n    "
+            arguments += [f"{one['name']}In.Items", f"(uint){label}.Length"]
+        elif one.get("meaning") == "bool":
+            arguments.append(f"{label} ? 1u : 0u")
+        else:
+            arguments.append({"text": f"Core.Utf8({label})", "handle": f"{label}.Raw"}.get(
+                base, f"(uint){label}" if one.get("meaning") else label))
+    call = ", ".join(arguments + ["Core.Milliseconds(limit)", "out error"])
+    text += f"{before}{held}{indent}Core.Check((out IntPtr error) => Native.{each.function['name']}({call}));\n"
+    if takers:
+        text += f"{indent}return {takers[0] if len(takers) == 1 else '(' + ', '.join(takers) + ')'};\n"
+    return text + "        }\n"
+
+
+def made(api):
+    parts = ["// Made by scripts/make_flat_bindings.py: the declarations, and a class for each kind of object.\nusing System;\n"
+             "using System.Runtime.InteropServices;\n\nnamespace Travik\n{"]
+    for name, values in (api["enumerations"] | {"Code": api["codes"] | api["ownCodes"]}).items():
+        if name != "VBoxResultCode":
+            rows = ",\n".join(f"        {value} = {number}" for value, number in values.items())
+            parts.append(f"    public enum {name} : uint\n    {{\n{rows}\n    }}\n")
+    parts.append("    internal static partial class Native\n    {\n" +
+                 "\n".join(declaration(each) for each in api["functions"]) + "\n    }\n")
+    for name, methods in classes(api).items():
+        body = "\n".join(method(api, each) for each in methods)
+        if name == "Library":
+            parts.append(f"    public sealed partial class Library\n    {{\n{body}    }}\n")
+            continue
+        handle = next(each for each in api["handles"] if each["class"] == name)
+        parts.append(f"    public sealed partial class {name} : Handle\n    {{\n"
+                     f"        internal {name}(ulong raw) : base(raw, Native.{handle['release']}) {{ }}\n\n{body}    }}\n")
+    return "\n".join(parts) + "}\n"
