@@ -40,7 +40,8 @@ public:
     }
 
 """
-FINISH = """    /// Waits until the task is complete, and throws as it failed. It goes on after TimedOut. 183, 121 to 124.
+FINISH = """\
+    /// Waits until the task is complete, and throws as it failed. It goes on after TimedOut. 183, 121 to 124.
     void finish(Limit limit = Limit()) const
     {
         detail::check(
@@ -71,8 +72,8 @@ def result_type(api, each):
         return class_of(api, each["handle"])
     if base == "handles":
         return f"std::vector<{class_of(api, each['handle'])}>"
-    return each.get("meaning") or {"text": "std::string", "texts": "std::vector<std::string>"}.get(base,
-                                                                                                  NUMBERS.get(base))
+    texts = {"text": "std::string", "texts": "std::vector<std::string>"}
+    return each.get("meaning") or texts.get(base, NUMBERS.get(base))
 
 
 def results(api, method):

@@ -66,7 +66,7 @@ def method(api, each):
             owner = class_of(api, one["handle"]) if base in ("handle", "handles") else ""
             takers.append({"text": f"Core.TakeText({place})", "texts": f"Core.TakeTexts({place})",
                            "handle": f"new {owner}({place})",
-                           "handles": f"Array.ConvertAll(Core.TakeHandles({place}), each => new {owner}(each))"}.get(base)
+                           "handles": f"Array.ConvertAll(Core.TakeHandles({place}), one => new {owner}(one))"}.get(base)
                           or (f"{place} != 0" if one.get("meaning") == "bool" else
                               f"({one['meaning']}){place}" if one.get("meaning") else place))
         elif base == "texts":
@@ -85,8 +85,8 @@ def method(api, each):
 
 
 def made(api):
-    parts = ["// Made by scripts/make_flat_bindings.py: the declarations, and a class for each kind of object.\nusing System;\n"
-             "using System.Runtime.InteropServices;\n\nnamespace Travik\n{"]
+    parts = ["// Made by scripts/make_flat_bindings.py: the declarations, and a class for each kind of object.\n"
+             "using System;\nusing System.Runtime.InteropServices;\n\nnamespace Travik\n{"]
     for name, values in (api["enumerations"] | {"Code": api["codes"] | api["ownCodes"]}).items():
         if name != "VBoxResultCode":
             rows = ",\n".join(f"        {value} = {number}" for value, number in values.items())
@@ -100,5 +100,6 @@ def made(api):
             continue
         handle = next(each for each in api["handles"] if each["class"] == name)
         parts.append(f"    public sealed partial class {name} : Handle\n    {{\n"
-                     f"        internal {name}(ulong raw) : base(raw, Native.{handle['release']}) {{ }}\n\n{body}    }}\n")
+                     f"        internal {name}(ulong raw) : base(raw, Native.{handle['release']}) {{ }}\n\n"
+                     f"{body}    }}\n")
     return "\n".join(parts) + "}\n"

