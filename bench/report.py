@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Makes the table, results.json and the plots of what the benchmarks wrote.
 
-report.py FOLDER DLL        FOLDER: in_process.json, out_of_process.json, growth.json, round_trips.json, import.json,
-                            load
+report.py FOLDER DLL        FOLDER: in_process.json, flat.json, worker.json, out_of_process.json, growth.json,
+                            round_trips.json, import.json, load
 """
 
 import json
@@ -16,6 +16,7 @@ import sys
 SHAPES = ["no output", "number out", "text out", "object out", "list out"]
 PAIRS = ["no output", "number out", "text out", "text in and out", "object out", "list out"]
 TARGET = 1.05  # of both floors
+FLAT_TARGET = 1.10  # of C++
 COUNTS = [1, 10, 100, 1000, 2000]
 UNITS = {"ns": 1e-3, "us": 1, "ms": 1e3}
 
@@ -162,6 +163,17 @@ def main():
     compared(report, inside, result, "in_process", "In the process, on fakes", ("operation", "floor"), SHAPES, TARGET)
     compared(report, outside, result, "out_of_process", "Server in another process, against COM by hand",
              ("library", "raw"), PAIRS, TARGET)
+
+    flat, worker = samples(folder / "flat.json"), samples(folder / "worker.json")
+    shapes = ["no output", "number out", "text out"]
+    compared(report, flat, result, "flat", "Through C on the caller's thread, against C++", ("flat", "direct"), shapes,
+             FLAT_TARGET)
+    report.head("Through C by the worker", "shape", "worker", "direct", "hand-over and back")
+    for name in shapes:
+        one, other = worker["worker/" + name], worker["direct/" + name]
+        more_time = spread(one)["median"] - spread(other)["median"]
+        result.setdefault("worker", {})[name] = {"worker": spread(one), "direct": spread(other), "more": more_time}
+        report.row(name, time_text(one), time_text(other), f"{more_time:.3g} us")
 
     report.head("Round trips", "operations", "calls of VirtualBox", "messages with COM's own", "by hand", "differ")
     differing = [trip["operation"] for trip in trips
