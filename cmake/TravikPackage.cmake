@@ -1,9 +1,13 @@
 # What `cmake --install` lays out, and scripts/package packs: bin, lib with the CMake package, include, docs, samples.
 include(CMakePackageConfigHelpers)
 
-# travik_describe(target "What it is" [PROGRAM]): a version resource; for a program also the manifest.
+# travik_describe(target "What it is"): a version resource; for a program also the manifest.
 function(travik_describe target description)
     get_target_property(type ${target} TYPE)
+    get_target_property(name ${target} OUTPUT_NAME)
+    if(NOT name)
+        set(name ${target})
+    endif()
     set(file_type VFT_DLL)
     set(manifest "")
     set(suffix .dll)
@@ -23,6 +27,8 @@ function(travik_describe target description)
         OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/program.manifest)
 endfunction()
 
+travik_describe(travik_sdk "${PROJECT_DESCRIPTION}")
+travik_describe(travik_c "Flat C interface of TravikSDK")
 if(TARGET travikctl)
     travik_describe(travikctl "Command line of TravikSDK")
 endif()
