@@ -40,7 +40,7 @@
  *
  * deadlineMs limits a call, in milliseconds from now: 0 is what travik_options say, TRAVIK_NO_DEADLINE no limit. A
  * call that has not begun by then never will; one that has begun goes on behind the caller's back, and what it hands
- * out is given back.
+ * out is given back, a lock of lockMachine too.
  */
 
 #include <stddef.h>

@@ -4,6 +4,7 @@
 #include <list>
 #include <optional>
 #include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "connection.h"
@@ -223,6 +224,9 @@ inline std::uint32_t invoke(std::wstring (VBoxInstanceImpl::*)(), VBoxInstanceIm
 /// The operations that start the COM side, which succeed even when it does not start: this gives 101 then.
 std::uint32_t start(VBoxInstanceImpl& sdk, Start how);
 
+/// Unlocks a machine that was locked for nobody.
+void giveLockBack(VBoxInstanceImpl& sdk) noexcept;
+
 /// One call of an operation, with all that it needs: it may outlive its caller.
 template <class Call, class... Parameters>
 class OperationJob : public Job
@@ -246,6 +250,8 @@ public:
 
     void abandon(VBoxInstanceImpl& sdk) noexcept override
     {
+        if (std::is_same_v<Call, Calls::lockMachine> && failure_.code == 0)
+            giveLockBack(sdk);
         try {
             std::apply([&](auto&... parameter) { (parameter.discard(sdk), ...); }, parameters_);
         } catch (...) {

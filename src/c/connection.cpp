@@ -201,6 +201,15 @@ std::uint32_t postRelease(Release::Operation operation, VBoxHandle handle) noexc
     }
 }
 
+void giveLockBack(VBoxInstanceImpl& sdk) noexcept
+{
+    try {
+        sdk.unlockMachine();
+    } catch (...) {
+        // A mutex that cannot be locked: the lock stays with the session.
+    }
+}
+
 std::uint32_t start(VBoxInstanceImpl& sdk, Start how)
 {
     if (how == Start::anew)

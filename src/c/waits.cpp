@@ -119,10 +119,17 @@ public:
         : machine_(machine), lockType_(lockType), until_(until)
     {}
 
+    void abandon(VBoxInstanceImpl& sdk) noexcept override
+    {
+        if (locked_)
+            giveLockBack(sdk);
+    }
+
 protected:
     std::optional<std::uint32_t> look(VBoxInstanceImpl& sdk) override
     {
         const std::uint32_t code = sdk.lockMachine(machine_, lockType_);
+        locked_ = code == 0;
         if (code != 0 && isLockRace(sdk.getVBoxError()) && Clock::now() < until_)
             return std::nullopt;
         return code;
@@ -132,6 +139,7 @@ private:
     VBoxHandle machine_;
     std::uint32_t lockType_;
     Clock::time_point until_;
+    bool locked_ = false;
 };
 
 /// Whether the caller's own thread waits, as long as the library does.

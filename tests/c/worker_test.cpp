@@ -80,6 +80,33 @@ TEST_F(Worker, WhatComesAfterADeadlineIsGivenBack)
     EXPECT_TRUE(fake.live.empty());
 }
 
+TEST_F(Worker, ALockThatComesAfterItsDeadlineIsGivenBack)
+{
+    open();
+    const auto plain = [] { return travik_lockMachine(machine(1), TRAVIK_LockType_Write, 50, nullptr); };
+    const auto waiting = [] { return travik_lockMachineInTime(machine(1), TRAVIK_LockType_Write, 5000, 50, nullptr); };
+    int locks = 0;
+    for (const std::function<std::uint32_t()>& lock : {std::function<std::uint32_t()>(plain), {waiting}}) {
+        Blocked blocked(*this, "lockMachine");
+        EXPECT_EQ(lock(), TRAVIK_Deadline);
+        blocked.release();
+        drain();
+        EXPECT_EQ(count("lockMachine"), ++locks);
+        EXPECT_EQ(count("unlockMachine"), locks);
+    }
+}
+
+TEST_F(Worker, ALockThatIsRefusedAfterItsDeadlineIsNotGivenBack)
+{
+    open();
+    Blocked blocked(*this, "lockMachine");
+    fake.fail("lockMachine", 109, 0x80070005);
+    EXPECT_EQ(travik_lockMachine(machine(1), TRAVIK_LockType_Write, 50, nullptr), TRAVIK_Deadline);
+    blocked.release();
+    drain();
+    EXPECT_EQ(count("unlockMachine"), 0);
+}
+
 TEST_F(Worker, TheDeadlineOfTheOptionsHoldsForCallsThatGiveNone)
 {
     open(0, 50);
