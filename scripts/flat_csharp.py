@@ -1,10 +1,11 @@
 """The made file of the C# binding: Made.cs, with the declarations and a class for each kind of object."""
 import textwrap
 
-from flat_model import class_of, classes
+from flat_model import class_of, classes, constants, names_of_objects, structs
 
 NUMBERS = {"u32": "uint", "i32": "int", "i64": "long"}
 KEYWORDS = {"event"}
+PLAIN = {"uint32_t": "uint", "const char*": "IntPtr", "void": "void", "travik_callback": "IntPtr", "void*": "IntPtr"}
 
 
 def name_of(each):
@@ -12,7 +13,38 @@ def name_of(each):
 
 
 def pascal(name):
-    return name[0].upper() + name[1:]
+    return name[:1].upper() + name[1:]
+
+
+def raw_name(kind):
+    return "Raw" + pascal(kind.removeprefix("travik_"))
+
+
+def parameter(api, each, function):
+    """Of a type in C, for a function of the frame."""
+    kind = each["type"]
+    if kind in names_of_objects(api) | PLAIN.keys():
+        return f"{PLAIN.get(kind, 'ulong')} {each['name']}"
+    base = kind.removeprefix("const ").rstrip("*")
+    direction = "ref" if kind.startswith("const ") or function["name"].startswith("travik_free") else "out"
+    made = "IntPtr" if kind.endswith("**") else "ulong" if base in names_of_objects(api) else raw_name(base)
+    return f"{direction} {made} {each['name']}"
+
+
+def frame(api):
+    """The structs, and the functions beside the operations."""
+    parts = []
+    for each in structs(api):
+        fields = "\n".join(f"        public {PLAIN.get(field['type'], 'IntPtr')} {pascal(field['name'])};"
+                           for field in each["fields"])
+        parts.append("    [StructLayout(LayoutKind.Sequential)]\n"
+                     f"    internal struct {raw_name(each['name'])}\n    {{\n{fields}\n    }}\n")
+    rows = [f"        internal const uint {name} = {value};" for name, value in constants(api).items()]
+    for each in api["frame"]:
+        parameters = ", ".join(parameter(api, one, each) for one in each["parameters"])
+        rows.append(f"        [DllImport(Dll)] internal static extern {PLAIN[each['result']]} {each['name']}"
+                    f"({parameters});")
+    return parts, rows
 
 
 def declaration(function):
@@ -27,8 +59,8 @@ def declaration(function):
             if base in ("texts", "numbers") and not out:
                 made += [f"{'IntPtr' if base == 'texts' else 'uint'}[] {name}", f"uint {name}Count"]
                 continue
-            kind = {"text": "IntPtr" if out else "byte[]", "texts": "RawList", "handles": "RawList",
-                    "handle": "ulong"}.get(base) or NUMBERS[base]
+            kind = {"text": "IntPtr" if out else "byte[]", "texts": "RawTexts", "handle": "ulong",
+                    "handles": f"Raw{pascal(each.get('handle', ''))}s"}.get(base) or NUMBERS[base]
             made.append(f"{'out ' if out else ''}{kind} {name}")
         parameters = ", ".join(made + ["uint deadlineMs", "out IntPtr error"])
     return f"        [DllImport(Dll)] internal static extern uint {function['name']}({parameters});"
@@ -59,7 +91,8 @@ def method(api, each):
         if one is each.receiver:
             continue
         if one["direction"] == "out":
-            kind = {"text": "IntPtr", "texts": "RawList", "handles": "RawList", "handle": "ulong"}.get(base)
+            kind = {"text": "IntPtr", "texts": "RawTexts", "handle": "ulong",
+                    "handles": f"Raw{pascal(one.get('handle', ''))}s"}.get(base)
             place = f"{one['name']}Out"
             before += f"{indent}{kind or NUMBERS[base]} {place} = default({kind or NUMBERS[base]});\n"
             arguments.append(f"out {place}")
@@ -91,8 +124,11 @@ def made(api):
         if name != "VBoxResultCode":
             rows = ",\n".join(f"        {value} = {number}" for value, number in values.items())
             parts.append(f"    public enum {name} : uint\n    {{\n{rows}\n    }}\n")
-    parts.append("    internal static partial class Native\n    {\n" +
-                 "\n".join(declaration(each) for each in api["functions"]) + "\n    }\n")
+    declared, rows = frame(api)
+    rows += [declaration(each) for each in api["functions"]]
+    body = "\n".join(rows)
+    parts += declared + ['    internal static class Native\n    {\n'
+                         f'        private const string Dll = "TravikSDK-c";\n\n{body}\n    }}\n']
     for name, methods in classes(api).items():
         body = "\n".join(method(api, each) for each in methods)
         if name == "Library":

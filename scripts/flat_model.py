@@ -1,4 +1,4 @@
-"""The operations as methods of classes, for bindings with objects. From the description of flat_description.py."""
+"""What the bindings with objects have in common. From travik_api.json."""
 import re
 
 # Parameters that may be left out, as what they then are.
@@ -50,6 +50,23 @@ def classes(api):
 
 def class_of(api, handle):
     return next(each["class"] for each in api["handles"] if each["name"] == handle)
+
+
+def names_of_objects(api):
+    """The C types that travel as a 64-bit number: the handles and the watcher."""
+    return {each["type"] for each in api["handles"]} | {
+        each["name"] for each in api["structs"] if [field["name"] for field in each["fields"]] == ["value"]}
+
+
+def constants(api):
+    """The numbers that a binding's ground needs."""
+    numbers = api["constants"] | api["ownCodes"]
+    return {name.removeprefix("TRAVIK_"): value for name, value in numbers.items()}
+
+
+def structs(api):
+    """The structs that hold more."""
+    return [each for each in api["structs"] if each["name"] not in names_of_objects(api)]
 
 
 def snake(name):

@@ -1,12 +1,31 @@
-"""The made files of the Node binding: made.js, with the prototypes and a class for each kind of object, and types."""
+"""The made files of the Node binding: raw.js with structs and prototypes, made.js with a class for each kind of object,
+and its types."""
 import textwrap
 
-from flat_model import OPTIONAL, class_of, classes
+from flat_model import OPTIONAL, class_of, classes, constants, names_of_objects, structs
 
 NUMBERS = {"u32": "uint32_t", "i32": "int32_t", "i64": "int64_t"}
+PLAIN = {"uint32_t": "uint32_t", "const char*": "const char *", "void": "void"}
 
 
-def prototype(function):
+def parameter(api, name, kind):
+    """Of a type in C, for a function of the frame."""
+    if kind in names_of_objects(api):
+        return "uint64_t"
+    if kind in PLAIN:
+        return PLAIN[kind]
+    if kind.startswith("const "):
+        return f"{kind[6:-1]} *"
+    direction = "_Inout_" if name.startswith("travik_free") else "_Out_"
+    if kind.endswith("**"):
+        return f"{direction} void **"
+    base = kind.rstrip("*")
+    if base in ("void", "travik_callback"):
+        return "void *"
+    return f"{direction} {'uint64_t' if base in names_of_objects(api) else base} *"
+
+
+def parameters(function):
     if function["kind"] == "converter":
         return ["uint32_t"]
     if function["kind"] == "release":
@@ -17,11 +36,27 @@ def prototype(function):
         if base in ("texts", "numbers") and not out:
             made += ["const char **" if base == "texts" else "uint32_t *", "uint32_t"]
         elif out:
-            made.append({"text": "_Out_ void **", "texts": "_Out_ TravikList *", "handles": "_Out_ TravikList *",
-                         "handle": "_Out_ uint64_t *"}.get(base) or f"_Out_ {NUMBERS[base]} *")
+            made.append({"text": "_Out_ void **", "texts": "_Out_ travik_texts *", "handle": "_Out_ uint64_t *",
+                         "handles": f"_Out_ travik_{each.get('handle')}s *"}.get(base) or f"_Out_ {NUMBERS[base]} *")
         else:
             made.append({"text": "const char *", "handle": "uint64_t"}.get(base) or NUMBERS[base])
     return made + ["uint32_t", "_Out_ void **"]
+
+
+def raw(api):
+    parts = ["// Made by scripts/make_flat_bindings.py: structs, constants and prototypes, as travik.h has them.\n"
+             "'use strict';\n\nconst koffi = require('koffi');\n"]
+    for each in structs(api):
+        rows = "\n".join(f"  {field['name']}: '{PLAIN.get(field['type'], 'void *')}'," for field in each["fields"])
+        parts.append(f"koffi.struct('{each['name']}', {{\n{rows}\n}});\n")
+    rows = "\n".join(f"  {name}: {value}," for name, value in constants(api).items())
+    parts.append(f"const constants = Object.freeze({{\n{rows}\n}});\n")
+    rows = [f"  {each['name']}: ['{PLAIN[each['result']]}', "
+            f"{[parameter(api, each['name'], one['type']) for one in each['parameters']]!r}]," for each in api["frame"]]
+    rows += [f"  {each['name']}: ['uint32_t', {parameters(each)!r}]," for each in api["functions"]]
+    text = "\n".join(rows)
+    parts.append(f"// name: result, parameters\nconst prototypes = {{\n{text}\n}};\n")
+    return "\n".join(parts + ["module.exports = { constants, prototypes };\n"])
 
 
 def place(api, each):
@@ -90,10 +125,8 @@ def enumerations(api):
 
 
 def script(api):
-    parts = ["// Made by scripts/make_flat_bindings.py: the prototypes, and a class for each kind of object.\n"
+    parts = ["// Made by scripts/make_flat_bindings.py: a class for each kind of object.\n"
              "'use strict';\n\nconst core = require('./core');\n"]
-    rows = "\n".join(f"  {each['name']}: {prototype(each)!r}," for each in api["functions"])
-    parts.append(f"core.declare({{\n{rows}\n}});\n")
     for name, values in (enumerations(api) | {"Code": api["codes"] | api["ownCodes"]}).items():
         rows = "\n".join(f"  {value}: {number}," for value, number in values.items())
         parts.append(f"const {name} = Object.freeze({{\n{rows}\n}});\n")

@@ -1,26 +1,66 @@
-"""The made file of the Python binding: travik/_made.py, with the prototypes and a class for each kind of object."""
+"""The made files of the Python binding: travik/_raw.py with structs and prototypes, travik/_made.py with a class for
+each kind of object."""
 import textwrap
 
-from flat_model import OPTIONAL, class_of, classes, snake
+from flat_model import OPTIONAL, class_of, classes, constants, names_of_objects, snake, structs
 
 NUMBERS = {"u32": "c_uint32", "i32": "c_int32", "i64": "c_int64"}
+# By types in C. What a char** gives has to be given back by its address.
+FIELDS = {"const char*": "c_char_p", "char**": "POINTER(c_char_p)", "uint32_t": "c_uint32"}
+PARAMETERS = FIELDS | {"char**": "POINTER(c_void_p)", "void*": "c_void_p", "travik_callback": "c_void_p",
+                       "void": "None"}
+HEAD = """\
+\"\"\"Made by scripts/make_flat_bindings.py: structs, constants and prototypes, as travik.h has them.\"\"\"
+from ctypes import POINTER, Structure, c_char_p, c_int32, c_int64, c_uint32, c_uint64, c_void_p
 
 
-def prototype(function):
+class Raw(Structure):
+    \"\"\"A handle.\"\"\"
+    _fields_ = [("value", c_uint64)]
+"""
+
+
+def ctype(api, kind, known):
+    """Of a type in C."""
+    if kind in known:
+        return known[kind]
+    base = kind.removeprefix("const ").rstrip("*")
+    made = "Raw" if base in names_of_objects(api) else base
+    for _ in range(kind.count("*")):
+        made = f"POINTER({made})"
+    return made
+
+
+def parameters(function):
     if function["kind"] == "converter":
-        return "[c_uint32]"
+        return ["c_uint32"]
     if function["kind"] == "release":
-        return "[Raw]"
+        return ["Raw"]
     made = []
     for each in function["parameters"]:
         base, out = each["type"], each["direction"] == "out"
         if base in ("texts", "numbers") and not out:
             made += ["POINTER(c_char_p)" if base == "texts" else "POINTER(c_uint32)", "c_uint32"]
             continue
-        kind = {"text": "c_void_p" if out else "c_char_p", "texts": "List", "handles": "List",
-                "handle": "Raw"}.get(base) or NUMBERS[base]
+        kind = {"text": "c_void_p" if out else "c_char_p", "texts": "travik_texts", "handle": "Raw",
+                "handles": f"travik_{each.get('handle')}s"}.get(base) or NUMBERS[base]
         made.append(f"POINTER({kind})" if out else kind)
-    return f"[{', '.join(made + ['c_uint32', 'POINTER(POINTER(ErrorData))'])}]"
+    return made + ["c_uint32", "POINTER(POINTER(travik_error))"]
+
+
+def raw(api):
+    parts = [HEAD]
+    for each in structs(api):
+        fields = [f'("{snake(field["name"])}", {ctype(api, field["type"], FIELDS)})' for field in each["fields"]]
+        rows = ",\n                ".join(fields)
+        parts.append(f"\n\nclass {each['name']}(Structure):\n    _fields_ = [{rows}]\n")
+    numbers = "\n".join(f"{name} = {value}" for name, value in constants(api).items())
+    parts.append(f"\n\n{numbers}\n\n# name: result, parameters\nPROTOTYPES = {{\n")
+    for each in api["frame"]:
+        told = ", ".join(ctype(api, one["type"], PARAMETERS) for one in each["parameters"])
+        parts.append(f'    "{each["name"]}": ({ctype(api, each["result"], PARAMETERS)}, [{told}]),\n')
+    parts += [f'    "{each["name"]}": (c_uint32, [{", ".join(parameters(each))}]),\n' for each in api["functions"]]
+    return "".join(parts) + "}\n"
 
 
 def input_type(api, each):
@@ -77,13 +117,11 @@ def method(api, each):
 
 
 def made(api):
-    parts = ['"""Made by scripts/make_flat_bindings.py: the prototypes, and a class for each kind of object."""\n'
-             "from __future__ import annotations\n\nimport enum\n"
-             "from ctypes import POINTER, c_char_p, c_int32, c_int64, c_uint32, c_void_p\n"
+    parts = ['"""Made by scripts/make_flat_bindings.py: a class for each kind of object."""\n'
+             "from __future__ import annotations\n\nimport enum\nfrom ctypes import c_int32, c_int64, c_uint32\n"
              "from typing import Sequence\n\n"
-             "from ._core import (ErrorData, Handle, HandlePlace, Limit, List, MachinesPlace, NumberPlace, Raw, "
-             "TextPlace,\n"
-             "                    TextsPlace, _call, declare, texts, utf8)\n"]
+             "from ._core import (Handle, HandlePlace, Limit, MachinesPlace, NumberPlace, TextPlace, TextsPlace,\n"
+             "                    _call, texts, utf8)\n"]
     for name, values in api["enumerations"].items():
         if name in ("Result", "VBoxResultCode"):
             continue
@@ -93,8 +131,6 @@ def made(api):
     parts.append(f'\nclass Result(enum.IntEnum):\n    """HRESULTs, as an error\'s result tells them."""\n{rows}\n')
     rows = "\n".join(f"    {name} = {number}" for name, number in (api["codes"] | api["ownCodes"]).items())
     parts.append(f'\nclass Code(enum.IntEnum):\n    """What an error\'s code tells."""\n{rows}\n')
-    rows = "\n".join(f'    "{each["name"]}": {prototype(each)},' for each in api["functions"])
-    parts.append(f"\ndeclare({{\n{rows}\n}})\n")
     for name, methods in classes(api).items():
         if name == "Library":
             head = "\nclass LibraryOperations:\n"

@@ -2,10 +2,30 @@
 import re
 import textwrap
 
-from flat_model import class_of, classes, snake
+from flat_model import class_of, classes, names_of_objects, snake, structs
 
 NUMBERS = {"u32": "u32", "i32": "i32", "i64": "i64"}
 KEYWORDS = {"type"}
+C_TYPES = {"uint32_t": "u32", "int32_t": "i32", "uint64_t": "u64", "char": "c_char", "void": "c_void"}
+HEAD = """\
+//! The functions of travik.h as they are; see the crate `travik` for more comfort.
+// Made by scripts/make_flat_bindings.py.
+#![allow(non_camel_case_types, non_snake_case, non_upper_case_globals)]
+
+use std::os::raw::{c_char, c_void};
+
+macro_rules! handle {
+    ($name:ident) => {
+        #[repr(C)]
+        #[derive(Clone, Copy, Debug, Default, PartialEq, Eq)]
+        pub struct $name {
+            pub value: u64,
+        }
+    };
+}
+
+pub type travik_callback = Option<unsafe extern "C" fn(context: *mut c_void, notice: *const travik_notice)>;
+"""
 
 
 def name_of(each):
@@ -35,22 +55,42 @@ def raw_parameters(function):
     return ", ".join(made + ["deadline_ms: u32", "error: *mut *mut travik_error"])
 
 
-def sys(api, template):
-    lines = []
-    for handle in api["handles"]:
-        lines.append(f"handle!({handle['type']});")
-    lines += [f"pub const TRAVIK_{name}: u32 = {number};" for name, number in (api["codes"] | api["ownCodes"]).items()]
-    lines.append('\n#[link(name = "TravikSDK-c")]\nextern "C" {')
+def rust_type(kind):
+    """Of a type in C."""
+    base = kind.removeprefix("const ").rstrip("*")
+    made = C_TYPES.get(base, base)
+    for star in range(kind.count("*")):
+        made = ("*const " if kind.startswith("const ") and star == 0 else "*mut ") + made
+    return made
+
+
+def frame_function(each):
+    parameters = ", ".join(f"{snake(one['name'])}: {rust_type(one['type'])}" for one in each["parameters"])
+    result = "" if each["result"] == "void" else f" -> {rust_type(each['result'])}"
+    return f"    pub fn {each['name']}({parameters}){result};"
+
+
+def function(types, each):
+    if each["kind"] == "converter":
+        parameters = "value: u32"
+    elif each["kind"] == "release":
+        parameters = f"handle: {types[each['handle']]}"
+    else:
+        parameters = raw_parameters(each)
+    return f"    pub fn {each['name']}({parameters}) -> u32;"
+
+
+def sys(api):
     types = {each["name"]: each["type"] for each in api["handles"]}
-    for each in api["functions"]:
-        if each["kind"] == "converter":
-            parameters = "value: u32"
-        elif each["kind"] == "release":
-            parameters = f"handle: {types[each['handle']]}"
-        else:
-            parameters = raw_parameters(each)
-        lines.append(f"    pub fn {each['name']}({parameters}) -> u32;")
-    return template + "\n".join(lines) + "\n}\n"
+    numbers = api["constants"] | {f"TRAVIK_{name}": code for name, code in (api["codes"] | api["ownCodes"]).items()}
+    lines = [HEAD] + [f"handle!({name});" for name in sorted(names_of_objects(api))]
+    for each in structs(api):
+        fields = "\n".join(f"    pub {snake(field['name'])}: {rust_type(field['type'])}," for field in each["fields"])
+        lines.append(f"\n#[repr(C)]\npub struct {each['name']} {{\n{fields}\n}}")
+    lines += [""] + [f"pub const {name}: u32 = {number};" for name, number in numbers.items()]
+    lines.append('\n#[link(name = "TravikSDK-c")]\nextern "C" {')
+    lines += [frame_function(each) for each in api["frame"]] + [function(types, each) for each in api["functions"]]
+    return "\n".join(lines) + "\n}\n"
 
 
 def note(text, indent):

@@ -15,8 +15,8 @@ import flat_cpp
 from flat_description import OWN_CODES, describe, root
 
 WIDTH = 120
-# Exported beside what the operations make, in the order of the header.
-FRAME = re.compile(r"^TRAVIK_C_API [^;]*?\b(travik_\w+)\(", re.M)
+# result, name, parameters
+FUNCTION = re.compile(r"^TRAVIK_C_API ([^;(]*?)\b(travik_\w+)\((.*?)\);", re.M | re.S)
 # These succeed in C++ even when what they start does not.
 STARTS = {"initComComponent": "missing", "resetComComponent": "anew"}
 NUMBERS = {"u32": "uint32_t", "i32": "int32_t", "i64": "int64_t"}
@@ -165,11 +165,31 @@ def kinds(api):
 
 
 def definition(api, text):
-    names = FRAME.findall(text)
+    names = [name for _, name, _ in FUNCTION.findall(text)]
     if len(names) != len(set(names)) or not {each["name"] for each in api["functions"]} <= set(names):
         raise SystemExit("the header does not declare every function once")
     rows = "".join(f"    {name}\n" for name in names)
     return f"; Made by scripts/make_flat.py.\nLIBRARY TravikSDK-c\nEXPORTS\n{rows}"
+
+
+def declarator(text):
+    """{name, type} of "const char* name"."""
+    kind, name = re.fullmatch(r"(.*?)(\w+)", " ".join(text.split())).groups()
+    return {"name": name, "type": kind.strip()}
+
+
+def frame(api, text):
+    """What the header has beside the operations: structs, constants and functions, with their types in C."""
+    text = re.sub(r"/\*.*?\*/", "", text, flags=re.S)
+    known = {each["name"] for each in api["functions"]} | {each["type"] for each in api["handles"]}
+    structs = [{"name": name, "fields": [declarator(field) for field in body.split(";")[:-1]]}
+               for name, body in re.findall(r"^typedef struct (travik_\w+)\n\{(.*?)^\} \1;", text, re.M | re.S)
+               if name not in known]
+    constants = {name: int(value) for name, value in re.findall(r"(TRAVIK_(?:OPEN|NOTICE)_\w+) = (\d+)", text)}
+    functions = [{"name": name, "result": result.strip(),
+                  "parameters": [declarator(each) for each in parameters.split(",") if each != "void"]}
+                 for result, name, parameters in FUNCTION.findall(text) if name not in known]
+    return {"structs": structs, "constants": constants | {"TRAVIK_NO_DEADLINE": 0xFFFFFFFF}, "frame": functions}
 
 
 def shape(text):
@@ -190,10 +210,9 @@ def main():
     elif len(sys.argv) == 2:
         output = pathlib.Path(sys.argv[1])
         output.mkdir(parents=True, exist_ok=True)
-        frame = sorted(set(FRAME.findall(text)) - {each["name"] for each in api["functions"]})
         made = {"flat_operations.cpp": implementation(api), "flat_kinds.h": kinds(api),
                 "TravikSDK-c.def": definition(api, text),
-                "travik_api.json": json.dumps(api | {"frame": frame}, indent=1, ensure_ascii=False) + "\n"}
+                "travik_api.json": json.dumps(api | frame(api, text), indent=1, ensure_ascii=False) + "\n"}
         for name, content in made.items():
             (output / name).write_text(content, encoding="utf-8", newline="\n")
     elif sys.argv[1:]:

@@ -18,17 +18,17 @@ def main():
     api = json.loads(pathlib.Path(sys.argv[1]).read_text(encoding="utf-8"))
     source, output = map(pathlib.Path, sys.argv[2:4])
     shutil.copytree(source, output, dirs_exist_ok=True, ignore=shutil.ignore_patterns("__pycache__", "CMakeLists.txt"))
-    frame = output / "rust/travik-sys/frame.rs"
     made = {
         "travik_api.json": json.dumps(api, indent=1, ensure_ascii=False) + "\n",
-        "rust/travik-sys/src/lib.rs": flat_rust.sys(api, frame.read_text(encoding="utf-8")),
+        "rust/travik-sys/src/lib.rs": flat_rust.sys(api),
         "rust/travik/src/made.rs": flat_rust.made(api),
+        "python/travik/_raw.py": flat_python.raw(api),
         "python/travik/_made.py": flat_python.made(api),
         "csharp/Made.cs": flat_csharp.made(api),
+        "node/raw.js": flat_node.raw(api),
         "node/made.js": flat_node.script(api),
         "node/made.d.ts": flat_node.types(api),
     }
-    frame.unlink()
     for name in ("rust/travik/Cargo.toml", "rust/travik-sys/Cargo.toml", "python/pyproject.toml", "node/package.json",
                  "csharp/Travik.csproj"):
         made[name] = (output / name).read_text(encoding="utf-8").replace("@VERSION@", api["version"])

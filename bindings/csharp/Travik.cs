@@ -42,57 +42,6 @@ namespace Travik
         public bool IsServerGone => Native.travik_isServerGone(Result) != 0;
     }
 
-    [StructLayout(LayoutKind.Sequential)]
-    internal struct RawError
-    {
-        public uint Code, Result;
-        public IntPtr CodeName, ResultName, Operation, Text;
-    }
-
-    [StructLayout(LayoutKind.Sequential)]
-    internal struct RawNotice
-    {
-        public uint Kind, State, Fatal, Code, Result, Reserved;
-        public IntPtr Id, Text;
-    }
-
-    [StructLayout(LayoutKind.Sequential)]
-    internal struct RawOptions
-    {
-        public uint Size, Flags;
-        public IntPtr LogPath;
-        public uint DeadlineMs, Reserved;
-    }
-
-    [StructLayout(LayoutKind.Sequential)]
-    internal struct RawList
-    {
-        public IntPtr Items;
-        public uint Count;
-    }
-
-    internal static partial class Native
-    {
-        internal const string Dll = "TravikSDK-c";
-
-        [DllImport(Dll)] internal static extern uint travik_open(ref RawOptions options, out IntPtr error);
-        [DllImport(Dll)] internal static extern uint travik_close(uint deadlineMs, out IntPtr error);
-        [DllImport(Dll)] internal static extern uint travik_isServerGone(uint result);
-        [DllImport(Dll)] internal static extern void travik_freeError(ref IntPtr error);
-        [DllImport(Dll)] internal static extern void travik_freeText(ref IntPtr text);
-        [DllImport(Dll)] internal static extern void travik_freeTexts(ref RawList texts);
-        [DllImport(Dll)] internal static extern void travik_freeMachines(ref RawList machines);
-        [DllImport(Dll)] internal static extern uint travik_finishProgress(ulong progress, uint deadlineMs, out IntPtr error);
-        [DllImport(Dll)] internal static extern uint travik_lockMachineInTime(ulong machine, uint lockType, uint waitMs,
-                                                                              uint deadlineMs, out IntPtr error);
-        [DllImport(Dll)] internal static extern uint travik_watch(ulong console, IntPtr callback, IntPtr context,
-                                                                  out ulong watcher, uint deadlineMs, out IntPtr error);
-        [DllImport(Dll)] internal static extern uint travik_unwatch(ulong watcher);
-        [DllImport(Dll)] internal static extern uint travik_nextNotice(ulong watcher, uint waitMs, out IntPtr notice,
-                                                                       out IntPtr error);
-        [DllImport(Dll)] internal static extern void travik_freeNotice(ref IntPtr notice);
-    }
-
     internal delegate uint Call(out IntPtr error);
 
     internal static class Core
@@ -141,7 +90,7 @@ namespace Travik
             return value;
         }
 
-        internal static string[] TakeTexts(RawList list)
+        internal static string[] TakeTexts(RawTexts list)
         {
             var values = new string[list.Count];
             for (int i = 0; i < values.Length; ++i)
@@ -150,7 +99,7 @@ namespace Travik
             return values;
         }
 
-        internal static ulong[] TakeHandles(RawList list)
+        internal static ulong[] TakeHandles(RawMachines list)
         {
             var values = new ulong[list.Count];
             for (int i = 0; i < values.Length; ++i)
@@ -228,7 +177,7 @@ namespace Travik
         }
 
         /// <summary>Waits for a call that runs; those that wait for their turn fail.</summary>
-        public void Dispose() => Native.travik_close(uint.MaxValue, out _);
+        public void Dispose() => Native.travik_close(Native.NO_DEADLINE, out _);
     }
 
     public sealed partial class Progress

@@ -3,44 +3,9 @@
 
 const koffi = require('koffi');
 const path = require('path');
+const { constants, prototypes } = require('./raw');
 
-koffi.struct('TravikError', {
-  code: 'uint32_t', result: 'uint32_t', codeName: 'const char *', resultName: 'const char *',
-  operation: 'const char *', text: 'const char *',
-});
-koffi.struct('TravikNotice', {
-  kind: 'uint32_t', state: 'uint32_t', fatal: 'uint32_t', code: 'uint32_t', result: 'uint32_t', reserved: 'uint32_t',
-  id: 'const char *', text: 'const char *',
-});
-koffi.struct('TravikOptions', {
-  size: 'uint32_t', flags: 'uint32_t', logPath: 'const char *', deadlineMs: 'uint32_t', reserved: 'uint32_t',
-});
-koffi.struct('TravikList', { items: 'void *', count: 'uint32_t' });
-
-const NO_DEADLINE = 0xffffffff;
-const ERROR = '_Out_ void **';
-const prototypes = {
-  travik_open: ['TravikOptions *', ERROR],
-  travik_close: ['uint32_t', ERROR],
-  travik_isServerGone: ['uint32_t'],
-  travik_finishProgress: ['uint64_t', 'uint32_t', ERROR],
-  travik_lockMachineInTime: ['uint64_t', 'uint32_t', 'uint32_t', 'uint32_t', ERROR],
-  travik_watch: ['uint64_t', 'void *', 'void *', '_Out_ uint64_t *', 'uint32_t', ERROR],
-  travik_unwatch: ['uint64_t'],
-  travik_nextNotice: ['uint64_t', 'uint32_t', '_Out_ void **', ERROR],
-};
-const frees = {
-  travik_freeError: ['_Inout_ void **'],
-  travik_freeText: ['_Inout_ void **'],
-  travik_freeTexts: ['_Inout_ TravikList *'],
-  travik_freeMachines: ['_Inout_ TravikList *'],
-  travik_freeNotice: ['_Inout_ void **'],
-};
 const functions = {};
-
-function declare(more) {
-  Object.assign(prototypes, more);
-}
 
 // The DLL: of a path, of TRAVIK_DLL, or of the folder bin of the package that this file is part of.
 function load(file) {
@@ -48,10 +13,8 @@ function load(file) {
     return functions;
   const usual = path.join(__dirname, '..', '..', 'bin', 'TravikSDK-c.dll');
   const library = koffi.load(file || process.env.TRAVIK_DLL || usual);
-  for (const [name, types] of Object.entries(prototypes))
-    functions[name] = library.func(name, 'uint32_t', types);
-  for (const [name, types] of Object.entries(frees))
-    functions[name] = library.func(name, 'void', types);
+  for (const [name, [result, parameters]] of Object.entries(prototypes))
+    functions[name] = library.func(name, result, parameters);
   return functions;
 }
 
@@ -65,7 +28,7 @@ class TravikError extends Error {
 
   /** The limit of the call passed. */
   get isTimeout() {
-    return this.code === 1004;
+    return this.code === constants.Deadline;
   }
 
   /** VirtualBox's server is gone: call Library.reconnect and find the machines again. */
@@ -76,7 +39,7 @@ class TravikError extends Error {
 
 function errorOf(code, place) {
   const unknown = { code, result: 0, codeName: 'no memory', resultName: '', operation: '', text: '' };
-  const told = place[0] ? koffi.decode(place[0], 'TravikError') : unknown;
+  const told = place[0] ? koffi.decode(place[0], 'travik_error') : unknown;
   if (place[0])
     load().travik_freeError(place);
   return new TravikError(told);
@@ -126,7 +89,7 @@ const machinesOut = (Kind) => listOut(
   'travik_freeMachines');
 
 const milliseconds = (limit) => limit === undefined ? 0
-  : limit === Infinity ? NO_DEADLINE : Math.min(Math.max(1, Math.ceil(limit)), NO_DEADLINE - 1);
+  : limit === Infinity ? constants.NO_DEADLINE : Math.min(Math.max(1, Math.ceil(limit)), constants.NO_DEADLINE - 1);
 
 // Runs a function on a thread of Node's pool, so that the event loop goes on.
 function run(name, parameters) {
@@ -180,6 +143,6 @@ if (Symbol.dispose)
 const raw = (object) => object.raw;
 
 module.exports = {
-  TravikError, Handle, boolOut, bigOut, call, declare, errorOf, handleOut, load, machinesOut, milliseconds, numberOut,
+  TravikError, Handle, bigOut, boolOut, call, constants, errorOf, handleOut, load, machinesOut, milliseconds, numberOut,
   raw, run, textOut, textsOut,
 };

@@ -10,8 +10,8 @@ class Library extends made.LibraryOperations {
   static async open({ logPath = null, limit, lazy = false, dll } = {}) {
     core.load(dll);
     const error = [null];
-    const size = koffi.sizeof('TravikOptions');
-    const options = { size, flags: lazy ? 2 : 0, logPath, deadlineMs: core.milliseconds(limit), reserved: 0 };
+    const size = koffi.sizeof('travik_options');
+    const options = { size, flags: lazy ? core.constants.OPEN_LAZY : 0, logPath, deadlineMs: core.milliseconds(limit), reserved: 0 };
     const code = await core.run('travik_open', [options, error]);
     if (code !== 0)
       throw core.errorOf(code, error);
@@ -46,7 +46,7 @@ made.Machine.prototype.withLock = async function withLock(lockType, change, opti
   }
 };
 
-const KINDS = ['', 'state', 'runtimeError', 'resync', 'ended'];
+const KINDS = ['', 'state', 'runtimeError', 'resync', 'ended']; // by NOTICE_...
 
 /** The notices of the machine, until it ends. Leaving the loop ends the watch. */
 made.Console.prototype.watch = async function* watch(options = {}) {
@@ -61,10 +61,10 @@ made.Console.prototype.watch = async function* watch(options = {}) {
         throw core.errorOf(failed, error);
       if (!place[0])
         continue;
-      const { kind, state, fatal, code, result, id, text } = koffi.decode(place[0], 'TravikNotice');
+      const { kind, state, fatal, code, result, id, text } = koffi.decode(place[0], 'travik_notice');
       core.load().travik_freeNotice(place);
       yield { kind: KINDS[kind], state, fatal: fatal !== 0, code, result, id, text };
-      if (kind === 4)
+      if (kind === core.constants.NOTICE_ENDED)
         return;
     }
   } finally {

@@ -21,7 +21,7 @@ import enum
 from ctypes import POINTER, byref
 from typing import Iterator, Optional
 
-from . import _core, _made
+from . import _core, _made, _raw
 from ._core import Limit, TravikError, TravikTimeout, load
 from ._made import (AudioAdapter, Code, Host, LockType, MachineState, Medium, MediumState, NATProtocol, NatEngine,
                     NetworkAdapter, ParavirtProvider, ProcessorFeature, Result, VBoxEventType)
@@ -55,9 +55,9 @@ class Library(_made.LibraryOperations):
 
     def __init__(self, *, log_path: Optional[str] = None, limit: Limit = None, lazy: bool = False):
         path = None if log_path is None else _core.utf8(log_path)
-        options = _core.OptionsData(ctypes.sizeof(_core.OptionsData), 2 if lazy else 0, path,
-                                    _core.milliseconds(limit), 0)
-        error = POINTER(_core.ErrorData)()
+        options = _raw.travik_options(ctypes.sizeof(_raw.travik_options), _raw.OPEN_LAZY if lazy else 0, path,
+                                      _core.milliseconds(limit), 0)
+        error = POINTER(_raw.travik_error)()
         _core.check(load().travik_open(byref(options), byref(error)), error)
 
     def close(self, *, limit: Limit = float("inf")) -> None:
@@ -80,12 +80,12 @@ class Progress(_made.Progress):
 class Console(_made.Console):
     def watch(self, *, poll: float = 1.0, limit: Limit = None) -> Iterator[Notice]:
         """The notices of the machine, until it ends. Closing the generator ends the watch."""
-        raw = _core.Raw()
+        raw = _raw.Raw()
         _core._call("travik_watch", limit, self._raw, None, None, byref(raw))
         return self._notices(raw, int(poll * 1000))
 
     @staticmethod
-    def _notices(raw: _core.Raw, poll: int) -> Iterator[Notice]:
+    def _notices(raw: _raw.Raw, poll: int) -> Iterator[Notice]:
         try:
             while True:
                 notice = _next(raw, poll)
@@ -97,8 +97,8 @@ class Console(_made.Console):
             load().travik_unwatch(raw)
 
 
-def _next(raw: _core.Raw, poll: int) -> Optional[Notice]:
-    place, error = POINTER(_core.NoticeData)(), POINTER(_core.ErrorData)()
+def _next(raw: _raw.Raw, poll: int) -> Optional[Notice]:
+    place, error = POINTER(_raw.travik_notice)(), POINTER(_raw.travik_error)()
     _core.check(load().travik_nextNotice(raw, poll, byref(place), byref(error)), error)
     if not place:
         return None

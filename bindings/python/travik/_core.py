@@ -4,61 +4,14 @@ from __future__ import annotations
 import ctypes
 import os
 import pathlib
-from ctypes import POINTER, Structure, byref, c_char_p, c_uint32, c_uint64, c_void_p
+from ctypes import POINTER, byref, c_char_p, c_void_p
 from typing import Callable, Optional, Sequence, Union
+
+from ._raw import NO_DEADLINE, PROTOTYPES, Deadline, Raw, travik_error, travik_machines, travik_texts
 
 Limit = Optional[float]  # seconds; None: what the library was opened with
 
-NO_DEADLINE = 0xFFFFFFFF
-
-
-class Raw(Structure):
-    """A handle as travik.h has it."""
-    _fields_ = [("value", c_uint64)]
-
-
-class List(Structure):
-    _fields_ = [("items", c_void_p), ("count", c_uint32)]
-
-
-class ErrorData(Structure):
-    _fields_ = [("code", c_uint32), ("result", c_uint32), ("code_name", c_char_p), ("result_name", c_char_p),
-                ("operation", c_char_p), ("text", c_char_p)]
-
-
-class NoticeData(Structure):
-    _fields_ = [("kind", c_uint32), ("state", c_uint32), ("fatal", c_uint32), ("code", c_uint32),
-                ("result", c_uint32), ("reserved", c_uint32), ("id", c_char_p), ("text", c_char_p)]
-
-
-class OptionsData(Structure):
-    _fields_ = [("size", c_uint32), ("flags", c_uint32), ("log_path", c_char_p), ("deadline_ms", c_uint32),
-                ("reserved", c_uint32)]
-
-
-_ERROR = POINTER(POINTER(ErrorData))
-_PROTOTYPES: dict[str, list] = {
-    "travik_open": [POINTER(OptionsData), _ERROR],
-    "travik_close": [c_uint32, _ERROR],
-    "travik_isServerGone": [c_uint32],
-    "travik_finishProgress": [Raw, c_uint32, _ERROR],
-    "travik_lockMachineInTime": [Raw, c_uint32, c_uint32, c_uint32, _ERROR],
-    "travik_watch": [Raw, c_void_p, c_void_p, POINTER(Raw), c_uint32, _ERROR],
-    "travik_unwatch": [Raw],
-    "travik_nextNotice": [Raw, c_uint32, POINTER(POINTER(NoticeData)), _ERROR],
-}
-_FREES: dict[str, list] = {
-    "travik_freeError": [_ERROR],
-    "travik_freeText": [POINTER(c_void_p)],
-    "travik_freeTexts": [POINTER(List)],
-    "travik_freeMachines": [POINTER(List)],
-    "travik_freeNotice": [POINTER(POINTER(NoticeData))],
-}
 _dll: Optional[ctypes.CDLL] = None
-
-
-def declare(prototypes: dict[str, list]) -> None:
-    _PROTOTYPES.update(prototypes)
 
 
 def load(path: Union[str, os.PathLike, None] = None) -> ctypes.CDLL:
@@ -67,10 +20,9 @@ def load(path: Union[str, os.PathLike, None] = None) -> ctypes.CDLL:
     if _dll is None:
         usual = pathlib.Path(__file__).resolve().parents[3] / "bin" / "TravikSDK-c.dll"
         dll = ctypes.CDLL(os.fspath(path or os.environ.get("TRAVIK_DLL") or usual))
-        for prototypes, result in ((_PROTOTYPES, c_uint32), (_FREES, None)):
-            for name, arguments in prototypes.items():
-                function = getattr(dll, name)
-                function.argtypes, function.restype = arguments, result
+        for name, (result, parameters) in PROTOTYPES.items():
+            function = getattr(dll, name)
+            function.restype, function.argtypes = result, parameters
         _dll = dll
     return _dll
 
@@ -109,8 +61,8 @@ def text_of(value: Optional[bytes]) -> str:
 def check(code: int, error) -> None:
     if code == 0:
         return
-    told = error.contents if error else ErrorData(code=code)
-    made = (TravikTimeout if code == 1004 else TravikError)(
+    told = error.contents if error else travik_error(code=code)
+    made = (TravikTimeout if code == Deadline else TravikError)(
         code, told.result, text_of(told.code_name), text_of(told.result_name), text_of(told.operation),
         text_of(told.text))
     load().travik_freeError(byref(error))
@@ -119,7 +71,7 @@ def check(code: int, error) -> None:
 
 def _call(name: str, limit: Limit, *arguments) -> None:
     """Calls a function that ends with a limit and a place for its error."""
-    error = POINTER(ErrorData)()
+    error = POINTER(travik_error)()
     check(getattr(load(), name)(*arguments, milliseconds(limit), byref(error)), error)
 
 
@@ -164,15 +116,14 @@ class TextPlace:
 
 class TextsPlace:
     def __init__(self) -> None:
-        self._value = List()
+        self._value = travik_texts()
 
     def place(self):
         return byref(self._value)
 
     def take(self) -> list[str]:
         try:
-            items = ctypes.cast(self._value.items, POINTER(c_char_p))
-            return [items[n].decode("utf-8") for n in range(self._value.count)]
+            return [self._value.items[n].decode("utf-8") for n in range(self._value.count)]
         finally:
             load().travik_freeTexts(byref(self._value))
 
@@ -190,15 +141,14 @@ class HandlePlace:
 
 class MachinesPlace:
     def __init__(self, kind: type):
-        self._value, self._kind = List(), kind
+        self._value, self._kind = travik_machines(), kind
 
     def place(self):
         return byref(self._value)
 
     def take(self) -> list:
         try:
-            items = ctypes.cast(self._value.items, POINTER(Raw))
-            return [self._kind(Raw(items[n].value)) for n in range(self._value.count)]
+            return [self._kind(Raw(self._value.items[n].value)) for n in range(self._value.count)]
         finally:
             load().travik_freeMachines(byref(self._value))
 

@@ -139,33 +139,31 @@ fn texts(all: &[&str]) -> Result<Vec<CString>> {
     all.iter().map(|one| text(one)).collect()
 }
 
-// Places for what comes out, which give the memory back.
+/// A place for what comes out, which gives the memory back.
+macro_rules! place {
+    ($name:ident, $raw:ty, $empty:expr, $free:path) => {
+        struct $name($raw);
 
-struct Text(*mut c_char);
+        impl Default for $name {
+            fn default() -> Self {
+                $name($empty)
+            }
+        }
 
-impl Default for Text {
-    fn default() -> Self {
-        Text(ptr::null_mut())
-    }
+        impl Drop for $name {
+            fn drop(&mut self) {
+                unsafe { $free(&mut self.0) }
+            }
+        }
+    };
 }
+place!(Text, *mut c_char, ptr::null_mut(), sys::travik_freeText);
+place!(Texts, sys::travik_texts, sys::travik_texts { items: ptr::null_mut(), count: 0 }, sys::travik_freeTexts);
+place!(Machines, sys::travik_machines, sys::travik_machines { items: ptr::null_mut(), count: 0 }, sys::travik_freeMachines);
 
 impl Text {
     fn take(&self) -> String {
         unsafe { owned(self.0) }
-    }
-}
-
-impl Drop for Text {
-    fn drop(&mut self) {
-        unsafe { sys::travik_freeText(&mut self.0) }
-    }
-}
-
-struct Texts(sys::travik_texts);
-
-impl Default for Texts {
-    fn default() -> Self {
-        Texts(sys::travik_texts { items: ptr::null_mut(), count: 0 })
     }
 }
 
@@ -175,29 +173,9 @@ impl Texts {
     }
 }
 
-impl Drop for Texts {
-    fn drop(&mut self) {
-        unsafe { sys::travik_freeTexts(&mut self.0) }
-    }
-}
-
-struct Machines(sys::travik_machines);
-
-impl Default for Machines {
-    fn default() -> Self {
-        Machines(sys::travik_machines { items: ptr::null_mut(), count: 0 })
-    }
-}
-
 impl Machines {
     fn take(&self) -> Vec<Machine> {
         (0..self.0.count as usize).map(|n| Machine { raw: unsafe { *self.0.items.add(n) } }).collect()
-    }
-}
-
-impl Drop for Machines {
-    fn drop(&mut self) {
-        unsafe { sys::travik_freeMachines(&mut self.0) }
     }
 }
 
@@ -358,9 +336,11 @@ impl Watch {
         check(|_, error| unsafe { sys::travik_nextNotice(self.raw, wait, &mut raw, error) })?;
         let notice = unsafe {
             raw.as_ref().map(|told| match told.kind {
-                1 => Notice::State(MachineState(told.state)),
-                2 => Notice::RuntimeError { fatal: told.fatal != 0, id: owned(told.id), text: owned(told.text) },
-                3 => Notice::Resync,
+                sys::TRAVIK_NOTICE_STATE => Notice::State(MachineState(told.state)),
+                sys::TRAVIK_NOTICE_RUNTIME_ERROR => {
+                    Notice::RuntimeError { fatal: told.fatal != 0, id: owned(told.id), text: owned(told.text) }
+                }
+                sys::TRAVIK_NOTICE_RESYNC => Notice::Resync,
                 _ => Notice::Ended { code: told.code, result: told.result, text: owned(told.text) },
             })
         };
