@@ -10,11 +10,10 @@
 #if defined(_WIN32) && !defined(TRAVIK_SDK_STATIC)
 #if defined(TRAVIK_SDK_BUILT_BY_MSVC)
 #if !defined(_MSC_VER) || !defined(_MSVC_STL_VERSION)
-#error "This package is built by Visual C++: with another compiler include travik.hpp or travik.h (docs/languages.md)"
+#error "This package is built by Visual C++: include travik.hpp or travik.h (docs/languages.md)"
 #endif
 #elif !defined(__GLIBCXX__) || defined(_UCRT)
-#error                                                                                                                 \
-    "This package is built by MinGW-w64 GCC with msvcrt: with another compiler or runtime include travik.hpp or travik.h (docs/languages.md)"
+#error "This package is built by MinGW-w64 GCC with msvcrt: include travik.hpp or travik.h (docs/languages.md)"
 #endif
 #endif
 

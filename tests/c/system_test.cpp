@@ -17,20 +17,45 @@ Travik::VBoxInstanceImpl* Travik::Flat::library()
 namespace TravikTest {
 namespace {
 
-/// A program of tests/c/programs against the stand-in; what the files are called, in TRAVIK_TEST_PROGRAMS.
-class CProgram : public SystemTest, public testing::WithParamInterface<const wchar_t*>
+/// A program of one source by several compilers, against the stand-in; in the folder TRAVIK_TEST_PROGRAMS.
+class ProgramTest : public SystemTest, public testing::WithParamInterface<const wchar_t*>
+{
+protected:
+    std::string outputOf(const std::wstring& source)
+    {
+        control().scenario(LR"({"times": {"spawn": 10, "start": 10, "stop": 500}})");
+        const std::filesystem::path folder = std::getenv("TRAVIK_TEST_PROGRAMS");
+        ChildProcess program(folder / (source + L"_" + GetParam() + L".exe"), {});
+        EXPECT_EQ(program.wait(milliseconds(60'000)), 0u);
+        std::string output = program.restOfOutput();
+        std::erase(output, '\r');
+        return output;
+    }
+};
+
+class CProgram : public ProgramTest
 {};
 
 TEST_P(CProgram, StartsWatchesAndStopsAMachineFromAThreadThatDidNotOpen)
 {
-    control().scenario(LR"({"times": {"spawn": 10, "start": 10, "stop": 500}})");
-    const std::filesystem::path folder = std::getenv("TRAVIK_TEST_PROGRAMS");
-    ChildProcess program(folder / (std::wstring(L"story_") + GetParam() + L".exe"), {});
-    EXPECT_EQ(program.wait(milliseconds(60'000)), 0u);
-    EXPECT_EQ(program.restOfOutput(), "Player\nruns\nstops\nended\ndone\n");
+    EXPECT_EQ(outputOf(L"story"), "Player\nruns\nstops\nended\ndone\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Compilers, CProgram, testing::Values(L"gcc", L"clang_gnu", L"clang_msvc"));
+
+class CppTour : public ProgramTest
+{};
+
+TEST_P(CppTour, IsAMachinesWholeLife)
+{
+    EXPECT_EQ(outputOf(L"tour"), "1 machines: " + std::to_string(Machines::count) +
+                                     "\n2 created Tour_1\n3 found true\n4 changed\n"
+                                     "5 extra data \xE7\xA3\x81\xE7\x9B\x98 \xF0\x9F\x8E\xAE\n"
+                                     "6 failed: FindMachineFail VBOX_E_OBJECT_NOT_FOUND\n7 runs: true\n"
+                                     "8 stopping seen: true\n9 ended: true\n10 deleted\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Compilers, CppTour, testing::Values(L"gcc", L"gcc_ucrt", L"clang_gnu"));
 
 class FlatSystem : public SystemTest
 {

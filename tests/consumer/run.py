@@ -83,8 +83,9 @@ def check_contents(folder):
               "bin/vboxsim-session.dll", "bin/vboxsim-ps.dll", "lib/TravikSDK-selq6.dll.a",
               "include/travik/vbox_instance.h", "include/travik/scoped_handle.h", "include/travik/version.h",
               "bin/TravikSDK-c.dll", "lib/TravikSDK-c.dll.a", "lib/TravikSDK-c.lib", "include/travik/travik.h",
-              "include/travik/travik.hpp", "bindings/travik_api.json", "bindings/node/made.js",
-              "bindings/python/travik/_made.py", "bindings/rust/travik-sys/src/lib.rs", "bindings/csharp/Made.cs",
+              "include/travik/travik.hpp", "bindings/travik_api.json", "bindings/cpp/examples/tour.cpp",
+              "bindings/node/raw.js", "bindings/python/travik/_raw.py", "bindings/rust/travik-sys/src/lib.rs",
+              "bindings/csharp/Made.cs",
               "share/travikctl/travikctl.schema.json"]
     unwanted = ["CONTRIBUTING.md", "docs/architecture.md"]
     missing = [name for name in wanted if not (folder / name).is_file()]
@@ -111,16 +112,24 @@ def check_links(folder):
 
 
 def check_version(folder, told):
-    """The resource of the DLL and the CMake package carry the version of the project."""
+    """The resources of every program and DLL and the CMake package carry the version of the project; the programs know
+    long paths and UTF-8."""
     version = re.search(r"^project\(TravikSDK VERSION (\S+)", (root / "CMakeLists.txt").read_text(), re.M)[1]
-    image = (folder / "bin/TravikSDK-selq6.dll").read_bytes()
-    at = image.find(struct.pack("<I", 0xFEEF04BD))  # VS_FIXEDFILEINFO
-    if at < 0:
-        fail("the DLL has no version resource")
-    high, low = struct.unpack_from("<II", image, at + 8)
-    resource = f"{high >> 16}.{high & 0xFFFF}.{low >> 16}"
-    if not (resource == version == told):
-        fail(f"version: project {version}, resource {resource}, CMake package {told}")
+    if told != version:
+        fail(f"version: project {version}, CMake package {told}")
+    for file in sorted((folder / "bin").iterdir()):
+        image = file.read_bytes()
+        at = image.find(struct.pack("<I", 0xFEEF04BD))  # VS_FIXEDFILEINFO
+        if at < 0:
+            fail(f"{file.name} has no version resource")
+        high, low = struct.unpack_from("<II", image, at + 8)
+        if f"{high >> 16}.{high & 0xFFFF}.{low >> 16}" != version:
+            fail(f"{file.name} is not of version {version}")
+        if file.name.encode("utf-16-le") not in image:
+            fail(f"{file.name} does not know its own name")
+        for wish in (b"longPathAware", b"activeCodePage") if file.suffix == ".exe" else ():
+            if wish not in image:
+                fail(f"the manifest of {file.name} has no {wish.decode()}")
 
 
 def make(source, name, prefix):

@@ -6,6 +6,7 @@ uint32_t mixed(travik_machine machine, travik_progress progress)
 #ifdef MATCHED
     return travik_releaseMachine(machine) + travik_releaseProgress(progress);
 #else
+    (void)machine;
     return travik_releaseMachine(progress) + travik_releaseProgress(progress);
 #endif
 }
