@@ -52,6 +52,7 @@
 #define TRAVIK_C_API
 #endif
 
+/* NOLINTBEGIN(modernize-use-using): it is C */
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -1017,5 +1018,6 @@ TRAVIK_C_API uint32_t travik_releaseMedium(travik_medium medium);
 #ifdef __cplusplus
 }
 #endif
+/* NOLINTEND(modernize-use-using) */
 
 #endif
