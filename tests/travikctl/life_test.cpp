@@ -1,11 +1,39 @@
 // name, create, register, clone, delete, import.
 
+#include <functional>
+
 #include "ctl_test.h"
 #include "tour/world.h"
 
 using namespace TravikTest;
 
-using TravikctlLife = TravikctlTest;
+class TravikctlLife : public TravikctlTest
+{
+protected:
+    /// VirtualBox's sentence of a task that fails, which must come as JSON and as text, with a log and without. The
+    /// preparation runs before each try.
+    std::string reasonOf(
+        const std::vector<std::wstring>& arguments, const std::function<void()>& prepare = [] {})
+    {
+        prepare();
+        const Outcome run = travikctlJson(arguments);
+        EXPECT_EQ(run.exitCode, 1) << run.all();
+        EXPECT_EQ(run.error()["name"], "ProgressWaitForCompletionFail") << run.all();
+        const std::string reason = run.error().value("reason", "");
+        const std::filesystem::path log = folder() / L"ctl.log";
+        for (const std::vector<std::wstring>& options :
+             {std::vector<std::wstring>{}, {L"--log", log.wstring()}, {L"--log", log.wstring(), L"--verbose"}}) {
+            std::vector<std::wstring> words = arguments;
+            words.insert(words.end(), options.begin(), options.end());
+            prepare();
+            const Outcome text = travikctl(words);
+            EXPECT_EQ(text.exitCode, 1) << text.all();
+            EXPECT_THAT(text.err, HasSubstr(": " + reason + "\n"));
+        }
+        EXPECT_THAT(readFile(log), HasSubstr("Progress fail desc: "));
+        return reason;
+    }
+};
 
 TEST_F(TravikctlLife, nameIsTheFirstFreeOne)
 {
@@ -109,21 +137,7 @@ TEST_F(TravikctlLife, importTellsWhatIsWrongWithTheFile)
     expectRefused({L"import", (folder() / L"none.ova").wstring()}, 3, "importOva", "CheckFileExistsFail", "");
     const std::filesystem::path damaged = folder() / L"damaged.ova";
     writeFile(damaged, "this is no archive");
-    const Outcome run = travikctlJson({L"import", damaged.wstring()});
-    EXPECT_EQ(run.exitCode, 1) << run.all();
-    EXPECT_EQ(run.error()["name"], "ProgressWaitForCompletionFail") << run.all();
-    const std::string reason = run.error().value("reason", "");
-    EXPECT_THAT(reason, HasSubstr("archive is damaged")) << "VirtualBox's own sentence";
-    const std::filesystem::path log = folder() / L"ctl.log";
-    for (const std::vector<std::wstring>& options :
-         {std::vector<std::wstring>{}, {L"--log", log.wstring()}, {L"--log", log.wstring(), L"--verbose"}}) {
-        std::vector<std::wstring> arguments{L"import", damaged.wstring()};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        const Outcome text = travikctl(arguments);
-        EXPECT_TRUE(failed(text, 1, {}));
-        EXPECT_THAT(text.err, StartsWith("travikctl import: " + reason + "\n"));
-    }
-    EXPECT_THAT(readFile(log), HasSubstr("Progress fail desc: "));
+    EXPECT_THAT(reasonOf({L"import", damaged.wstring()}), HasSubstr("archive is damaged"));
 }
 
 TEST_F(TravikctlLife, aFailedCloneTellsVirtualBoxsOwnSentence)
@@ -132,9 +146,14 @@ TEST_F(TravikctlLife, aFailedCloneTellsVirtualBoxsOwnSentence)
     writeVdi(disk, L"7d3f5b00-1111-4222-8333-444455556666");
     ASSERT_TRUE(succeeded(travikctl({L"disk", L"attach", player(), L"SATA", disk.wstring()})));
     std::filesystem::remove(disk);
-    const Outcome run = travikctlJson({L"clone", player(), L"copy"});
-    EXPECT_EQ(run.exitCode, 1) << run.all();
-    EXPECT_THAT(run.error().value("reason", ""), HasSubstr("磁盘.vdi")) << "with the log's escapes undone";
+    EXPECT_THAT(reasonOf({L"clone", player(), L"copy"}), HasSubstr("磁盘.vdi")) << "with the log's escapes undone";
+}
+
+TEST_F(TravikctlLife, aFailedDeletionTellsVirtualBoxsOwnSentence)
+{
+    vboxsim({L"fail", L"IMachine::DeleteConfig.progress", L"0x80004005"});
+    const auto createAgain = [] { travikctl({L"create", L"doomed"}); }; // its settings file goes all the same
+    EXPECT_EQ(reasonOf({L"delete", L"doomed", L"--yes"}, createAgain), "Failure ordered by a test");
 }
 
 TEST_F(TravikctlLife, createTakesAnotherMachinesSettingsAndDisks)
