@@ -1,24 +1,34 @@
 #include "appliance/interpretation.h"
 
+#include <Poco/String.h>
+
 #include <algorithm>
-#include <cwctype>
+#include <iterator>
 #include <map>
 #include <set>
 
-#include "appliance/os_type.h"
+#include "appliance/cim_os_types.h"
+#include "base/failure.h"
+#include "base/files.h"
 #include "base/safe_name.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 
 namespace {
 
 constexpr std::uint64_t megabyte = std::uint64_t(1) << 20;
-constexpr std::uint64_t usualMemoryMegabytes = 512;
+constexpr std::uint32_t memoryOfUnknownTypes = 1024;
 
-std::wstring lower(std::wstring text)
+// VirtualBox's NetworkAdapterType.
+constexpr std::uint32_t am79c970a = 1;
+constexpr std::uint32_t am79c973 = 2;
+constexpr std::uint32_t i82540em = 3;
+constexpr std::uint32_t i82545em = 5;
+
+bool isPcNet(std::uint32_t adapterType)
 {
-    std::transform(text.begin(), text.end(), text.begin(), [](wchar_t c) { return std::towlower(c); });
-    return text;
+    return adapterType == am79c970a || adapterType == am79c973;
 }
 
 DescriptionType entryType(OvfControllerKind kind)
@@ -33,53 +43,54 @@ DescriptionType entryType(OvfControllerKind kind)
     case OvfControllerKind::Sas:
         return DescriptionType::HardDiskControllerSAS;
     case OvfControllerKind::VirtioScsi:
-        return DescriptionType::HardDiskControllerVirtioSCSI;
-    case OvfControllerKind::Nvme:
         break;
     }
-    return DescriptionType::HardDiskControllerNVMe;
+    return DescriptionType::HardDiskControllerVirtioSCSI;
+}
+
+/// How many controllers of a kind a machine gets; SCSI and SAS share one.
+std::size_t mostControllers(OvfControllerKind kind)
+{
+    return kind == OvfControllerKind::Ide ? 4 : 1;
+}
+
+OvfControllerKind sharedKind(OvfControllerKind kind)
+{
+    return kind == OvfControllerKind::Sas ? OvfControllerKind::Scsi : kind;
 }
 
 /// VirtualBox's type of a controller.
 std::wstring controllerType(const OvfController& controller)
 {
-    const std::wstring subType = lower(fromUtf8(controller.subType));
+    const std::string subType = Poco::toLower(controller.subType);
     switch (controller.kind) {
     case OvfControllerKind::Ide:
-        return subType == L"piix3" ? L"PIIX3" : subType == L"ich6" ? L"ICH6" : L"PIIX4";
+        return subType == "piix3" ? L"PIIX3" : subType == "ich6" ? L"ICH6" : L"PIIX4";
     case OvfControllerKind::Sata:
         return L"AHCI";
     case OvfControllerKind::Scsi:
-        return subType == L"buslogic" ? L"BusLogic" : L"LsiLogic";
+        return subType == "buslogic" ? L"BusLogic" : L"LsiLogic";
     case OvfControllerKind::Sas:
         return L"LsiLogicSas";
     case OvfControllerKind::VirtioScsi:
-        return L"VirtioSCSI";
-    case OvfControllerKind::Nvme:
         break;
     }
-    return L"NVMe";
+    return L"VirtioSCSI";
 }
 
-/// VirtualBox's number of an adapter type.
-std::wstring adapterType(const OvfAdapter& adapter)
+/// How an adapter is attached: what VirtualBox does not know is bridged.
+std::wstring attachment(const std::string& network)
 {
-    static const std::map<std::wstring, std::wstring> types = {
-        {L"pcnet32", L"2"}, {L"am79c970a", L"1"}, {L"am79c973", L"2"}, {L"e1000", L"3"},
-        {L"82540em", L"3"}, {L"82543gc", L"4"},   {L"82545em", L"5"},  {L"virtio", L"6"},
-    };
-    const auto type = types.find(lower(fromUtf8(adapter.type)));
-    return type == types.end() ? L"3" : type->second;
+    for (const wchar_t* known : {L"Null", L"NAT", L"Bridged", L"Internal", L"HostOnly", L"Generic"})
+        if (equalIgnoringCase(fromUtf8(network), known))
+            return known;
+    return L"Bridged";
 }
 
-std::wstring attachment(const OvfAdapter& adapter)
+/// The href without the suffix that only says how the file is packed.
+std::string unpackedName(const OvfDisk& disk)
 {
-    static const std::map<std::wstring, std::wstring> types = {
-        {L"bridged", L"Bridged"}, {L"internal", L"Internal"},     {L"hostonly", L"HostOnly"},
-        {L"generic", L"Generic"}, {L"natnetwork", L"NATNetwork"},
-    };
-    const auto type = types.find(lower(fromUtf8(adapter.network)));
-    return type == types.end() ? L"NAT" : type->second;
+    return disk.href.substr(0, disk.href.rfind('.'));
 }
 
 /// Describes the systems of one appliance: names and files are free among all of them.
@@ -117,164 +128,242 @@ private:
 
     void describe(const OvfSystem& system)
     {
-        const std::wstring osType = suggestedOsType(system);
+        machine_ = system.machine ? std::optional(surroundings_.readMachine(*system.machine)) : std::nullopt;
+        addIdentity(system);
+        addText(DescriptionType::Product, system.product);
+        addText(DescriptionType::Vendor, system.vendor);
+        addText(DescriptionType::Version, system.version);
+        addText(DescriptionType::ProductUrl, system.productUrl);
+        addText(DescriptionType::VendorUrl, system.vendorUrl);
+        addText(DescriptionType::Description, system.description);
+        addText(DescriptionType::License, system.license);
+        addCpus(system);
+        addMemory(system);
+        const std::optional<std::uint32_t> ac97(0);
+        if (const auto soundCard = machine_ ? machine_->soundCard : system.soundCard ? ac97 : std::nullopt)
+            add(DescriptionType::SoundCard, L"", fromUtf8(system.soundCardType), std::to_wstring(*soundCard));
+        if (system.usbController)
+            add(DescriptionType::USBController, L"", L"", L"");
+        addAdapters(system);
+        if (system.floppyDrive)
+            add(DescriptionType::Floppy, L"", L"", L"");
+        if (system.emptyCdDrive)
+            add(DescriptionType::CDROM, L"", L"", L"");
+        addControllers(system);
+        for (const auto& drive : system.drives)
+            addDisk(drive.second);
+    }
+
+    void addIdentity(const OvfSystem& system)
+    {
+        std::wstring osType = machine_ ? machine_->osType : fromUtf8(system.vboxOsType);
+        if (osType.empty())
+            osType = osTypeOfCim(system.cimOsType, fromUtf8(system.osDescription));
+        osType_ = surroundings_.findOsType(osType);
         add(DescriptionType::OS, L"", std::to_wstring(system.cimOsType), osType);
-        name_ = freeName(firstNonEmpty({fromUtf8(system.machineName), fromUtf8(system.id), osType}));
+
+        std::wstring wanted = machine_ ? machine_->name : fromUtf8(system.id);
+        if (wanted.empty())
+            wanted = system.id.empty() ? osType : fromUtf8(system.id);
+        name_ = freeName(wanted);
         add(DescriptionType::Name, L"", fromUtf8(system.id), name_);
+
         const std::filesystem::path settingsFile = surroundings_.settingsFile(name_);
         folder_ = settingsFile.parent_path();
         add(DescriptionType::PrimaryGroup, L"", L"/", L"/");
         add(DescriptionType::SettingsFile, L"", L"", settingsFile.wstring());
         add(DescriptionType::BaseFolder, L"", L"", surroundings_.baseFolder.wstring());
-        addText(DescriptionType::Product, system.product);
-        addText(DescriptionType::ProductUrl, system.productUrl);
-        addText(DescriptionType::Vendor, system.vendor);
-        addText(DescriptionType::VendorUrl, system.vendorUrl);
-        addText(DescriptionType::Version, system.version);
-        addText(DescriptionType::Description, system.description);
-        addText(DescriptionType::License, system.license);
-        addCpus(system);
-        addMemory(system);
-        if (system.soundCard)
-            add(DescriptionType::SoundCard, L"", fromUtf8(system.soundCardType), L"");
-        if (system.usbController)
-            add(DescriptionType::USBController, L"", L"", L"");
-        addAdapters(system);
-        addControllers(system);
-        for (const OvfDrive& drive : system.drives)
-            addDrive(system, drive);
-        for (const std::string& item : system.ignoredItems)
-            warn(L"The hardware '" + fromUtf8(item) + L"' of '" + name_ + L"' is left out");
     }
 
-    static std::wstring firstNonEmpty(const std::vector<std::wstring>& candidates)
-    {
-        for (const std::wstring& candidate : candidates) {
-            if (!candidate.empty())
-                return candidate;
-        }
-        return {};
-    }
-
-    std::wstring suggestedOsType(const OvfSystem& system) const
-    {
-        for (const std::string& type : {system.machineOsType, system.vboxOsType, osTypeOfCim(system.cimOsType)}) {
-            std::wstring wide = fromUtf8(type);
-            if (!wide.empty() && surroundings_.isOsTypeKnown(wide))
-                return wide;
-        }
-        return L"Other";
-    }
-
+    /// The first free one of a name, "name 1", "name 2"... What was given out before is not tried again.
     std::wstring freeName(const std::wstring& wanted)
     {
         std::wstring name = wanted;
-        for (unsigned number = 1; surroundings_.isNameTaken(name) || names_.contains(name); ++number)
-            name = wanted + L"_" + std::to_wstring(number);
+        for (unsigned& number = lastNumbers_[wanted]; surroundings_.isNameTaken(name) || names_.contains(name);)
+            name = wanted + L" " + std::to_wstring(++number);
         names_.insert(name);
         return name;
     }
 
     void addCpus(const OvfSystem& system)
     {
-        const std::uint32_t count =
-            std::clamp(std::max(system.cpuCount, 1u), surroundings_.minCpuCount, surroundings_.maxCpuCount);
-        if (system.cpuCount > surroundings_.maxCpuCount)
-            warn(L"'" + name_ + L"' gets " + std::to_wstring(count) + L" CPUs instead of " +
-                 std::to_wstring(system.cpuCount));
-        add(DescriptionType::CPU, L"", std::to_wstring(system.cpuCount), std::to_wstring(count));
+        const std::uint32_t wanted = machine_ ? machine_->cpuCount : system.cpuCount;
+        const std::uint32_t count = std::clamp(wanted, 1u, surroundings_.maxCpuCount);
+        if (wanted > surroundings_.maxCpuCount)
+            warn(L"'" + name_ + L"' gets " + std::to_wstring(count) + L" CPUs instead of " + std::to_wstring(wanted));
+        add(DescriptionType::CPU, L"", std::to_wstring(wanted), std::to_wstring(count));
     }
 
     void addMemory(const OvfSystem& system)
     {
-        const std::uint64_t wanted = system.memoryBytes / megabyte;
-        const std::uint64_t memory = std::clamp(system.memoryBytes == 0 ? usualMemoryMegabytes : wanted,
-                                                surroundings_.minMemoryMegabytes, surroundings_.maxMemoryMegabytes);
+        const std::uint64_t described = machine_ ? machine_->memoryMegabytes : system.memoryBytes / megabyte;
+        const std::uint64_t wanted = described != 0 ? described
+                                     : osType_      ? osType_->recommendedMegabytes
+                                                    : memoryOfUnknownTypes;
+        const std::uint64_t memory =
+            std::clamp(wanted, surroundings_.minMemoryMegabytes, surroundings_.maxMemoryMegabytes);
         if (memory != wanted)
             warn(L"'" + name_ + L"' gets " + std::to_wstring(memory) + L" MB of memory instead of " +
                  std::to_wstring(wanted));
-        add(DescriptionType::Memory, L"", std::to_wstring(wanted), std::to_wstring(memory));
+        const std::uint64_t bytes = std::min(described, UINT64_MAX / megabyte) * megabyte;
+        add(DescriptionType::Memory, L"", std::to_wstring(bytes), std::to_wstring(memory));
     }
 
     void addAdapters(const OvfSystem& system)
     {
-        for (std::size_t slot = 0; slot < system.adapters.size(); ++slot) {
-            const OvfAdapter& adapter = system.adapters[slot];
-            if (slot >= surroundings_.maxNetworkAdapters) {
-                warn(L"'" + name_ + L"' has more network adapters than a machine can have");
-                break;
-            }
-            add(DescriptionType::NetworkAdapter, L"", fromUtf8(adapter.network), adapterType(adapter),
-                L"slot=" + std::to_wstring(slot) + L";type=" + attachment(adapter));
+        if (machine_) {
+            for (const ImportMachine::Adapter& adapter : machine_->adapters)
+                addAdapter(adapter.mode, adapter.type,
+                           L"slot=" + std::to_wstring(adapter.slot) + L";type=" + adapter.mode);
+            return;
         }
+        const std::size_t count = std::min<std::size_t>(system.adapters.size(), surroundings_.maxNetworkAdapters);
+        if (count < system.adapters.size())
+            warn(L"'" + name_ + L"' has more network adapters than a machine can have");
+        for (std::size_t i = 0; i < count; ++i) {
+            const OvfAdapter& adapter = system.adapters[i];
+            addAdapter(fromUtf8(adapter.network), adapterType(system, adapter), L"type=" + attachment(adapter.network));
+        }
+    }
+
+    void addAdapter(const std::wstring& network, std::uint32_t type, const std::wstring& extra)
+    {
+        add(DescriptionType::NetworkAdapter, L"", network, std::to_wstring(type), extra);
+    }
+
+    std::uint32_t adapterType(const OvfSystem& system, const OvfAdapter& adapter) const
+    {
+        const std::string type = Poco::toLower(adapter.type);
+        const std::uint32_t usual = osType_ ? osType_->adapterType : i82540em;
+        if (type == "pcnet32")
+            return isPcNet(usual) ? usual : am79c970a;
+        if (type == "e10000")
+            return i82545em;
+        if (type != "e1000")
+            return usual;
+        if (Poco::toLower(system.systemType).find("virtualbox") == std::string::npos)
+            return i82545em;
+        return usual >= i82540em && usual <= i82545em ? usual : i82540em;
     }
 
     void addControllers(const OvfSystem& system)
     {
         controllerEntries_.clear();
-        for (const OvfController& controller : system.controllers) {
-            controllerEntries_[controller.instanceId] = {entries_.size(), &controller};
-            add(entryType(controller.kind), fromUtf8(controller.instanceId), fromUtf8(controller.subType),
+        std::map<OvfControllerKind, std::size_t> counts;
+        for (const auto& [id, controller] : system.controllers) {
+            if (++counts[sharedKind(controller.kind)] > mostControllers(controller.kind)) {
+                warn(L"The storage controller " + std::to_wstring(id) + L" of '" + name_ + L"' is left out");
+                continue;
+            }
+            controllerEntries_[id] = entries_.size();
+            add(entryType(controller.kind), std::to_wstring(id), fromUtf8(controller.subType),
                 controllerType(controller));
         }
-    }
-
-    std::wstring placeOf(const OvfDrive& drive) const
-    {
-        const auto found = controllerEntries_.find(drive.parentId);
-        if (found == controllerEntries_.end())
-            return {};
-        const auto& [entry, controller] = found->second;
-        const bool secondary = controller->kind == OvfControllerKind::Ide && controller->address == 1;
-        const std::uint64_t channel = std::uint64_t(drive.addressOnParent) + (secondary ? 2 : 0);
-        return L"controller=" + std::to_wstring(entry) + L";channel=" + std::to_wstring(channel);
-    }
-
-    void addDrive(const OvfSystem&, const OvfDrive& drive)
-    {
-        if (drive.kind == OvfDriveKind::HardDisk) {
-            addDisk(drive);
-            return;
-        }
-        if (!drive.fileId.empty())
-            warn(L"The image in a removable drive of '" + name_ + L"' is left out");
-        const bool floppy = drive.kind == OvfDriveKind::Floppy;
-        add(floppy ? DescriptionType::Floppy : DescriptionType::CDROM, L"", L"", L"", placeOf(drive));
     }
 
     void addDisk(const OvfDrive& drive)
     {
         const OvfDisk* disk = descriptor_.findDisk(drive.diskId);
-        const OvfFile* file = descriptor_.findFile(disk->fileRef);
-        const std::string source = file ? file->href : disk->id + ".vmdk";
-        std::filesystem::path name = safeFileName(source, L"disk.vmdk");
-        name.replace_extension(L".vmdk");
-        add(DescriptionType::HardDiskImage, fromUtf8(disk->id), file ? fromUtf8(file->href) : L"",
-            freeTarget(name).wstring(), placeOf(drive));
+        const auto controller = controllerEntries_.find(drive.controller);
+        if (controller == controllerEntries_.end())
+            throw Failure(Result::fail, L"The controller of the disk '" + fromUtf8(disk->id) +
+                                            L"' is not among those of the machine");
+        if (!disk->href.empty())
+            importFormat(*disk); // what is no such format is refused now
+        const std::string source = disk->href.empty() ? disk->id + (drive.optical ? ".iso" : ".vmdk")
+                                   : isGzipped(*disk) ? unpackedName(*disk)
+                                                      : disk->href;
+        add(DescriptionType::HardDiskImage, fromUtf8(disk->id), fromUtf8(disk->href),
+            freeTarget(safeFileName(source, L"disk.vmdk")),
+            L"controller=" + std::to_wstring(controller->second) + L";channel=" + std::to_wstring(drive.address));
     }
 
-    std::filesystem::path freeTarget(const std::filesystem::path& name)
+    std::wstring freeTarget(const std::wstring& name)
     {
-        std::filesystem::path target = folder_ / name;
-        for (unsigned number = 1; !targets_.insert(lower(target.wstring())).second; ++number)
-            target = folder_ / (name.stem().wstring() + L"_" + std::to_wstring(number) + name.extension().wstring());
-        return target;
+        const std::wstring stem = Files::stemOf(name);
+        const std::wstring suffix = name.substr(stem.size());
+        std::wstring free = name;
+        unsigned& number = lastTargets_[toLower((folder_ / name).wstring())];
+        while (!targets_.insert(toLower((folder_ / free).wstring())).second ||
+               surroundings_.isFileTaken(folder_ / free))
+            free = stem + L"_" + std::to_wstring(++number) + suffix;
+        return free;
     }
 
     const OvfDescriptor& descriptor_;
     const ImportSurroundings& surroundings_;
     Interpretation result_;
     std::set<std::wstring> names_;
+    std::map<std::wstring, unsigned> lastNumbers_;
     std::set<std::wstring> targets_;
+    std::map<std::wstring, unsigned> lastTargets_;
 
     // Of the system at hand.
+    std::optional<ImportMachine> machine_;
     std::vector<DescriptionEntry> entries_;
     std::wstring name_;
     std::filesystem::path folder_;
-    std::map<std::string, std::pair<std::size_t, const OvfController*>> controllerEntries_;
+    std::optional<ImportOsType> osType_;
+    std::map<std::uint32_t, std::size_t> controllerEntries_;
 };
 
+/// Suffixes of formats that VirtualBox knows and does not import.
+bool isForeignSuffix(const std::wstring& suffix)
+{
+    constexpr const wchar_t* suffixes[] = {L".hdd", L".qed", L".qcow", L".qcow2", L".vhdx", L".dmg", L".cue", L".viso"};
+    return std::find(std::begin(suffixes), std::end(suffixes), suffix) != std::end(suffixes);
+}
+
+/// What the format's URI says; nothing for one that is not known.
+std::optional<ImageFormat> formatOfUri(const std::string& uri)
+{
+    constexpr std::pair<const char*, ImageFormat> uris[] = {
+        {"http://www.vmware.com/interfaces/specifications/vmdk.html#streamOptimized", ImageFormat::Vmdk},
+        {"http://www.vmware.com/interfaces/specifications/vmdk.html#compressed", ImageFormat::Vmdk},
+        {"http://www.vmware.com/specifications/vmdk.html#compressed", ImageFormat::Vmdk},
+        {"http://www.vmware.com/specifications/vmdk.html#sparse", ImageFormat::Vmdk},
+        {"http://www.ecma-international.org/publications/standards/Ecma-119.htm", ImageFormat::Raw},
+        {"http://go.microsoft.com/fwlink/?LinkId=137171", ImageFormat::Vhd}};
+    for (const auto& [known, format] : uris)
+        if (Poco::icompare(uri, known) == 0)
+            return format;
+    return std::nullopt;
+}
+
 } // namespace
+
+bool isGzipped(const OvfDisk& disk)
+{
+    return Poco::icompare(disk.compression, "gzip") == 0;
+}
+
+ImageFormat importFormat(const OvfDisk& disk)
+{
+    // Here, and only here, VirtualBox minds the case of the word.
+    const std::string name = disk.compression == "gzip" ? unpackedName(disk) : disk.href;
+    const std::wstring suffix = Files::suffixOf(fromUtf8(name));
+    std::optional<ImageFormat> format = formatOfUri(disk.format);
+    if (!format)
+        format = formatOfSuffix(suffix);
+    if (!format && !isForeignSuffix(suffix))
+        throw Failure(Result::fail, L"The format of the disk '" + fromUtf8(disk.href) + L"' is not known");
+    if (format != ImageFormat::Vmdk && format != ImageFormat::Raw)
+        throw Failure(Result::fileError, L"Disks of the format of '" + fromUtf8(disk.href) + L"' cannot be imported");
+    return *format;
+}
+
+ImageFormat targetFormat(const std::wstring& name)
+{
+    const std::wstring suffix = Files::suffixOf(name);
+    const std::optional<ImageFormat> format = formatOfSuffix(suffix);
+    if (suffix.empty())
+        throw Failure(Result::fileError, L"The suffix of '" + name + L"' tells no format");
+    if (!format && !isForeignSuffix(suffix))
+        throw Failure(Result::fail, L"The format of '" + name + L"' is not known");
+    if (!format || format == ImageFormat::Vhd)
+        throw Failure(Result::notSupported, L"No disk is made in the format of '" + name + L"'");
+    return *format;
+}
 
 std::optional<DrivePlace> parseDrivePlace(const std::wstring& extra)
 {

@@ -1,5 +1,6 @@
 #include "appliance/manifest.h"
 
+#include <Poco/MD5Engine.h>
 #include <Poco/SHA1Engine.h>
 #include <Poco/SHA2Engine.h>
 #include <Poco/String.h>
@@ -7,7 +8,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "images/byte_source.h"
+#include "base/failure.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 
@@ -15,6 +17,8 @@ namespace {
 
 std::unique_ptr<Poco::DigestEngine> engineFor(const std::string& algorithm)
 {
+    if (algorithm == "MD5")
+        return std::make_unique<Poco::MD5Engine>();
     if (algorithm == "SHA1")
         return std::make_unique<Poco::SHA1Engine>();
     if (algorithm == "SHA256")
@@ -26,23 +30,24 @@ std::unique_ptr<Poco::DigestEngine> engineFor(const std::string& algorithm)
 
 ManifestEntry parseLine(const std::string& line)
 {
+    const auto malformed = [&] {
+        return Failure(Result::iprtError, L"The manifest has a malformed line: " + fromUtf8(line));
+    };
     // The name may hold parentheses itself: it ends at the last one in front of the equals sign.
     const std::size_t open = line.find('(');
     const std::size_t equals = line.rfind('=');
     const std::size_t close = equals == std::string::npos ? equals : line.rfind(')', equals);
     if (open == std::string::npos || close == std::string::npos || close <= open + 1)
-        throw StorageError(Fault::BadDescriptor, L"The manifest has a malformed line: " + fromUtf8(line));
+        throw malformed();
 
     ManifestEntry entry;
-    entry.algorithm = Poco::toUpper(Poco::trim(line.substr(0, open)));
+    entry.algorithm = Poco::trim(line.substr(0, open));
     entry.file = line.substr(open + 1, close - open - 1);
     entry.digest = Poco::toLower(Poco::trim(line.substr(equals + 1)));
     const auto engine = engineFor(entry.algorithm);
-    if (!engine)
-        throw StorageError(Fault::Unsupported, L"The manifest uses the digest " + fromUtf8(entry.algorithm));
-    if (entry.digest.size() != 2 * engine->digestLength() ||
-        entry.digest.find_first_not_of("0123456789abcdef") != std::string::npos)
-        throw StorageError(Fault::BadDescriptor, L"The manifest has a malformed digest: " + fromUtf8(line));
+    if (engine && (entry.digest.size() != 2 * engine->digestLength() ||
+                   entry.digest.find_first_not_of("0123456789abcdef") != std::string::npos))
+        throw malformed();
     return entry;
 }
 
@@ -59,6 +64,11 @@ std::vector<ManifestEntry> parseManifest(const std::string& text)
     return entries;
 }
 
+bool isComputed(const ManifestEntry& entry)
+{
+    return engineFor(entry.algorithm) != nullptr;
+}
+
 void checkDigest(const ManifestEntry& entry, const ByteSource& source,
                  const std::function<bool(std::uint64_t bytes)>& onBytes)
 {
@@ -71,11 +81,10 @@ void checkDigest(const ManifestEntry& entry, const ByteSource& source,
         engine->update(buffer.data(), piece);
         place += piece;
         if (!onBytes(piece))
-            throw StorageError(Fault::Canceled, L"The check of the manifest was canceled");
+            throw Canceled();
     }
     if (Poco::DigestEngine::digestToHex(engine->digest()) != entry.digest)
-        throw StorageError(Fault::DigestMismatch,
-                           L"'" + fromUtf8(entry.file) + L"' does not match its digest in the manifest");
+        throw Failure(Result::fileError, L"'" + fromUtf8(entry.file) + L"' does not match its digest in the manifest");
 }
 
 } // namespace VBoxSim

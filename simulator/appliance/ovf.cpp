@@ -5,481 +5,424 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <map>
-#include <set>
+#include <utility>
 
-#include "base/xml_tree.h"
+#include "base/failure.h"
+#include "base/xml.h"
 
 namespace VBoxSim {
 
 namespace {
 
-constexpr char virtualBoxNamespace[] = "http://www.virtualbox.org/";
+using Xml::Element;
 
-// CIM's resource types.
-constexpr std::uint32_t typeCpu = 3;
-constexpr std::uint32_t typeMemory = 4;
-constexpr std::uint32_t typeIde = 5;
-constexpr std::uint32_t typeScsi = 6;
-constexpr std::uint32_t typeEthernet = 10;
-constexpr std::uint32_t typeFloppyDrive = 14;
-constexpr std::uint32_t typeCdDrive = 15;
-constexpr std::uint32_t typeDvdDrive = 16;
-constexpr std::uint32_t typeDisk = 17;
-constexpr std::uint32_t typeOtherStorage = 20;
-constexpr std::uint32_t typeUsb = 23;
-constexpr std::uint32_t typeSound = 35;
-
-StorageError bad(const std::string& what)
+enum ResourceType : std::uint32_t
 {
-    return {Fault::BadDescriptor, L"The OVF descriptor is damaged: " + fromUtf8(what)};
+    Processor = 3,
+    Memory = 4,
+    IdeController = 5,
+    ScsiController = 6,
+    IscsiAdapter = 8,
+    InfiniBandAdapter = 9,
+    EthernetAdapter = 10,
+    FloppyDrive = 14,
+    CdDrive = 15,
+    HardDisk = 17,
+    OtherStorage = 20,
+    UsbController = 23,
+    SoundCard = 35
+};
+
+constexpr std::uint64_t megabyte = std::uint64_t(1) << 20;
+
+Failure bad(const std::string& what)
+{
+    return Failure(Result::fileError, L"The OVF descriptor cannot be used: " + fromUtf8(what));
 }
 
-StorageError unsupported(const std::string& what)
+std::string attribute(const Element* element, std::string_view name)
 {
-    return {Fault::Unsupported, L"The OVF descriptor has something unsupported: " + fromUtf8(what)};
+    const std::string* text = Xml::findAny(element, name);
+    return text ? *text : std::string();
 }
 
-std::optional<std::uint64_t> parseNumber(const std::string& text)
+std::string childText(const Element& element, std::string_view name)
 {
-    constexpr std::size_t mostDigits = 18;
-    if (text.empty() || text.size() > mostDigits || text.find_first_not_of("0123456789") != std::string::npos)
-        return std::nullopt;
-    return std::stoull(text);
+    return Poco::trim(Xml::textOf(Xml::child(&element, name)));
 }
 
-std::uint64_t numberOf(const std::string& text, const char* what)
+/// A number that is not negative.
+std::optional<std::uint64_t> unsignedNumber(const std::string& text)
 {
-    const auto number = parseNumber(Poco::trim(text));
-    if (!number)
-        throw bad(std::string(what) + " is '" + text + "', no number");
-    return *number;
+    const auto number = Xml::parseNumber(text);
+    return number && *number >= 0 ? std::optional<std::uint64_t>(*number) : std::nullopt;
 }
 
-std::uint32_t smallNumberOf(const std::string& text, const char* what)
+std::optional<std::uint32_t> smallNumber(const std::string& text)
 {
-    const std::uint64_t number = numberOf(text, what);
-    if (number > std::numeric_limits<std::uint32_t>::max())
-        throw bad(std::string(what) + " is too large");
-    return static_cast<std::uint32_t>(number);
+    const auto number = unsignedNumber(text);
+    return number && *number <= UINT32_MAX ? std::optional<std::uint32_t>(*number) : std::nullopt;
 }
 
-/// The number in a child element; `otherwise` when the element is missing or empty.
-std::uint32_t childNumber(const XmlElement& element, const std::string& name, std::uint32_t otherwise)
+/// The name of a section: its element's, or in drafts of the standard the type of a general `Section` or `Content`.
+std::string sectionName(const Element& element)
 {
-    const std::string text = element.childText(name);
-    return text.empty() ? otherwise : smallNumberOf(text, name.c_str());
+    constexpr std::string_view prefix = "ovf:";
+    constexpr std::string_view ending = "_Type";
+    const std::string_view name = element.localName();
+    if (name != "Section" && name != "Content")
+        return std::string(name);
+    const std::string type = attribute(&element, "type");
+    if (!type.starts_with(prefix) || !type.ends_with(ending))
+        return std::string(name);
+    return type.substr(prefix.size(), type.size() - prefix.size() - ending.size());
 }
 
-std::uint64_t quantityInBytes(const std::string& quantity, const std::string& unit, const char* what)
+/// The id behind "ovf://disk/", "ovf:/disk/" or "/disk/"; empty when the text is none of it.
+std::string diskOf(const std::string& hostResource)
 {
-    const auto bytes = scaledBytes(numberOf(quantity, what), unit);
-    if (!bytes)
-        throw bad(std::string(what) + " has the unit '" + unit + "' or is too large");
-    return *bytes;
-}
-
-/// The id behind "ovf:/disk/" or "/disk/"; empty when the text is none of it.
-std::string hostResource(const std::string& text, const std::string& kind)
-{
-    for (const char* scheme : {"ovf:/", "/"}) {
-        const std::string start = scheme + kind + "/";
-        if (text.rfind(start, 0) == 0)
-            return text.substr(start.size());
-    }
+    for (const std::string_view start : {"ovf://disk/", "ovf:/disk/", "/disk/"})
+        if (hostResource.starts_with(start))
+            return hostResource.substr(start.size());
     return {};
 }
 
-class SystemParser
+/// VirtualBox's own settings element as a file of its own.
+std::string asSettings(const Element& machine)
+{
+    Element file;
+    file.kind = Xml::Kind::Document;
+    Element* root = Xml::append(&file, "VirtualBox");
+    Xml::set(root, "xmlns", L"http://www.virtualbox.org/");
+    // An element without a version comes from the time of this one.
+    Xml::set(root, "version", Xml::get(&machine, "version", L"1.15-windows"));
+    root->children.push_back(Xml::withoutPrefixes(machine));
+    Element* copy = root->children.back().get();
+    copy->parent = root;
+    Xml::removeAttribute(copy, "version");
+    Xml::drop(copy, "Info"); // the text for people that every section starts with
+    return Xml::write(file);
+}
+
+class SystemReader
 {
 public:
-    SystemParser(const OvfDescriptor& descriptor, const std::string& configuration)
-        : descriptor_(descriptor), configuration_(configuration)
-    {}
+    explicit SystemReader(const OvfDescriptor& descriptor) : descriptor_(descriptor) {}
 
-    OvfSystem parse(XmlElement& element)
+    OvfSystem read(const Element& element)
     {
-        system_.id = element.attribute("id");
-        system_.name = element.childText("Name");
-        for (const auto& child : element.children)
-            readSection(*child);
-        checkDrives();
+        system_.id = attribute(&element, "id");
+        for (const Element* section : Xml::elements(&element))
+            readSection(*section);
         return std::move(system_);
     }
 
 private:
-    void readSection(XmlElement& section)
+    void readSection(const Element& section)
     {
-        if (section.name == "ProductSection")
+        const std::string name = sectionName(section);
+        if (name == "Section" && attribute(&section, "type").empty())
+            throw bad("a section of '" + system_.id + "' has no type");
+        if (name == "ProductSection")
             readProduct(section);
-        else if (section.name == "AnnotationSection")
-            system_.description = section.childText("Annotation");
-        else if (section.name == "EulaSection")
-            system_.license = section.childText("License");
-        else if (section.name == "OperatingSystemSection")
+        else if (name == "AnnotationSection")
+            system_.description = childText(section, "Annotation");
+        else if (name == "EulaSection")
+            system_.license = childText(section, "License");
+        else if (name == "OperatingSystemSection")
             readOperatingSystem(section);
-        else if (section.name == "VirtualHardwareSection")
+        else if (name == "VirtualHardwareSection")
             readHardware(section);
-        else if (section.name == "Machine" && section.uri.rfind(virtualBoxNamespace, 0) == 0)
-            readMachine(section);
+        else if (section.name == "vbox:Machine")
+            system_.machine = asSettings(section);
     }
 
-    void readProduct(const XmlElement& section)
+    void readProduct(const Element& section)
     {
-        system_.product = section.childText("Product");
-        system_.productUrl = section.childText("ProductUrl");
-        system_.vendor = section.childText("Vendor");
-        system_.vendorUrl = section.childText("VendorUrl");
-        system_.version = section.childText("Version");
+        system_.product = childText(section, "Product");
+        system_.productUrl = childText(section, "ProductUrl");
+        system_.vendor = childText(section, "Vendor");
+        system_.vendorUrl = childText(section, "VendorUrl");
+        system_.version = childText(section, "Version");
     }
 
-    void readOperatingSystem(const XmlElement& section)
+    void readOperatingSystem(const Element& section)
     {
-        const std::string id = section.attribute("id");
-        system_.cimOsType = id.empty() ? 0 : smallNumberOf(id, "the operating system");
-        system_.vboxOsType = section.childText("OSType");
+        const auto number = smallNumber(attribute(&section, "id"));
+        if (!number)
+            throw bad("the operating system of '" + system_.id + "' has no number");
+        system_.cimOsType = *number;
+        system_.osDescription = childText(section, "Description");
+        for (const Element* child : Xml::elements(&section))
+            if (child->name == "vbox:OSType")
+                system_.vboxOsType = Poco::trim(Xml::textOf(child));
     }
 
-    void readMachine(XmlElement& machine)
+    void readHardware(const Element& section)
     {
-        system_.machineName = machine.attribute("name");
-        system_.machineOsType = machine.attribute("OSType");
-        // The text for people that every OVF section starts with is not part of a settings file.
-        std::erase_if(machine.children, [](const auto& child) { return child->name == "Info"; });
-        system_.machineElement = toXml(machine, virtualBoxNamespace);
-    }
-
-    /// Items of other configurations, and those that only give the bounds of a quantity, do not count.
-    bool counts(const XmlElement& item) const
-    {
-        if (item.name != "Item" && item.name != "StorageItem" && item.name != "EthernetPortItem")
-            return false;
-        const std::string configurations = " " + item.attribute("configuration") + " ";
-        return item.attribute("bound").empty() &&
-               (Poco::trim(configurations).empty() ||
-                configurations.find(" " + configuration_ + " ") != std::string::npos);
-    }
-
-    void readHardware(const XmlElement& section)
-    {
-        if (hardwareSeen_)
-            return; // the first one that is understood is the one to take
-        hardwareSeen_ = true;
-        for (const auto& item : section.children) {
-            if (counts(*item))
+        system_.systemType = childText(*sectionOr(section, "System"), "VirtualSystemType");
+        // Configurations and bounds are not looked at: every item counts. Controllers first, as drives need them.
+        for (const Element* item : Xml::elements(&section))
+            if (isItem(*item) && isController(typeOf(*item)))
+                readController(*item);
+        for (const Element* item : Xml::elements(&section))
+            if (isItem(*item))
                 readItem(*item);
-        }
     }
 
-    void readItem(const XmlElement& item)
+    /// The child, or the element itself when it has none of that name.
+    static const Element* sectionOr(const Element& section, std::string_view name)
     {
-        const std::uint32_t type = smallNumberOf(item.childText("ResourceType"), "a resource type");
-        switch (type) {
-        case typeCpu:
-            addCpus(childNumber(item, "VirtualQuantity", 1));
+        const Element* found = Xml::child(&section, name);
+        return found ? found : &section;
+    }
+
+    static bool isItem(const Element& element)
+    {
+        const std::string_view name = element.localName();
+        return name == "Item" || name == "StorageItem" || name == "EthernetPortItem";
+    }
+
+    static bool isController(std::uint32_t type)
+    {
+        return type == IdeController || type == ScsiController || type == OtherStorage;
+    }
+
+    static std::uint32_t typeOf(const Element& item)
+    {
+        const auto type = smallNumber(childText(item, "ResourceType"));
+        if (!type || *type == 0)
+            throw bad("an item has no resource type");
+        return *type;
+    }
+
+    void readItem(const Element& item)
+    {
+        if (item.localName() == "StorageItem")
+            checkStorageItem(item);
+        switch (typeOf(item)) {
+        case Processor:
+            readProcessor(item);
             break;
-        case typeMemory:
-            addMemory(quantityInBytes(item.childText("VirtualQuantity"), item.childText("AllocationUnits"),
-                                      "the memory size"));
+        case Memory:
+            readMemory(item);
             break;
-        case typeIde:
-        case typeScsi:
-        case typeOtherStorage:
-            readController(item, type);
+        case IdeController:
+        case ScsiController:
+        case OtherStorage:
+            break; // read already
+        case EthernetAdapter:
+            system_.adapters.push_back({childText(item, "ResourceSubType"), childText(item, "Connection")});
             break;
-        case typeEthernet:
-            system_.adapters.push_back({item.childText("ResourceSubType"), item.childText("Connection")});
+        case FloppyDrive:
+            system_.floppyDrive = true;
             break;
-        case typeFloppyDrive:
-            readDrive(item, OvfDriveKind::Floppy);
+        case CdDrive:
+        case HardDisk:
+            readDrive(item);
             break;
-        case typeCdDrive:
-        case typeDvdDrive:
-            readDrive(item, OvfDriveKind::Dvd);
-            break;
-        case typeDisk:
-            readDrive(item, OvfDriveKind::HardDisk);
-            break;
-        case typeUsb:
+        case UsbController:
             system_.usbController = true;
             break;
-        case typeSound:
+        case SoundCard:
             system_.soundCard = true;
-            system_.soundCardType = item.childText("ResourceSubType");
+            system_.soundCardType = childText(item, "ResourceSubType");
             break;
         default:
-            system_.ignoredItems.push_back(item.childText("ElementName"));
+            readUnknown(item);
         }
     }
 
-    void addCpus(std::uint32_t count)
+    void readUnknown(const Element& item) const
     {
-        if (count > std::numeric_limits<std::uint32_t>::max() - system_.cpuCount)
-            throw bad("there are too many CPUs");
-        system_.cpuCount += count;
+        const std::uint32_t type = typeOf(item);
+        if (attribute(&item, "required") != "false")
+            throw bad("'" + system_.id + "' needs hardware of the unknown type " + std::to_string(type));
+        if ((type == IscsiAdapter || type == InfiniBandAdapter) && instanceOf(item) == 0)
+            throw bad("a controller of '" + system_.id + "' has no instance id");
     }
 
-    void addMemory(std::uint64_t bytes)
+    static void checkStorageItem(const Element& item)
     {
-        if (bytes > std::numeric_limits<std::uint64_t>::max() - system_.memoryBytes)
-            throw bad("there is too much memory");
-        system_.memoryBytes += bytes;
+        const bool hasQuantity = !childText(item, "VirtualQuantity").empty();
+        const std::string blockSize = childText(item, "VirtualResourceBlockSize");
+        const std::string units = childText(item, "VirtualQuantityUnits");
+        if (!childText(item, "Reservation").empty() && childText(item, "HostResourceBlockSize").empty())
+            throw bad("a storage item has a reservation without a block size");
+        if (hasQuantity && (blockSize.empty() || units.empty()))
+            throw bad("a storage item has a quantity without a block size or a unit");
+        if (hasQuantity && units == "count" && unsignedNumber(blockSize).value_or(0) <= 1)
+            throw bad("a storage item counts blocks that have no size");
     }
 
-    static std::string instanceOf(const XmlElement& item)
+    void readProcessor(const Element& item)
     {
-        const std::string id = item.childText("InstanceID");
-        return id.empty() ? item.childText("InstanceId") : id;
+        const std::uint64_t count = unsignedNumber(childText(item, "VirtualQuantity")).value_or(0);
+        if (count >= UINT16_MAX)
+            throw bad("'" + system_.id + "' has too many CPUs");
+        system_.cpuCount = static_cast<std::uint32_t>(count);
+    }
+
+    void readMemory(const Element& item)
+    {
+        const std::string unit = childText(item, "AllocationUnits");
+        if (unit != "MegaBytes" && unit != "MB" && unit != "byte * 2^20")
+            throw bad("the memory of '" + system_.id + "' is counted in '" + unit + "'");
+        const std::uint64_t megabytes = unsignedNumber(childText(item, "VirtualQuantity")).value_or(0);
+        system_.memoryBytes = std::min(megabytes, UINT64_MAX / megabyte) * megabyte;
+    }
+
+    static std::uint32_t instanceOf(const Element& item)
+    {
+        const std::string id = childText(item, "InstanceID");
+        return smallNumber(id.empty() ? childText(item, "InstanceId") : id).value_or(0);
     }
 
     static OvfControllerKind kindOf(std::uint32_t type, const std::string& subType)
     {
-        static const std::map<std::string, OvfControllerKind> kinds = {
-            {"ahci", OvfControllerKind::Sata},
-            {"vmware.sata.ahci", OvfControllerKind::Sata},
-            {"lsilogic", OvfControllerKind::Scsi},
-            {"buslogic", OvfControllerKind::Scsi},
-            {"lsilogicsas", OvfControllerKind::Sas},
-            {"virtualscsi", OvfControllerKind::Scsi},
-            {"nvme", OvfControllerKind::Nvme},
-            {"vmware.nvme.controller", OvfControllerKind::Nvme},
-            {"virtioscsi", OvfControllerKind::VirtioScsi},
-        };
-        if (type == typeIde)
+        const std::string name = Poco::toLower(subType);
+        if (type == IdeController)
             return OvfControllerKind::Ide;
-        const auto kind = kinds.find(Poco::toLower(subType));
-        if (kind != kinds.end())
-            return kind->second;
-        if (type == typeScsi)
-            return OvfControllerKind::Scsi;
-        throw unsupported("a storage controller of type '" + subType + "'");
+        if (type == ScsiController)
+            return name == "lsilogicsas" ? OvfControllerKind::Sas : OvfControllerKind::Scsi;
+        if (name == "ahci" || name == "vmware.sata.ahci")
+            return OvfControllerKind::Sata;
+        if (name == "virtioscsi")
+            return OvfControllerKind::VirtioScsi;
+        throw bad("there is no storage controller of type '" + subType + "'");
     }
 
-    void readController(const XmlElement& item, std::uint32_t type)
+    void readController(const Element& item)
     {
         OvfController controller;
         controller.instanceId = instanceOf(item);
-        controller.subType = item.childText("ResourceSubType");
-        controller.kind = kindOf(type, controller.subType);
-        controller.address = childNumber(item, "Address", 0);
-        if (controller.instanceId.empty() || findController(controller.instanceId))
-            throw bad("a controller has no instance id, or one that another has");
-        system_.controllers.push_back(controller);
+        if (controller.instanceId == 0)
+            throw bad("a controller of '" + system_.id + "' has no instance id");
+        controller.subType = childText(item, "ResourceSubType");
+        controller.kind = kindOf(typeOf(item), controller.subType);
+        controller.secondaryChannel =
+            controller.kind == OvfControllerKind::Ide && std::exchange(primaryChannelSeen_, true);
+        system_.controllers[controller.instanceId] = controller;
     }
 
-    const OvfController* findController(const std::string& id) const
-    {
-        const auto found = std::find_if(system_.controllers.begin(), system_.controllers.end(),
-                                        [&](const OvfController& controller) { return controller.instanceId == id; });
-        return found == system_.controllers.end() ? nullptr : &*found;
-    }
-
-    void readDrive(const XmlElement& item, OvfDriveKind kind)
+    void readDrive(const Element& item)
     {
         OvfDrive drive;
-        drive.kind = kind;
-        drive.parentId = item.childText("Parent");
-        hasAddress_.push_back(!item.childText("AddressOnParent").empty());
-        drive.addressOnParent = childNumber(item, "AddressOnParent", 0);
-        const std::string resource = item.childText("HostResource");
-        drive.diskId = hostResource(resource, "disk");
-        drive.fileId = hostResource(resource, "file");
-        if (kind == OvfDriveKind::HardDisk && !descriptor_.findDisk(drive.diskId))
-            throw bad("a drive refers to the unknown disk '" + resource + "'");
-        if (!drive.fileId.empty() && !descriptor_.findFile(drive.fileId))
-            throw bad("a drive refers to the unknown file '" + resource + "'");
-        system_.drives.push_back(drive);
-    }
-
-    /// Every drive has a controller and a place of its own there. Drives without a place take the free ones.
-    void checkDrives()
-    {
-        std::set<std::pair<std::string, std::uint32_t>> taken;
-        for (std::size_t i = 0; i < system_.drives.size(); ++i) {
-            const OvfDrive& drive = system_.drives[i];
-            const bool needsController = drive.kind == OvfDriveKind::HardDisk;
-            if (drive.parentId.empty() ? needsController
-                                       : drive.kind != OvfDriveKind::Floppy && !findController(drive.parentId))
-                throw bad("a drive refers to the unknown controller '" + drive.parentId + "'");
-            if (!drive.parentId.empty() && hasAddress_[i] &&
-                !taken.emplace(drive.parentId, drive.addressOnParent).second)
-                throw bad("two drives have the same place");
-        }
-        for (std::size_t i = 0; i < system_.drives.size(); ++i) {
-            OvfDrive& drive = system_.drives[i];
-            if (drive.parentId.empty() || hasAddress_[i])
-                continue;
-            while (!taken.emplace(drive.parentId, drive.addressOnParent).second)
-                ++drive.addressOnParent;
-        }
+        drive.optical = typeOf(item) == CdDrive;
+        drive.controller = smallNumber(childText(item, "Parent")).value_or(0);
+        drive.address = smallNumber(childText(item, "AddressOnParent")).value_or(0);
+        const std::string resource = childText(item, "HostResource");
+        drive.diskId = diskOf(resource);
+        if (!system_.controllers.contains(drive.controller))
+            throw bad("a drive of '" + system_.id + "' has no controller");
+        if (descriptor_.findDisk(drive.diskId))
+            system_.drives[drive.diskId] = drive;
+        else if (drive.optical)
+            system_.emptyCdDrive = true;
+        else
+            throw bad("a drive of '" + system_.id + "' refers to the unknown disk '" + resource + "'");
     }
 
     const OvfDescriptor& descriptor_;
-    const std::string& configuration_;
     OvfSystem system_;
-    std::vector<bool> hasAddress_; ///< of each drive
-    bool hardwareSeen_ = false;
+    bool primaryChannelSeen_ = false;
 };
 
-void readReferences(const XmlElement& section, OvfDescriptor& descriptor)
+class EnvelopeReader
 {
-    for (const auto& element : section.children) {
-        if (element->name != "File")
-            continue;
-        OvfFile file;
-        file.id = element->attribute("id");
-        file.href = element->attribute("href");
-        const std::string size = element->attribute("size");
-        file.size = size.empty() ? 0 : numberOf(size, "the size of a file");
-        const std::string compression = element->attribute("compression");
-        if (file.id.empty() || file.href.empty() || descriptor.findFile(file.id))
-            throw bad("a file has no name, or an id that another has");
-        if (!compression.empty() && compression != "identity")
-            throw unsupported("the compression '" + compression + "' of a file");
-        if (!element->attribute("chunkSize").empty())
-            throw unsupported("a file in several pieces");
-        if (file.href.find("://") != std::string::npos)
-            throw unsupported("the file '" + file.href + "' elsewhere");
-        descriptor.files.push_back(file);
+public:
+    OvfDescriptor read(const Element& envelope)
+    {
+        for (const Element* file : Xml::children(Xml::child(&envelope, "References"), "File"))
+            files_.try_emplace(attribute(file, "id"), file);
+        for (const Element* section : Xml::elements(&envelope))
+            if (sectionName(*section) == "DiskSection")
+                for (const Element* disk : Xml::children(section, "Disk"))
+                    readDisk(*disk);
+        readSystems(envelope);
+        return std::move(descriptor_);
     }
-}
 
-void readDisks(const XmlElement& section, OvfDescriptor& descriptor)
-{
-    for (const auto& element : section.children) {
-        if (element->name != "Disk")
-            continue;
+private:
+    void readDisk(const Element& element)
+    {
         OvfDisk disk;
-        disk.id = element->attribute("diskId");
-        disk.fileRef = element->attribute("fileRef");
-        disk.format = element->attribute("format");
-        disk.uuid = element->attribute("uuid");
-        const std::string capacity = element->attribute("capacity");
-        if (capacity.rfind("${", 0) == 0)
-            throw unsupported("a disk whose capacity is to be asked for");
-        if (!capacity.empty())
-            disk.capacity =
-                quantityInBytes(capacity, element->attribute("capacityAllocationUnits"), "the capacity of a disk");
-        if (disk.id.empty() || descriptor.findDisk(disk.id))
-            throw bad("a disk has no id, or one that another has");
-        if (!disk.fileRef.empty() && !descriptor.findFile(disk.fileRef))
-            throw bad("a disk refers to the unknown file '" + disk.fileRef + "'");
-        if (disk.fileRef.empty() && disk.capacity == 0)
-            throw bad("a blank disk has no capacity");
-        if (!element->attribute("parentRef").empty())
-            throw unsupported("a differencing disk");
-        descriptor.disks.push_back(disk);
+        disk.id = attribute(&element, "diskId");
+        disk.format = attribute(&element, "format");
+        const auto capacity = unsignedNumber(attribute(&element, "capacity"));
+        if (disk.id.empty() || !Xml::findAny(&element, "format") || !capacity)
+            throw bad("the disk '" + disk.id + "' lacks its id, its format or a number as its capacity");
+        disk.capacity = *capacity;
+        disk.populatedSize = Xml::parseNumber(attribute(&element, "populatedSize")).value_or(-1);
+        if (const std::string* uuid = Xml::find(&element, "vbox:uuid"))
+            disk.uuid = *uuid;
+        if (const std::string* reference = Xml::findAny(&element, "fileRef"))
+            readFile(disk, *reference);
+        descriptor_.disks[disk.id] = disk;
     }
+
+    void readFile(OvfDisk& disk, const std::string& reference)
+    {
+        const auto found = files_.find(reference);
+        if (found == files_.end())
+            throw bad("the disk '" + disk.id + "' refers to the unknown file '" + reference + "'");
+        const Element* file = found->second;
+        disk.href = attribute(file, "href");
+        if (disk.href.empty())
+            throw bad("the file '" + reference + "' has no name");
+        disk.size = Xml::parseNumber(attribute(file, "size")).value_or(-1);
+        disk.compression = attribute(file, "compression");
+    }
+
+    void readSystems(const Element& parent)
+    {
+        for (const Element* element : Xml::elements(&parent)) {
+            const std::string name = sectionName(*element);
+            if (name == "VirtualSystem")
+                descriptor_.systems.push_back(SystemReader(descriptor_).read(*element));
+            else if (name == "VirtualSystemCollection")
+                readSystems(*element);
+        }
+    }
+
+    OvfDescriptor descriptor_;
+    std::map<std::string, const Element*> files_;
+};
+
+/// Whether the element's name is bound to a namespace. Which one tells the version of OVF: that of 1 or 2, and every
+/// other one counts as 0.9. The three differ in what is read from them only, so that one reader serves.
+bool hasNamespace(const Element& element)
+{
+    const std::size_t colon = element.name.find(':');
+    const std::string declaration = colon == std::string::npos ? "xmlns" : "xmlns:" + element.name.substr(0, colon);
+    const std::string* uri = Xml::find(&element, declaration);
+    return uri && !uri->empty();
 }
 
-std::string defaultConfiguration(const XmlElement& envelope)
+Xml::DocumentPtr parseDocument(const std::string& document)
 {
-    const XmlElement* section = envelope.child("DeploymentOptionSection");
-    if (!section)
-        return {};
-    std::string first;
-    for (const auto& element : section->children) {
-        if (element->name != "Configuration")
-            continue;
-        const std::string isDefault = element->attribute("default");
-        if (isDefault == "true" || isDefault == "1")
-            return element->attribute("id");
-        if (first.empty())
-            first = element->attribute("id");
+    try {
+        return Xml::parse(document);
+    } catch (const Failure& failure) {
+        throw Failure(Result::fileError, failure.text());
     }
-    return first;
-}
-
-void readSystems(XmlElement& parent, const std::string& configuration, OvfDescriptor& descriptor)
-{
-    for (const auto& element : parent.children) {
-        if (element->name == "VirtualSystem")
-            descriptor.systems.push_back(SystemParser(descriptor, configuration).parse(*element));
-        else if (element->name == "VirtualSystemCollection")
-            readSystems(*element, configuration, descriptor);
-    }
-}
-
-template <typename Items>
-auto findById(const Items& items, const std::string& id)
-{
-    const auto found = std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.id == id; });
-    return found == items.end() ? nullptr : &*found;
 }
 
 } // namespace
 
-const OvfFile* OvfDescriptor::findFile(const std::string& id) const
-{
-    return findById(files, id);
-}
-
 const OvfDisk* OvfDescriptor::findDisk(const std::string& id) const
 {
-    return findById(disks, id);
+    const auto found = disks.find(id);
+    return found == disks.end() ? nullptr : &found->second;
 }
 
 OvfDescriptor parseOvf(const std::string& document)
 {
-    const std::unique_ptr<XmlElement> envelope = parseXml(document);
-    const std::string ovfNamespace = "http://schemas.dmtf.org/ovf/envelope/";
-    if (!envelope || envelope->name != "Envelope" || envelope->uri.rfind(ovfNamespace, 0) != 0)
-        throw bad("it has no envelope of OVF 1 or 2");
-    const std::string version = envelope->uri.substr(ovfNamespace.size());
-    if (version != "1" && version != "2")
-        throw unsupported("version " + version);
-
-    OvfDescriptor descriptor;
-    descriptor.majorVersion = version == "2" ? 2 : 1;
-    if (const XmlElement* references = envelope->child("References"))
-        readReferences(*references, descriptor);
-    if (const XmlElement* disks = envelope->child("DiskSection"))
-        readDisks(*disks, descriptor);
-    readSystems(*envelope, defaultConfiguration(*envelope), descriptor);
-    if (descriptor.systems.empty())
-        throw bad("it has no virtual system");
-    return descriptor;
-}
-
-std::optional<std::uint64_t> scaledBytes(std::uint64_t quantity, const std::string& unit)
-{
-    static const std::map<std::string, std::uint64_t> names = {
-        {"", 1},
-        {"byte", 1},
-        {"bytes", 1},
-        {"kb", 1ull << 10},
-        {"kilobytes", 1ull << 10},
-        {"mb", 1ull << 20},
-        {"megabytes", 1ull << 20},
-        {"gb", 1ull << 30},
-        {"gigabytes", 1ull << 30},
-        {"tb", 1ull << 40},
-        {"terabytes", 1ull << 40},
-    };
-    std::string compact = Poco::toLower(unit);
-    std::erase_if(compact, [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; });
-
-    std::uint64_t factor = 1;
-    const std::size_t star = compact.find('*');
-    const std::size_t power = compact.find('^');
-    if (star != std::string::npos) {
-        if ((compact.substr(0, star) != "byte" && compact.substr(0, star) != "bytes") || power == std::string::npos ||
-            power < star)
-            return std::nullopt;
-        const auto base = parseNumber(compact.substr(star + 1, power - star - 1));
-        const auto exponent = parseNumber(compact.substr(power + 1));
-        if (!base || !exponent || (*base != 2 && *base != 10) || *exponent > (*base == 2 ? 60 : 18))
-            return std::nullopt;
-        for (std::uint64_t i = 0; i < *exponent; ++i)
-            factor *= *base;
-    } else if (const auto name = names.find(compact); name != names.end()) {
-        factor = name->second;
-    } else {
-        return std::nullopt;
-    }
-    if (quantity > std::numeric_limits<std::uint64_t>::max() / factor)
-        return std::nullopt;
-    return quantity * factor;
+    const Xml::DocumentPtr tree = parseDocument(document);
+    const Element* envelope = Xml::root(tree);
+    if (!envelope || envelope->localName() != "Envelope" || !hasNamespace(*envelope))
+        throw bad("its root is no envelope in a namespace of OVF");
+    return EnvelopeReader().read(*envelope);
 }
 
 } // namespace VBoxSim

@@ -1,29 +1,27 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <string>
 #include <vector>
-
-#include "base/storage_error.h"
 
 namespace VBoxSim {
 
-// The content of an OVF descriptor. All text is UTF-8.
+// The content of an OVF descriptor, as VirtualBox reads it: elements and attributes go by their local names, whatever
+// is not known is passed over, and of two things with one identifier the later one counts. All text is UTF-8.
 
-struct OvfFile
-{
-    std::string id;
-    std::string href;
-    std::uint64_t size = 0; ///< 0 when not given
-};
-
+/// A disk, with the file that it refers to.
 struct OvfDisk
 {
     std::string id;
-    std::string fileRef;        ///< empty: a blank disk
-    std::uint64_t capacity = 0; ///< bytes
-    std::string format;         ///< URI
-    std::string uuid;           ///< of the image, when VirtualBox wrote the descriptor
+    std::uint64_t capacity = 0;      ///< bytes, whatever unit the descriptor names
+    std::int64_t populatedSize = -1; ///< -1 when not given
+    std::string format;              ///< URI
+    std::string uuid;                ///< of the image, when VirtualBox wrote the descriptor
+    std::string href;                ///< empty: a disk without an image
+    std::int64_t size = -1;          ///< of the file; -1 when not given
+    std::string compression;         ///< as written
 };
 
 enum class OvfControllerKind
@@ -32,32 +30,24 @@ enum class OvfControllerKind
     Sata,
     Scsi,
     Sas,
-    VirtioScsi,
-    Nvme
+    VirtioScsi
 };
 
 struct OvfController
 {
-    std::string instanceId;
+    std::uint32_t instanceId = 0;
     OvfControllerKind kind = OvfControllerKind::Ide;
-    std::string subType;       ///< "PIIX4", "AHCI", "lsilogic"...
-    std::uint32_t address = 0; ///< IDE: 0 the primary, 1 the secondary channel
+    std::string subType;           ///< "PIIX4", "AHCI", "lsilogic"...
+    bool secondaryChannel = false; ///< the second IDE controller
 };
 
-enum class OvfDriveKind
-{
-    HardDisk,
-    Dvd,
-    Floppy
-};
-
+/// A hard disk, or a DVD drive with an image.
 struct OvfDrive
 {
-    OvfDriveKind kind = OvfDriveKind::HardDisk;
-    std::string diskId;   ///< a hard disk's OvfDisk; empty for an empty drive
-    std::string fileId;   ///< an OvfFile that is the medium itself; else empty
-    std::string parentId; ///< instance of the controller; a floppy drive may have none
-    std::uint32_t addressOnParent = 0;
+    std::string diskId;
+    std::uint32_t controller = 0; ///< OvfController::instanceId
+    std::uint32_t address = 0;
+    bool optical = false;
 };
 
 struct OvfAdapter
@@ -69,7 +59,6 @@ struct OvfAdapter
 struct OvfSystem
 {
     std::string id;
-    std::string name;
     std::string description;
     std::string product;
     std::string productUrl;
@@ -77,39 +66,32 @@ struct OvfSystem
     std::string vendorUrl;
     std::string version;
     std::string license;
-    std::uint32_t cimOsType = 0;   ///< DMTF's number of the operating system
-    std::string vboxOsType;        ///< VirtualBox's own, when it wrote the descriptor
-    std::uint32_t cpuCount = 0;    ///< 0 when not given
-    std::uint64_t memoryBytes = 0; ///< 0 when not given
-    std::vector<OvfController> controllers;
-    std::vector<OvfDrive> drives;
+    std::uint32_t cimOsType = 0;                        ///< DMTF's number of the operating system
+    std::string osDescription;                          ///< its name in the descriptor's own words
+    std::string vboxOsType;                             ///< VirtualBox's own, when it wrote the descriptor
+    std::string systemType;                             ///< "virtualbox-2.2", "vmx-07"...
+    std::uint32_t cpuCount = 0;                         ///< 0 when not given
+    std::uint64_t memoryBytes = 0;                      ///< 0 when not given
+    std::map<std::uint32_t, OvfController> controllers; ///< by their instance ids
+    std::map<std::string, OvfDrive> drives;             ///< by their disks
     std::vector<OvfAdapter> adapters;
+    bool floppyDrive = false;
+    bool emptyCdDrive = false; ///< all of them are one
     bool usbController = false;
     bool soundCard = false;
     std::string soundCardType;
-    std::vector<std::string> ignoredItems; ///< hardware that has no counterpart
-    std::string machineName;               ///< name attribute of the vbox:Machine element
-    std::string machineOsType;             ///< its OSType attribute
-    std::string machineElement; ///< the whole vbox:Machine element as text of a settings file's Machine; else empty
+    std::optional<std::string> machine; ///< VirtualBox's own Machine element, as a settings file
 };
 
 struct OvfDescriptor
 {
-    int majorVersion = 1; ///< 1 or 2
-    std::vector<OvfFile> files;
-    std::vector<OvfDisk> disks;
-    std::vector<OvfSystem> systems; ///< those of collections included, in document order
+    std::map<std::string, OvfDisk> disks; ///< by their ids
+    std::vector<OvfSystem> systems;       ///< those of collections included, in document order; none is no error
 
-    const OvfFile* findFile(const std::string& id) const;
     const OvfDisk* findDisk(const std::string& id) const;
 };
 
-/// Parses and checks a descriptor: references between its parts hold, numbers are in range. Fault::BadDescriptor for
-/// damage, Fault::Unsupported for compressed or chunked files and remote references.
+/// Reads a descriptor of OVF 0.9, 1 or 2. Throws Failure(fileError) for damage.
 OvfDescriptor parseOvf(const std::string& document);
-
-/// A quantity in the unit that the descriptor names ("MegaBytes", "byte * 2^20", empty for bytes) as bytes.
-/// Nothing when the unit is unknown or the result too large.
-std::optional<std::uint64_t> scaledBytes(std::uint64_t quantity, const std::string& unit);
 
 } // namespace VBoxSim

@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <set>
 
-#include "base/storage_error.h"
+#include "base/failure.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 
 namespace {
 
 constexpr std::size_t blockSize = 512;
-constexpr std::size_t mostMembers = 10000;
+constexpr std::size_t mostMembers = 200000;
 constexpr std::uint64_t longestMetadata = std::uint64_t(64) << 10;
 constexpr std::uint64_t largestNumber = std::uint64_t(1) << 60;
 
@@ -31,9 +31,9 @@ constexpr Field prefixField = {345, 155};
 
 using Header = std::array<std::uint8_t, blockSize>;
 
-StorageError damaged(const wchar_t* what)
+Failure damaged(const wchar_t* what)
 {
-    return {Fault::BadArchive, std::wstring(L"The archive is damaged: ") + what};
+    return Failure(Result::iprtError, std::wstring(L"The archive is damaged: ") + what);
 }
 
 std::string text(const Header& header, Field field)
@@ -139,7 +139,7 @@ void readPax(const std::string& data, Overrides& overrides)
             overrides.size = std::stoull(value);
             overrides.hasSize = true;
         } else if (key.rfind("GNU.sparse.", 0) == 0) {
-            throw StorageError(Fault::Unsupported, L"The archive has sparse members");
+            throw Failure(Result::notSupported, L"The archive has sparse members");
         }
         place += length;
     }
@@ -149,7 +149,6 @@ void readPax(const std::string& data, Overrides& overrides)
 
 TarArchive::TarArchive(std::shared_ptr<const ByteSource> source) : source_(std::move(source))
 {
-    std::set<std::string> names;
     Overrides overrides;
     std::uint64_t place = 0;
     for (std::size_t count = 0;; ++count) {
@@ -189,11 +188,12 @@ TarArchive::TarArchive(std::shared_ptr<const ByteSource> source) : source_(std::
                 overrides.name = data.substr(0, data.find('\0'));
         } else {
             if (type == 'S')
-                throw StorageError(Fault::Unsupported, L"The archive has sparse members");
+                throw Failure(Result::notSupported, L"The archive has sparse members");
             const std::string name = withoutDot(overrides.name.empty() ? storedName(header) : overrides.name);
             if (type == '0' || type == '\0' || type == '7') {
-                if (name.empty() || !names.insert(name).second)
-                    throw damaged(L"a member has no name, or one that another has");
+                if (name.empty())
+                    throw damaged(L"a member has no name");
+                byName_.try_emplace(toLower(fromUtf8(name)), members_.size());
                 members_.push_back({name, place, size});
             }
             overrides = Overrides();
@@ -205,9 +205,8 @@ TarArchive::TarArchive(std::shared_ptr<const ByteSource> source) : source_(std::
 
 const TarMember* TarArchive::find(const std::string& name) const
 {
-    const auto found =
-        std::find_if(members_.begin(), members_.end(), [&](const TarMember& member) { return member.name == name; });
-    return found == members_.end() ? nullptr : &*found;
+    const auto found = byName_.find(toLower(fromUtf8(name)));
+    return found == byName_.end() ? nullptr : &members_[found->second];
 }
 
 std::shared_ptr<ByteSource> TarArchive::open(const TarMember& member) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 
 #include "images/byte_source.h"
 
@@ -19,17 +20,18 @@ struct TarMember
 class TarArchive
 {
 public:
-    /// Reads all headers. Fault::BadArchive when the archive is damaged, cut off, or names a file twice.
+    /// Reads all headers. Failure(iprtError) when the archive is damaged or cut off.
     explicit TarArchive(std::shared_ptr<const ByteSource> source);
 
     const std::vector<TarMember>& members() const { return members_; }
-    /// Null when there is no such member.
+    /// The first member of the name, in any case; null when there is none.
     const TarMember* find(const std::string& name) const;
     std::shared_ptr<ByteSource> open(const TarMember& member) const;
 
 private:
     std::shared_ptr<const ByteSource> source_;
     std::vector<TarMember> members_;
+    std::unordered_map<std::wstring, std::size_t> byName_;
 };
 
 } // namespace VBoxSim

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <utility>
 
 namespace VBoxSim {
 
@@ -37,7 +38,7 @@ constexpr ResultCode serverUnavailable = make(0x800706BA);
 constexpr ResultCode callFailed = make(0x800706BE);
 } // namespace Result
 
-/// A call that is refused: its result code and the text of its error object.
+/// Whatever goes wrong: the result code that the client gets, and the text of its error object.
 class Failure : public std::exception
 {
 public:
@@ -50,6 +51,13 @@ public:
 private:
     ResultCode code_;
     std::wstring text_;
+};
+
+/// Work that ended because the client canceled it.
+class Canceled : public Failure
+{
+public:
+    Canceled() : Failure(Result::fail, L"The operation was canceled") {}
 };
 
 } // namespace VBoxSim

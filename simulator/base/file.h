@@ -1,22 +1,19 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <filesystem>
-#include <string>
 #include <vector>
+
+#include "base/platform.h"
 
 namespace VBoxSim {
 
-/// The path for the system's file calls: paths too long for them get the prefix that lifts the limit.
-std::filesystem::path systemPath(const std::filesystem::path& path);
-
-/// An open file with positioned reads and writes. Failures throw StorageError.
+/// An open file with positioned reads and writes. Failures throw Failure.
 class File
 {
 public:
     static File openForReading(const std::filesystem::path& path);
     static File openForUpdate(const std::filesystem::path& path);
+    /// A new file; one that is there gives way.
+    static File create(const std::filesystem::path& path);
 
     File(File&& other) noexcept;
     File& operator=(File&& other) noexcept;
@@ -25,16 +22,17 @@ public:
     ~File();
 
     std::uint64_t size() const;
-    /// Reads exactly `length` bytes; a file that ends before is Fault::Damaged.
+    /// Reads exactly `length` bytes; a file that ends before is fileError.
     void readAt(std::uint64_t offset, void* buffer, std::size_t length) const;
     void writeAt(std::uint64_t offset, const void* buffer, std::size_t length);
+    void flush();
     void close() noexcept;
 
 private:
     friend class NewFile;
-    File(void* handle, std::filesystem::path path);
+    File(const std::filesystem::path& path, Platform::Open how);
 
-    void* handle_;
+    Platform::FileHandle handle_;
     std::filesystem::path path_;
 };
 
@@ -43,7 +41,7 @@ private:
 class NewFile
 {
 public:
-    /// Fault::Exists when the target is there, Fault::NotFound when its folder is not.
+    /// fileError when the target is there already.
     explicit NewFile(std::filesystem::path target);
     ~NewFile();
     NewFile(const NewFile&) = delete;
@@ -55,6 +53,8 @@ public:
     void commit();
 
 private:
+    static std::filesystem::path nameBeside(const std::filesystem::path& target);
+
     std::filesystem::path target_;
     std::filesystem::path temporary_;
     File file_;

@@ -1,203 +1,171 @@
 #include "base/files.h"
 
-#include <windows.h>
-
-#include <filesystem>
-#include <memory>
-
 #include "base/failure.h"
+#include "base/file.h"
 #include "base/text.h"
 
 namespace VBoxSim::Files {
 
 namespace {
 
-struct CloseHandleOf
-{
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using FileHandle = std::unique_ptr<void, CloseHandleOf>;
+using std::filesystem::path;
 
-FileHandle open(const std::wstring& path, DWORD access, DWORD share, DWORD disposition)
+/// Does something with a file for which all failures are alike.
+template <class Action>
+auto orFileError(Action&& action)
 {
-    const HANDLE handle =
-        CreateFileW(unlimited(path).c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-    return FileHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
+    try {
+        return action();
+    } catch (const Failure& failure) {
+        throw Failure(Result::fileError, failure.text());
+    }
 }
 
-[[noreturn]] void refuse(const wchar_t* what, const std::wstring& path)
+void writeWhole(const std::wstring& file, std::string_view content)
 {
-    const DWORD error = GetLastError();
-    throw Failure(Result::fileError, std::wstring(what) + L" '" + path + L"' (error " + std::to_wstring(error) + L")");
+    File fresh = File::create(file);
+    fresh.writeAt(0, content.data(), content.size());
+    fresh.flush();
 }
 
-bool isShare(std::wstring_view path)
+void keepPrevious(const std::wstring& file, const std::wstring& previous)
 {
-    const auto slash = [](wchar_t c) { return c == L'\\' || c == L'/'; };
-    return path.size() > 2 && slash(path[0]) && slash(path[1]);
-}
-
-/// With backslashes, without "." and "..".
-std::wstring normal(std::wstring_view path)
-{
-    // Not every standard library knows that a path can start with a share.
-    if (isShare(path))
-        return L"\\\\" + normal(path.substr(2));
-    return std::filesystem::path(path).make_preferred().lexically_normal().wstring();
-}
-
-DWORD attributes(const std::wstring& path)
-{
-    return GetFileAttributesW(unlimited(path).c_str());
+    try {
+        Platform::copy(file, previous);
+    } catch (const Failure&) {
+        // The old version is a service, not a condition.
+    }
 }
 
 } // namespace
 
-std::wstring unlimited(std::wstring_view path)
+bool exists(const std::wstring& file)
 {
-    if (path.size() < 200 || path.starts_with(L"\\\\?\\"))
-        return std::wstring(path);
-    std::wstring plain = normal(path);
-    return plain.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + plain.substr(2) : L"\\\\?\\" + plain;
+    std::error_code unreachable;
+    return std::filesystem::exists(Platform::unlimited(file), unreachable);
 }
 
-bool exists(const std::wstring& path)
+bool isFolder(const std::wstring& folder)
 {
-    return attributes(path) != INVALID_FILE_ATTRIBUTES;
+    std::error_code unreachable;
+    return std::filesystem::is_directory(Platform::unlimited(folder), unreachable);
 }
 
-bool isFolder(const std::wstring& path)
+bool isAbsolute(std::wstring_view file)
 {
-    const DWORD found = attributes(path);
-    return found != INVALID_FILE_ATTRIBUTES && (found & FILE_ATTRIBUTE_DIRECTORY);
+    return Platform::isAbsolute(file);
 }
 
-bool isAbsolute(std::wstring_view path)
+std::wstring resolve(std::wstring_view folder, std::wstring_view file)
 {
-    return isShare(path) || std::filesystem::path(path).is_absolute();
+    return Platform::normal(isAbsolute(file) ? std::wstring(file) : (path(folder) / file).wstring());
 }
 
-std::wstring resolve(std::wstring_view folder, std::wstring_view path)
+std::wstring relativeTo(std::wstring_view folder, std::wstring_view file)
 {
-    return isAbsolute(path) ? normal(path) : normal((std::filesystem::path(folder) / path).wstring());
-}
-
-std::wstring relativeTo(std::wstring_view folder, std::wstring_view path)
-{
-    std::wstring base = normal(folder);
-    if (!base.ends_with(L'\\'))
-        base += L'\\';
-    const std::wstring full = normal(path);
+    const std::wstring base = Platform::normal((path(folder) / L"").wstring());
+    const std::wstring full = Platform::normal(file);
     const bool below = full.size() > base.size() && equalIgnoringCase(full.substr(0, base.size()), base);
-    return below ? full.substr(base.size()) : std::wstring(path);
+    return below ? full.substr(base.size()) : std::wstring(file);
 }
 
-std::wstring folderOf(std::wstring_view path)
+std::wstring folderOf(std::wstring_view file)
 {
-    return std::filesystem::path(path).parent_path().wstring();
+    return path(file).parent_path().wstring();
 }
 
-std::wstring nameOf(std::wstring_view path)
+std::wstring nameOf(std::wstring_view file)
 {
-    return std::filesystem::path(path).filename().wstring();
+    return path(file).filename().wstring();
 }
 
-std::wstring stemOf(std::wstring_view path)
+std::wstring stemOf(std::wstring_view file)
 {
-    return std::filesystem::path(path).stem().wstring();
+    return path(file).stem().wstring();
 }
 
-std::wstring suffixOf(std::wstring_view path)
+std::wstring suffixOf(std::wstring_view file)
 {
-    return toLower(std::filesystem::path(path).extension().wstring());
+    return toLower(path(file).extension().wstring());
 }
 
 std::wstring join(std::wstring_view folder, std::wstring_view name)
 {
-    return (std::filesystem::path(folder) / name).make_preferred().wstring();
+    return (path(folder) / name).make_preferred().wstring();
 }
 
 bool samePath(std::wstring_view left, std::wstring_view right)
 {
-    return equalIgnoringCase(normal(left), normal(right));
+    return equalIgnoringCase(Platform::normal(left), Platform::normal(right));
 }
 
-std::string read(const std::wstring& path)
+std::string read(const std::wstring& file)
 {
-    const FileHandle file = open(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING);
-    LARGE_INTEGER size{};
-    if (!file || !GetFileSizeEx(file.get(), &size))
-        refuse(L"Could not open the file", path);
-    constexpr LONGLONG largestSettingsFile = 64LL << 20;
-    if (size.QuadPart > largestSettingsFile)
-        throw Failure(Result::fileError, L"The file '" + path + L"' is too large");
-    std::string content(static_cast<std::size_t>(size.QuadPart), '\0');
-    DWORD got = 0;
-    if (!ReadFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &got, nullptr))
-        refuse(L"Could not read the file", path);
-    content.resize(got);
-    return content;
+    return orFileError([&] {
+        constexpr std::uint64_t largestSettingsFile = std::uint64_t(64) << 20;
+        const File opened = File::openForReading(file);
+        const std::uint64_t size = opened.size();
+        if (size > largestSettingsFile)
+            throw Failure(Result::fileError, L"The file '" + file + L"' is too large");
+        std::string content(static_cast<std::size_t>(size), '\0');
+        opened.readAt(0, content.data(), content.size());
+        return content;
+    });
 }
 
-void createFolder(const std::wstring& path)
+void createFolder(const std::wstring& folder)
 {
-    if (path.empty() || isFolder(path))
-        return;
-    createFolder(folderOf(path));
-    if (!CreateDirectoryW(unlimited(path).c_str(), nullptr) && !isFolder(path))
-        refuse(L"Could not create the folder", path);
+    std::error_code reason;
+    std::filesystem::create_directories(Platform::unlimited(folder), reason);
+    if (!folder.empty() && !isFolder(folder))
+        throw Failure(Result::fileError, L"Cannot create the folder '" + folder + L"': " + fromUtf8(reason.message()));
 }
 
-void writeAtomically(const std::wstring& path, std::string_view content, const std::wstring& previous)
+void writeAtomically(const std::wstring& file, std::string_view content, const std::wstring& previous)
 {
-    createFolder(folderOf(path));
-    const std::wstring fresh = path + L"-tmp";
-    {
-        const FileHandle file = open(fresh, GENERIC_WRITE, 0, CREATE_ALWAYS);
-        DWORD written = 0;
-        if (!file || !WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ||
-            written != content.size() || !FlushFileBuffers(file.get()))
-            refuse(L"Could not write the file", fresh);
-    }
-    if (!previous.empty() && exists(path))
-        CopyFileW(unlimited(path).c_str(), unlimited(previous).c_str(), FALSE);
-    if (!MoveFileExW(unlimited(fresh).c_str(), unlimited(path).c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        const DWORD error = GetLastError();
-        remove(fresh);
-        SetLastError(error);
-        refuse(L"Could not write the file", path);
-    }
+    createFolder(folderOf(file));
+    const std::wstring fresh = file + L"-tmp";
+    orFileError([&] {
+        writeWhole(fresh, content);
+        if (!previous.empty() && exists(file))
+            keepPrevious(file, previous);
+        try {
+            Platform::move(fresh, file, true);
+        } catch (const Failure&) {
+            remove(fresh);
+            throw;
+        }
+    });
 }
 
-bool remove(const std::wstring& path)
+bool remove(const std::wstring& file)
 {
-    return DeleteFileW(unlimited(path).c_str()) || !exists(path);
+    std::error_code reason;
+    return !isFolder(file) && (std::filesystem::remove(Platform::unlimited(file), reason) || !exists(file));
 }
 
-bool removeEmptyFolder(const std::wstring& path)
+bool removeEmptyFolder(const std::wstring& folder)
 {
-    return RemoveDirectoryW(unlimited(path).c_str());
+    std::error_code reason;
+    return isFolder(folder) && std::filesystem::remove(Platform::unlimited(folder), reason);
 }
 
 bool move(const std::wstring& from, const std::wstring& to)
 {
-    return MoveFileExW(unlimited(from).c_str(), unlimited(to).c_str(), MOVEFILE_WRITE_THROUGH);
+    try {
+        Platform::move(from, to, false);
+        return true;
+    } catch (const Failure&) {
+        return false;
+    }
 }
 
 std::vector<std::wstring> list(const std::wstring& folder)
 {
     std::vector<std::wstring> names;
-    WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW(unlimited(join(folder, L"*")).c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE)
-        return names;
-    do {
-        const std::wstring name = found.cFileName;
-        if (name != L"." && name != L"..")
-            names.push_back(name);
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
+    std::error_code unreadable;
+    for (const auto& entry : std::filesystem::directory_iterator(Platform::unlimited(folder), unreadable))
+        names.push_back(entry.path().filename().wstring());
     return names;
 }
 

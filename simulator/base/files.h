@@ -1,14 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
+/// Names of files and what is done with whole files. A path in a settings file can have either kind of slash.
 namespace VBoxSim::Files {
-
-/// The path in the form that has no length limit.
-std::wstring unlimited(std::wstring_view path);
 
 bool exists(const std::wstring& path);
 bool isFolder(const std::wstring& path);

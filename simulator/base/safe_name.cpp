@@ -4,7 +4,7 @@
 #include <array>
 #include <cwctype>
 
-#include "base/storage_error.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 
@@ -16,6 +16,13 @@ bool isForbidden(wchar_t character)
 {
     return character < 0x20 || std::wstring_view(LR"(<>:"/\|?*)").find(character) != std::wstring_view::npos;
 }
+
+bool isBlankOrDot(wchar_t character)
+{
+    return character == L' ' || character == L'.';
+}
+
+} // namespace
 
 bool isDevice(const std::wstring& name)
 {
@@ -32,13 +39,6 @@ bool isDevice(const std::wstring& name)
            std::find(numbered.begin(), numbered.end(), std::wstring_view(stem).substr(0, 3)) != numbered.end() &&
            std::wstring_view(L"0123456789\u00B9\u00B2\u00B3").find(stem[3]) != std::wstring_view::npos;
 }
-
-bool isBlankOrDot(wchar_t character)
-{
-    return character == L' ' || character == L'.';
-}
-
-} // namespace
 
 bool leavesFolder(const std::string& name)
 {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,7 +13,7 @@ std::int64_t nowNanoseconds();
 
 /// "YYYY-MM-DDThh:mm:ssZ" as settings files write it.
 std::wstring toIso(std::int64_t milliseconds);
-/// 0 for a text that is no such time.
-std::int64_t fromIso(std::wstring_view text);
+/// Milliseconds; nothing for a text that is no such time.
+std::optional<std::int64_t> parseIso(std::wstring_view text);
 
 } // namespace VBoxSim::Time

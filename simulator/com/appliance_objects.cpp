@@ -83,7 +83,12 @@ HRESULT ApplianceObject::ImportMachines(SAFEARRAY* options, IProgress** progress
 {
     return get(
         L"IAppliance::ImportMachines", progress,
-        [&] { return make<ProgressObject>(server(), importAppliance(host(), data_, numbersOf(options))); }, options);
+        [&] {
+            const ProgressPtr importing = importAppliance(host(), data_, numbersOf(options));
+            server().noteImport(importing);
+            return make<ProgressObject>(server(), importing);
+        },
+        options);
 }
 
 HRESULT ApplianceObject::GetWarnings(SAFEARRAY** warnings)

@@ -17,6 +17,13 @@ const StorageBusLimits& busOf(ULONG bus)
     return *limits;
 }
 
+ULONG knownChipset(ULONG chipset)
+{
+    if (chipset != Travik::ChipsetType::PIIX3 && chipset != Travik::ChipsetType::ICH9)
+        throw Failure(Result::invalidArgument, L"Invalid chipset " + std::to_wstring(chipset));
+    return chipset;
+}
+
 } // namespace
 
 HRESULT SystemPropertiesObject::get_MinGuestRAM(ULONG* megabytes)
@@ -60,12 +67,7 @@ HRESULT SystemPropertiesObject::get_DefaultHardDiskFormat(BSTR* format)
 HRESULT SystemPropertiesObject::GetMaxNetworkAdapters(ULONG chipset, ULONG* count)
 {
     return get(
-        L"ISystemProperties::GetMaxNetworkAdapters", count,
-        [&] {
-            if (chipset != Travik::ChipsetType::PIIX3 && chipset != Travik::ChipsetType::ICH9)
-                throw Failure(Result::invalidArgument, L"Invalid chipset " + std::to_wstring(chipset));
-            return adapterCount(chipset);
-        },
+        L"ISystemProperties::GetMaxNetworkAdapters", count, [&] { return adapterCount(knownChipset(chipset)); },
         chipset);
 }
 
@@ -73,6 +75,13 @@ HRESULT SystemPropertiesObject::GetMaxDevicesPerPortForStorageBus(ULONG bus, ULO
 {
     return get(
         L"ISystemProperties::GetMaxDevicesPerPortForStorageBus", count, [&] { return busOf(bus).devicesPerPort; }, bus);
+}
+
+HRESULT SystemPropertiesObject::GetMaxInstancesOfStorageBus(ULONG chipset, ULONG bus, ULONG* count)
+{
+    return get(
+        L"ISystemProperties::GetMaxInstancesOfStorageBus", count,
+        [&] { return mostControllers(busOf(bus), knownChipset(chipset)); }, chipset, bus);
 }
 
 HRESULT SystemPropertiesObject::GetMinPortCountForStorageBus(ULONG bus, ULONG* count)

@@ -19,6 +19,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_DefaultHardDiskFormat(BSTR* format) override;
     HRESULT STDMETHODCALLTYPE GetMaxNetworkAdapters(ULONG chipset, ULONG* count) override;
     HRESULT STDMETHODCALLTYPE GetMaxDevicesPerPortForStorageBus(ULONG bus, ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE GetMaxInstancesOfStorageBus(ULONG chipset, ULONG bus, ULONG* count) override;
     HRESULT STDMETHODCALLTYPE GetMinPortCountForStorageBus(ULONG bus, ULONG* count) override;
     HRESULT STDMETHODCALLTYPE GetMaxPortCountForStorageBus(ULONG bus, ULONG* count) override;
     HRESULT STDMETHODCALLTYPE GetDeviceTypesForStorageBus(ULONG bus, SAFEARRAY** types) override;

@@ -245,7 +245,7 @@ private:
     {
         const Copy& copy = plan_.copies[index];
         const std::wstring& target = copy.target.location;
-        const Poco::UUID id = toUuid(copy.target.id);
+        const std::wstring& id = copy.target.id;
         std::uint64_t paused = 0;
         const auto told = [&](std::uint64_t done, std::uint64_t total) {
             paused = pauseFor(done >> 20, paused);
@@ -258,10 +258,8 @@ private:
         else
             host().disk().cloneImage(copy.source->location, target, id, told);
         made_.push_back(target);
-        if (!copy.target.parent.empty()) {
-            const Poco::UUID parent = toUuid(copy.target.parent);
-            host().disk().setImageUuid(target, id, &parent);
-        }
+        if (!copy.target.parent.empty())
+            host().disk().setImageUuid(target, id, &copy.target.parent);
     }
 
     /// Takes the extra time that the scenario wants for each megabyte.

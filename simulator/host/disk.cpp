@@ -44,21 +44,21 @@ bool Disk::move(const std::wstring& from, const std::wstring& to)
     return admits(from) && Files::move(from, to);
 }
 
-void Disk::cloneImage(const std::wstring& source, const std::wstring& target, const Poco::UUID& id,
+void Disk::cloneImage(const std::wstring& source, const std::wstring& target, const std::wstring& id,
                       const ProgressCallback& progress)
 {
     admitChange(target);
     VBoxSim::cloneImage(source, target, id, progress);
 }
 
-void Disk::convertToVdi(ImageReader& source, const std::wstring& target, const Poco::UUID& id,
+void Disk::convertToVdi(ImageReader& source, const std::wstring& target, const std::wstring& id,
                         const ProgressCallback& progress)
 {
     admitChange(target);
     VBoxSim::convertToVdi(source, target, id, progress);
 }
 
-void Disk::setImageUuid(const std::wstring& file, const Poco::UUID& id, const Poco::UUID* parent)
+void Disk::setImageUuid(const std::wstring& file, const std::wstring& id, const std::wstring* parent)
 {
     admitChange(file);
     VBoxSim::setImageUuid(file, id, parent);

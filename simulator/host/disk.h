@@ -25,11 +25,11 @@ public:
     bool move(const std::wstring& from, const std::wstring& to);
 
     // Images; see images/image.h.
-    void cloneImage(const std::wstring& source, const std::wstring& target, const Poco::UUID& id,
+    void cloneImage(const std::wstring& source, const std::wstring& target, const std::wstring& id,
                     const ProgressCallback& progress);
-    void convertToVdi(ImageReader& source, const std::wstring& target, const Poco::UUID& id,
+    void convertToVdi(ImageReader& source, const std::wstring& target, const std::wstring& id,
                       const ProgressCallback& progress);
-    void setImageUuid(const std::wstring& file, const Poco::UUID& id, const Poco::UUID* parent = nullptr);
+    void setImageUuid(const std::wstring& file, const std::wstring& id, const std::wstring* parent = nullptr);
     std::vector<ImportedDisk> importDisks(const Appliance& appliance, const std::vector<DiskImport>& disks,
                                           CreatedFiles& created, const ProgressCallback& progress);
 

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
-#include <optional>
 
 #include "base/failure.h"
+#include "base/files.h"
 #include "base/text.h"
+#include "settings/guest_os_types.h"
 #include "settings/limits.h"
+#include "settings/machine_reader.h"
 #include "settings/snapshots.h"
 #include "settings/storage_buses.h"
 #include "travik/vbox_types.h"
@@ -19,6 +21,7 @@ namespace {
 namespace StorageBus = Travik::StorageBus;
 namespace AttachmentType = Travik::NetworkAttachmentType;
 namespace AdapterType = Travik::NetworkAdapterType;
+namespace AudioType = Travik::AudioControllerType;
 
 std::uint32_t toNumber(const std::wstring& text, std::uint32_t lowest, std::uint32_t highest)
 {
@@ -36,12 +39,14 @@ std::wstring extraValue(const std::wstring& extra, std::wstring_view key)
     return value;
 }
 
+/// By their numbers.
+constexpr const wchar_t* attachmentModes[] = {L"Null",     L"NAT",     L"Bridged",    L"Internal",
+                                              L"HostOnly", L"Generic", L"NATNetwork", L"Cloud"};
+
 std::uint32_t attachmentType(const std::wstring& name)
 {
-    constexpr const wchar_t* names[] = {L"Null",     L"NAT",     L"Bridged",   L"Internal",
-                                        L"HostOnly", L"Generic", L"NATNetwork"};
-    for (std::uint32_t value = 0; value < std::size(names); ++value)
-        if (equalIgnoringCase(name, names[value]))
+    for (std::uint32_t value = 0; value < std::size(attachmentModes); ++value)
+        if (equalIgnoringCase(name, attachmentModes[value]))
             return value;
     return AttachmentType::NAT;
 }
@@ -78,29 +83,36 @@ std::uint32_t controllerType(const StorageBusLimits& bus, const std::wstring& na
     return fits ? found->second : bus.defaultType;
 }
 
-/// Settings from the machine element that VirtualBox itself exports; nothing when there is none, or when it does not
-/// know all of the system's disks.
+constexpr std::uint32_t highestSlot = 1024;
+
+void setAdapter(NetworkAdapterSettings& adapter, const DescriptionEntry& entry)
+{
+    adapter.type = toNumber(entry.suggested, AdapterType::Am79C970A, AdapterType::Virtio_1_0);
+    adapter.attachment = attachmentType(extraValue(entry.extra, L"type"));
+}
+
+void setSoundCard(AudioSettings& audio, const DescriptionEntry& entry)
+{
+    const std::uint32_t controller = toNumber(entry.suggested, AudioType::AC97, AudioType::HDA);
+    if (audio.controller != controller)
+        audio.codec = defaultCodec(controller);
+    audio.controller = controller;
+    audio.enabled = true;
+}
+
+/// Settings from the machine element that VirtualBox itself exports.
 class MachineElement
 {
 public:
-    explicit MachineElement(const ImportedSystem& from) : from_(from) {}
+    MachineElement(const ImportedSystem& from, const std::wstring& file) : from_(from), file_(file) {}
 
-    std::optional<MachineSettings> read(const std::wstring& file)
+    MachineSettings read()
     {
-        if (from_.system.machineElement.empty())
-            return std::nullopt;
-        try {
-            settings_ =
-                parseMachineSettings("<?xml version=\"1.0\"?>\n<VirtualBox xmlns=\"http://www.virtualbox.org/\" "
-                                     "version=\"1.16-windows\">" +
-                                         from_.system.machineElement + "</VirtualBox>",
-                                     file);
-        } catch (const Failure&) {
-            return std::nullopt;
-        }
+        settings_ = parseMachineSettings(*from_.system.machine, file_);
         dropOldLife();
-        if (!attachDisks())
-            return std::nullopt; // the two descriptions disagree, and no disk may be left without a machine
+        applyEntries();
+        if (!attachDisks()) // no disk may be left without a machine
+            throw Failure(Result::fail, L"The machine's settings do not know all of its disks");
         renewAddresses();
         return settings_;
     }
@@ -116,6 +128,23 @@ private:
         settings_.media.clear();
     }
 
+    /// What the caller settled on for the devices that have entries.
+    void applyEntries()
+    {
+        for (NetworkAdapterSettings& adapter : settings_.adapters)
+            adapter.enabled = false;
+        settings_.audio.enabled = false;
+        for (const DescriptionEntry& entry : from_.description.entries) {
+            if (entry.enabled && entry.type == DescriptionType::SoundCard)
+                setSoundCard(settings_.audio, entry);
+            const std::size_t slot = toNumber(extraValue(entry.extra, L"slot"), 0, highestSlot);
+            if (!entry.enabled || entry.type != DescriptionType::NetworkAdapter || slot >= settings_.adapters.size())
+                continue;
+            settings_.adapters[slot].enabled = true;
+            setAdapter(settings_.adapters[slot], entry);
+        }
+    }
+
     /// The disks by the UUIDs that they had where the machine comes from; counts the disks of the description.
     std::map<std::wstring, const MediumRecord*> disksByOldId(std::size_t& count) const
     {
@@ -125,7 +154,7 @@ private:
                 continue;
             ++count;
             const OvfDisk* disk = from_.ovf.findDisk(toUtf8(std::wstring_view(entry.reference)));
-            const auto made = from_.disks.find(entry.suggested);
+            const auto made = from_.disks.find(targetOf(entry, file_));
             const auto oldId = disk ? parseUuid(fromUtf8(std::string_view(disk->uuid))) : std::nullopt;
             if (oldId && made != from_.disks.end())
                 disks[*oldId] = &made->second;
@@ -164,6 +193,7 @@ private:
     }
 
     const ImportedSystem& from_;
+    const std::wstring& file_;
     MachineSettings settings_;
 };
 
@@ -171,7 +201,7 @@ private:
 class HardwareList
 {
 public:
-    explicit HardwareList(const ImportedSystem& from) : from_(from) {}
+    HardwareList(const ImportedSystem& from, const std::wstring& file) : from_(from), file_(file) {}
 
     MachineSettings read()
     {
@@ -189,6 +219,13 @@ public:
     }
 
 private:
+    /// A controller of the machine, and where the addresses of its entry begin on it.
+    struct Place
+    {
+        std::wstring name;
+        std::uint32_t firstAddress;
+    };
+
     void addController(std::size_t index)
     {
         const DescriptionEntry& entry = from_.description.entries[index];
@@ -196,21 +233,21 @@ private:
         if (!bus || !entry.enabled)
             return;
         const wchar_t* names[] = {L"", L"IDE", L"SATA", L"SCSI", L"Floppy", L"SAS", L"USB", L"NVMe", L"VirtioSCSI"};
-        std::wstring name = names[bus->bus];
-        if (bus->bus == StorageBus::IDE && controllerNamed(name)) { // the second channel of the same controller
-            controllers_[index] = name;
+        const std::wstring name = names[bus->bus];
+        const std::uint32_t before = counts_[bus->bus]++;
+        const bool isIde = bus->bus == StorageBus::IDE;
+        if (before >= (isIde ? 2u : 1u))
+            throw Failure(Result::fileError, L"A machine cannot have so many controllers " + name);
+        controllers_[index] = {name, before * bus->devicesPerPort};
+        if (before > 0) // the second channel of the same controller
             return;
-        }
-        for (int i = 1; controllerNamed(name); ++i)
-            name = std::wstring(names[bus->bus]) + L" " + std::to_wstring(i);
         StorageControllerSettings controller;
         controller.name = name;
         controller.bus = bus->bus;
         controller.type = controllerType(*bus, entry.suggested);
         controller.portCount = bus->minPorts;
-        controller.useHostIoCache = bus->bus == StorageBus::IDE;
+        controller.useHostIoCache = bus->usesHostCache;
         settings_.controllers.push_back(controller);
-        controllers_[index] = name;
     }
 
     StorageControllerSettings* controllerNamed(const std::wstring& name)
@@ -225,17 +262,17 @@ private:
     {
         switch (entry.type) {
         case DescriptionType::HardDiskImage:
-            addDrive(entry, DeviceKind::hardDisk);
-            break;
-        case DescriptionType::CDROM:
-            addDrive(entry, DeviceKind::dvd);
+            addDisk(entry);
             break;
         case DescriptionType::NetworkAdapter:
             addAdapter(entry);
             break;
         case DescriptionType::SoundCard:
-            settings_.audio.enabled = true;
+            setSoundCard(settings_.audio, entry);
             settings_.audio.driver = Travik::AudioDriverType::DirectSound;
+            break;
+        case DescriptionType::Floppy:
+            addFloppyDrive();
             break;
         default:
             break;
@@ -244,47 +281,85 @@ private:
 
     void addAdapter(const DescriptionEntry& entry)
     {
-        const std::uint32_t slot = toNumber(extraValue(entry.extra, L"slot"), 0, 1024);
-        if (slot >= settings_.adapters.size())
-            return;
-        NetworkAdapterSettings& adapter = settings_.adapters[slot];
-        adapter.enabled = true;
-        adapter.type = toNumber(entry.suggested, AdapterType::Am79C970A, AdapterType::Virtio_1_0);
-        adapter.attachment = attachmentType(extraValue(entry.extra, L"type"));
+        const std::wstring slot = extraValue(entry.extra, L"slot");
+        const std::uint32_t index = slot.empty() ? nextSlot_++ : toNumber(slot, 0, highestSlot);
+        if (index >= settings_.adapters.size())
+            throw Failure(Result::fileError, L"A machine cannot have so many network adapters");
+        settings_.adapters[index].enabled = true;
+        setAdapter(settings_.adapters[index], entry);
     }
 
-    void addDrive(const DescriptionEntry& entry, std::uint32_t deviceType)
+    /// One drive without a disk in it.
+    void addFloppyDrive()
+    {
+        const StorageBusLimits& bus = *storageBus(StorageBus::Floppy);
+        StorageControllerSettings controller;
+        controller.name = L"Floppy";
+        controller.bus = bus.bus;
+        controller.type = bus.defaultType;
+        controller.portCount = bus.defaultPorts;
+        controller.useHostIoCache = bus.usesHostCache;
+        AttachmentSettings drive;
+        drive.type = DeviceKind::floppy;
+        controller.attachments.push_back(drive);
+        settings_.controllers.push_back(controller);
+    }
+
+    void addDisk(const DescriptionEntry& entry)
     {
         const auto place = parseDrivePlace(entry.extra);
-        const auto name = place ? controllers_.find(place->controller) : controllers_.end();
-        StorageControllerSettings* controller = name == controllers_.end() ? nullptr : controllerNamed(name->second);
-        const StorageBusLimits* bus = controller ? storageBus(controller->bus) : nullptr;
-        if (!bus || place->channel / bus->devicesPerPort >= bus->maxPorts) {
-            // An empty drive is no loss; a disk would be left without a machine.
-            if (deviceType == DeviceKind::hardDisk)
-                throw Failure(Result::invalidArgument,
-                              L"There is no place for the disk '" + entry.reference + L"' at '" + entry.extra + L"'");
-            return;
-        }
+        const auto found = place ? controllers_.find(place->controller) : controllers_.end();
+        if (found == controllers_.end())
+            throw noPlace(Result::invalidArgument, entry);
+        StorageControllerSettings& controller = *controllerNamed(found->second.name);
+        const StorageBusLimits& bus = *storageBus(controller.bus);
+        const std::uint64_t address = std::uint64_t(place->channel) + found->second.firstAddress;
+        if (address / bus.devicesPerPort >= bus.maxPorts)
+            throw noPlace(bus.bus == StorageBus::IDE ? Result::notSupported : Result::invalidArgument, entry);
+        const MediumRecord& disk = from_.disks.at(targetOf(entry, file_));
         AttachmentSettings attachment;
-        attachment.type = deviceType;
-        attachment.port = static_cast<std::int32_t>(place->channel / bus->devicesPerPort);
-        attachment.device = static_cast<std::int32_t>(place->channel % bus->devicesPerPort);
-        controller->portCount = std::max(controller->portCount, static_cast<std::uint32_t>(attachment.port) + 1);
-        if (deviceType == DeviceKind::hardDisk) {
-            const MediumRecord& disk = from_.disks.at(entry.suggested);
-            attachment.medium = disk.id;
-            settings_.media.push_back(disk);
-        }
-        controller->attachments.push_back(attachment);
+        attachment.type = disk.deviceType;
+        attachment.port = static_cast<std::int32_t>(address / bus.devicesPerPort);
+        attachment.device = static_cast<std::int32_t>(address % bus.devicesPerPort);
+        attachment.medium = disk.id;
+        for (const AttachmentSettings& other : controller.attachments)
+            if (other.port == attachment.port && other.device == attachment.device)
+                throw noPlace(Result::objectInUse, entry);
+        controller.portCount = std::max(controller.portCount, static_cast<std::uint32_t>(attachment.port) + 1);
+        controller.attachments.push_back(attachment);
+        settings_.media.push_back(disk);
+    }
+
+    static Failure noPlace(ResultCode code, const DescriptionEntry& entry)
+    {
+        return Failure(code, L"There is no place for the disk '" + entry.reference + L"' at '" + entry.extra + L"'");
     }
 
     const ImportedSystem& from_;
-    std::map<std::size_t, std::wstring> controllers_; ///< by the index of their entries
+    const std::wstring& file_;
+    std::map<std::size_t, Place> controllers_;      ///< by the index of their entries
+    std::map<std::uint32_t, std::uint32_t> counts_; ///< of the entries of each bus
+    std::uint32_t nextSlot_ = 0;
     MachineSettings settings_;
 };
 
 } // namespace
+
+std::wstring attachmentMode(std::uint32_t attachment)
+{
+    return attachment < std::size(attachmentModes) ? attachmentModes[attachment] : attachmentModes[0];
+}
+
+void checkEntries(const SystemDescription& description)
+{
+    const auto count = [&](DescriptionType type) {
+        return std::count_if(description.entries.begin(), description.entries.end(),
+                             [&](const DescriptionEntry& entry) { return entry.enabled && entry.type == type; });
+    };
+    if (count(DescriptionType::Name) == 0 || count(DescriptionType::OS) == 0 || count(DescriptionType::CPU) != 1 ||
+        count(DescriptionType::Memory) != 1)
+        throw Failure(Result::fileError, L"A description lacks its name, operating system, CPUs or memory");
+}
 
 std::wstring settledValue(const SystemDescription& description, DescriptionType type)
 {
@@ -294,14 +369,22 @@ std::wstring settledValue(const SystemDescription& description, DescriptionType 
     return {};
 }
 
+std::wstring targetOf(const DescriptionEntry& disk, const std::wstring& settingsFile)
+{
+    return Files::resolve(Files::folderOf(settingsFile), disk.suggested);
+}
+
 MachineSettings settingsOf(const ImportedSystem& system, const std::wstring& file)
 {
     const auto value = [&](DescriptionType type) { return settledValue(system.description, type); };
-    auto brought = MachineElement(system).read(file);
-    MachineSettings settings = brought ? std::move(*brought) : HardwareList(system).read();
+    const GuestOsType* osType = findGuestOsType(value(DescriptionType::OS));
+    if (!osType)
+        throw Failure(Result::objectNotFound, L"Guest OS type '" + value(DescriptionType::OS) + L"' is not known");
+    MachineSettings settings =
+        system.system.machine ? MachineElement(system, file).read() : HardwareList(system, file).read();
     settings.id = newUuid();
     settings.name = value(DescriptionType::Name);
-    settings.osType = value(DescriptionType::OS);
+    settings.osType = osType->id;
     settings.cpuCount = toNumber(value(DescriptionType::CPU), Limits::minCpus, Limits::maxCpus);
     settings.memoryMegabytes = toNumber(value(DescriptionType::Memory), Limits::minMegabytes, Limits::maxMegabytes);
     const std::wstring text = value(DescriptionType::Description);

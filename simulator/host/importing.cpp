@@ -1,6 +1,7 @@
 #include "host/importing.h"
 
 #include <map>
+#include <set>
 #include <utility>
 
 #include "base/files.h"
@@ -30,15 +31,40 @@ ImportOptions parse(const std::vector<std::int32_t>& values)
         else
             throw Failure(Result::invalidArgument, L"Invalid import option " + std::to_wstring(number));
     }
+    if (options.keepAllMacs && options.keepNatMacs)
+        throw Failure(Result::invalidArgument, L"Only one of the options that keep MAC addresses can be given");
     return options;
+}
+
+/// What an appliance's own settings say of a machine.
+ImportMachine readMachine(const std::string& text)
+{
+    const MachineSettings settings = parseMachineSettings(text, L"the appliance");
+    ImportMachine machine{settings.name, settings.osType, settings.cpuCount, settings.memoryMegabytes, {}, {}};
+    if (settings.audio.enabled)
+        machine.soundCard = settings.audio.controller;
+    for (const NetworkAdapterSettings& adapter : settings.adapters)
+        if (adapter.enabled)
+            machine.adapters.push_back({adapter.slot, adapter.type, attachmentMode(adapter.attachment)});
+    return machine;
+}
+
+void checkIdle(const ApplianceData& data)
+{
+    if (data.running && !data.running->isCompleted())
+        throw Failure(Result::accessDenied, L"The appliance is busy");
 }
 
 MediumRecord recordOf(const ImportedDisk& disk)
 {
     MediumRecord record;
-    record.id = disk.info.uuid.isNull() ? newUuid() : fromUuid(disk.info.uuid);
+    record.id = disk.info.uuid.empty() ? newUuid() : disk.info.uuid;
     record.location = disk.file.wstring();
     record.format = formatName(disk.info.format);
+    if (disk.info.optical) {
+        record.deviceType = DeviceKind::dvd;
+        record.type = L"Readonly";
+    }
     return record;
 }
 
@@ -71,17 +97,14 @@ public:
                {L"IAppliance::ImportMachines",
                 L"Importing appliance '" + data->path + L"'",
                 true,
-                {{L"Checking the appliance", 1}, {L"Importing the disk images", 8}, {L"Registering the machines", 1}}}),
+                {{L"Importing the disk images", 8}, {L"Checking the appliance", 1}, {L"Registering the machines", 1}}}),
           data_(std::move(data)),
           options_(options),
           appliance_(data_->appliance),
           systems_(data_->interpretation.systems)
     {
         for (const SystemDescription& description : systems_)
-            for (const DescriptionEntry& entry : description.entries)
-                if (entry.type == DescriptionType::HardDiskImage && entry.enabled)
-                    wanted_.push_back({toUtf8(std::wstring_view(entry.reference)), entry.suggested,
-                                       options_.toVdi ? ImageFormat::Vdi : ImageFormat::Vmdk, Poco::UUID()});
+            files_.push_back(settingsFileOf(description));
     }
 
 private:
@@ -91,31 +114,68 @@ private:
             return
                 [this, operation](std::uint64_t done, std::uint64_t total) { return report(operation, done, total); };
         };
-        appliance_->verifyDigests(reporter(0));
-        const auto imported = host().disk().importDisks(*appliance_, wanted_, created_, reporter(1));
+        for (std::size_t i = 0; i < systems_.size(); ++i)
+            plan(systems_[i], files_[i]);
+        checkPlaces();
+        const auto imported = host().disk().importDisks(*appliance_, wanted_, created_, reporter(0));
         for (std::size_t i = 0; i < imported.size(); ++i)
             disks_[wanted_[i].target.wstring()] = recordOf(imported[i]);
+        appliance_->verifyDigests(reporter(1));
+        made_.reserve(systems_.size());
+        for (std::size_t i = 0; i < systems_.size(); ++i) {
+            registerOne(i);
+            report(2, i + 1, systems_.size());
+        }
+    }
+
+    /// What VirtualBox wants of a description, and its disks.
+    void plan(const SystemDescription& description, const std::wstring& file)
+    {
+        checkEntries(description);
+        for (const DescriptionEntry& entry : description.entries)
+            if (entry.type == DescriptionType::HardDiskImage && entry.enabled)
+                wanted_.push_back({toUtf8(entry.reference), targetOf(entry, file), formatOf(entry.suggested), {}});
+    }
+
+    ImageFormat formatOf(const std::wstring& target) const
+    {
+        const ImageFormat format = targetFormat(target);
+        return options_.toVdi || format == ImageFormat::Vdi ? ImageFormat::Vdi : ImageFormat::Vmdk;
+    }
+
+    /// Whether machines can be made of the descriptions at all, before the disks take their time.
+    void checkPlaces() const
+    {
+        std::map<std::wstring, MediumRecord> disks;
+        for (const DiskImport& wanted : wanted_)
+            disks[wanted.target.wstring()].id = newUuid();
+        for (std::size_t i = 0; i < systems_.size(); ++i)
+            settingsOf(systemAt(i, disks), files_[i]);
+    }
+
+    ImportedSystem systemAt(std::size_t index, const std::map<std::wstring, MediumRecord>& disks) const
+    {
+        const OvfDescriptor& ovf = appliance_->descriptor();
+        return {systems_[index], ovf.systems.at(systems_[index].system), ovf, options_, disks};
     }
 
     void finish() override
     {
-        made_.reserve(systems_.size());
-        for (const SystemDescription& description : systems_)
-            registerOne(description);
         data_->machines.clear();
         for (const MachinePtr& machine : made_)
             data_->machines.push_back(machine->id);
         created_.commit();
     }
 
-    void registerOne(const SystemDescription& description)
+    /// Holds the host for one machine only: others have their turn in between.
+    void registerOne(std::size_t index)
     {
-        const OvfDescriptor& ovf = appliance_->descriptor();
-        const std::wstring file = settingsFileOf(description);
+        const std::wstring& file = files_[index];
+        MachineSettings settings = settingsOf(systemAt(index, disks_), file);
+        const HostLock lock = host().lock();
+        checkGoesOn();
         if (Files::exists(file))
             throw Failure(Result::fileError, L"Machine settings file '" + file + L"' already exists");
-        MachineSettings settings =
-            settingsOf({description, ovf.systems.at(description.system), ovf, options_, disks_}, file);
         settings.lastStateChange = host().clock().milliseconds();
         const MachinePtr machine = host().machines().adopt(settings, file);
         made_.push_back(machine);
@@ -158,6 +218,7 @@ private:
     const ImportOptions options_;
     const std::shared_ptr<const Appliance> appliance_;
     const std::vector<SystemDescription> systems_;
+    std::vector<std::wstring> files_; ///< the settings files of the systems
     std::vector<DiskImport> wanted_;
     CreatedFiles created_;
     std::map<std::wstring, MediumRecord> disks_; ///< those written, by the paths that were wanted
@@ -168,16 +229,23 @@ private:
 
 ProgressPtr readAppliance(Host& host, const AppliancePtr& data, const std::wstring& file)
 {
-    Appliance::checkSuffix(file);
-    data->path = file;
+    constexpr std::wstring_view scheme = L"file://";
+    if (file.starts_with(L"webdav://"))
+        throw Failure(Result::notImplemented, L"Appliances are read from files only");
+    const std::wstring path = file.starts_with(scheme) ? file.substr(scheme.size()) : file;
+    Appliance::checkSuffix(path);
+    checkIdle(*data);
+    data->path = path;
     data->appliance.reset();
     data->interpreted = false;
     data->interpretation = {};
-    return startTask<Reading>(host, data, file);
+    data->running = startTask<Reading>(host, data, path);
+    return data->running;
 }
 
 void interpretAppliance(Host& host, ApplianceData& data)
 {
+    checkIdle(data);
     if (!data.appliance)
         throw Failure(Result::fail, L"Cannot interpret appliance without reading it first (call read() before "
                                     L"interpret())");
@@ -187,9 +255,18 @@ void interpretAppliance(Host& host, ApplianceData& data)
     surroundings.settingsFile = [&](const std::wstring& name) {
         return std::filesystem::path(machines.composeFile(name, L"", L"", L""));
     };
+    surroundings.readMachine = readMachine;
     surroundings.baseFolder = machines.defaultFolder();
-    surroundings.isOsTypeKnown = [](const std::wstring& type) { return findGuestOsType(type) != nullptr; };
-    surroundings.minCpuCount = Limits::minCpus;
+    surroundings.findOsType = [](const std::wstring& id) {
+        const GuestOsType* type = findGuestOsType(id);
+        return type ? std::optional(ImportOsType{type->recommendedMegabytes, type->adapterType}) : std::nullopt;
+    };
+    std::set<std::wstring> known;
+    for (const MediumPtr& medium : host.media().all())
+        known.insert(toLower(medium->location));
+    surroundings.isFileTaken = [&known](const std::filesystem::path& file) {
+        return known.contains(toLower(file.wstring())) || Files::exists(file.wstring());
+    };
     surroundings.maxCpuCount = Limits::maxCpus;
     surroundings.minMemoryMegabytes = Limits::minMegabytes;
     surroundings.maxMemoryMegabytes = Limits::maxMegabytes;
@@ -200,9 +277,11 @@ void interpretAppliance(Host& host, ApplianceData& data)
 ProgressPtr importAppliance(Host& host, const AppliancePtr& data, const std::vector<std::int32_t>& options)
 {
     const ImportOptions parsed = parse(options);
+    checkIdle(*data);
     if (!data->interpreted)
         throw Failure(Result::fail, L"Cannot import machines without reading and interpreting the appliance first");
-    return startTask<Importing>(host, data, parsed);
+    data->running = startTask<Importing>(host, data, parsed);
+    return data->running;
 }
 
 std::vector<DescriptionEntry>& entriesOf(ApplianceData& data, std::size_t system)

@@ -19,6 +19,7 @@ struct ApplianceData
     bool interpreted = false;
     Interpretation interpretation;
     std::vector<std::wstring> machines; ///< UUIDs of what was imported
+    ProgressPtr running;                ///< what the appliance was last busy with
 };
 using AppliancePtr = std::shared_ptr<ApplianceData>;
 

@@ -95,19 +95,22 @@ void MachineView::addController(const std::wstring& name, std::uint32_t bus) con
     const StorageBusLimits* limits = storageBus(bus);
     if (!limits || name.empty() || !isStorable(name))
         throw Failure(Result::invalidArgument, L"Invalid storage bus or controller name");
-    std::vector<StorageControllerSettings>& controllers = change(Allowed::Off).controllers;
+    MachineSettings& changed = change(Allowed::Off);
+    std::vector<StorageControllerSettings>& controllers = changed.controllers;
     for (const StorageControllerSettings& other : controllers)
         if (other.name == name)
             throw Failure(Result::objectInUse, L"Storage controller named '" + name + L"' already exists");
+    const auto before = std::count_if(controllers.begin(), controllers.end(),
+                                      [&](const StorageControllerSettings& other) { return other.bus == bus; });
+    if (before >= mostControllers(*limits, changed.chipset))
+        throw Failure(Result::invalidArgument, L"Too many storage controllers of this type");
     StorageControllerSettings made;
     made.name = name;
     made.bus = bus;
     made.type = limits->defaultType;
     made.portCount = limits->defaultPorts;
-    made.instance = static_cast<std::uint32_t>(
-        std::count_if(controllers.begin(), controllers.end(),
-                      [&](const StorageControllerSettings& other) { return other.bus == bus; }));
-    made.useHostIoCache = bus == Travik::StorageBus::IDE;
+    made.instance = static_cast<std::uint32_t>(before);
+    made.useHostIoCache = limits->usesHostCache;
     controllers.push_back(made);
 }
 

@@ -1,6 +1,7 @@
 #include "host/machines.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "base/files.h"
@@ -57,6 +58,15 @@ bool answersTo(const Machine& machine, const std::wstring& nameOrFile)
     return !machine.accessError && (machine.saved.name == nameOrFile || isPath(nameOrFile, machine.file));
 }
 
+/// A group is "/", or names with a slash in front of each.
+void checkGroup(const std::wstring& group)
+{
+    const bool good = group.empty() || group == L"/" ||
+                      (group.front() == L'/' && group.back() != L'/' && group.find(L"//") == group.npos);
+    if (!good)
+        throw Failure(Result::invalidArgument, L"'" + group + L"' is no group of machines");
+}
+
 } // namespace
 
 void checkExtraData(const std::wstring& key, const std::wstring& value)
@@ -95,20 +105,25 @@ std::vector<MachinePtr> Machines::everyOne() const
     return all;
 }
 
-MachinePtr Machines::find(const std::wstring& nameOrId) const
+std::vector<MachinePtr>::const_iterator Machines::lookUp(const std::wstring& nameOrId) const
 {
     const auto id = parseUuid(nameOrId);
-    for (const MachinePtr& machine : machines_)
-        if (id ? machine->id == *id : answersTo(*machine, nameOrId))
-            return machine;
+    return std::find_if(machines_.begin(), machines_.end(), [&](const MachinePtr& machine) {
+        return id ? machine->id == *id : answersTo(*machine, nameOrId);
+    });
+}
+
+MachinePtr Machines::find(const std::wstring& nameOrId) const
+{
+    const auto found = lookUp(nameOrId);
+    if (found != machines_.end())
+        return *found;
     throw Failure(Result::objectNotFound, L"Could not find a registered machine named '" + nameOrId + L"'");
 }
 
 bool Machines::isNameTaken(const std::wstring& name) const
 {
-    return std::any_of(machines_.begin(), machines_.end(), [&](const MachinePtr& machine) {
-        return !machine->accessError && equalIgnoringCase(machine->saved.name, name);
-    });
+    return lookUp(name) != machines_.end();
 }
 
 void Machines::refreshAccess(Machine& machine)
@@ -130,7 +145,22 @@ MachinePtr Machines::open(const std::wstring& file)
     if (!Files::isAbsolute(file))
         throw Failure(Result::fileError, L"The path '" + file + L"' of a settings file is not absolute");
     const std::wstring path = Files::resolve(host_.surroundings().home, file);
-    return adopt(loadMachineSettings(path), path);
+    const MachineSettings settings = loadMachineSettings(path);
+    checkDisksAreKnown(settings);
+    return adopt(settings, path);
+}
+
+void Machines::checkDisksAreKnown(const MachineSettings& settings) const
+{
+    std::set<std::wstring> own;
+    for (const MediumRecord& record : settings.media)
+        own.insert(record.id);
+    for (const StorageControllerSettings& controller : settings.controllers)
+        for (const AttachmentSettings& attachment : controller.attachments)
+            if (attachment.type == DeviceKind::hardDisk && !own.contains(attachment.medium) &&
+                !host_.media().find(attachment.medium))
+                throw Failure(Result::objectNotFound,
+                              L"Could not find a hard disk with UUID " + braced(attachment.medium));
 }
 
 MachinePtr Machines::adopt(const MachineSettings& settings, const std::wstring& file)
@@ -229,9 +259,17 @@ void Machines::save(Machine& machine)
         host_.fire(machineEvent(EventType::OnMachineDataChanged, machine));
 }
 
+void Machines::render(MachineSettings& settings, const std::wstring& file)
+{
+    std::string text = renderMachineSettings(settings, file);
+    if (const auto copy = outdatedCopy(settings.source, text, file); copy && !Files::exists(*copy))
+        attempt([&] { host_.disk().writeAtomically(*copy, settings.source); }); // a service, not a condition
+    settings.source = std::move(text);
+}
+
 void Machines::saveInPlace(Machine& machine, MachineSettings settings, const std::wstring& file)
 {
-    settings.source = renderMachineSettings(settings, file);
+    render(settings, file);
     host_.disk().writeAtomically(file, settings.source, previousOf(file));
     MachineSettings copy = settings; // nothing after this throws
     machine.saved = std::move(settings);
@@ -285,7 +323,7 @@ void Machines::finishMove(const Machine& machine)
 
 void Machines::writeSaved(Machine& machine, MachineSettings settings)
 {
-    settings.source = renderMachineSettings(settings, machine.file);
+    render(settings, machine.file);
     host_.disk().writeAtomically(machine.file, settings.source, previousOf(machine.file));
     machine.saved = std::move(settings);
 }
@@ -356,6 +394,7 @@ std::wstring Machines::composeFile(const std::wstring& name, const std::wstring&
     if (name.empty())
         throw Failure(Result::invalidArgument, L"Machine name must not be empty");
     const CreateFlags parsed = parseCreateFlags(flags);
+    checkGroup(group);
     std::wstring folder = baseFolder.empty() ? defaultFolder() : baseFolder;
     forEachEntry(group, L"/", [&](std::wstring_view part) { folder = Files::join(folder, safeMachineName(part)); });
     const std::wstring file = safeMachineName(name);

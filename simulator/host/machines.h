@@ -34,6 +34,7 @@ public:
     std::vector<MachinePtr> everyOne() const;
     /// By exact name or UUID; inaccessible machines only by UUID. Throws Failure(objectNotFound).
     MachinePtr find(const std::wstring& nameOrId) const;
+    /// Whether find() has an answer, so that VirtualBox gives the name to no other machine.
     bool isNameTaken(const std::wstring& name) const;
 
     struct NewMachine
@@ -73,7 +74,11 @@ public:
     void setExtraData(const std::wstring& key, const std::wstring& value);
 
 private:
+    std::vector<MachinePtr>::const_iterator lookUp(const std::wstring& nameOrId) const;
+    void checkDisksAreKnown(const MachineSettings& settings) const;
     std::wstring freeFileFor(const NewMachine& wanted) const;
+    /// Makes the text of a file from its settings; one of an older version is kept beside it.
+    void render(MachineSettings& settings, const std::wstring& file);
     void saveInPlace(Machine& machine, MachineSettings settings, const std::wstring& file);
     void saveRenamed(Machine& machine, Renaming& renaming);
     /// Notes in the registry where a settings file goes; an empty path takes the note back.

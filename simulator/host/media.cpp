@@ -37,6 +37,18 @@ void checkKind(const ImageInfo& info, std::uint32_t deviceType, const std::wstri
         throw Failure(Result::invalidArgument, L"'" + location + L"' is not a medium of the device type asked for");
 }
 
+/// What VirtualBox answers for an image that it cannot open, for whatever reason.
+ImageInfo probeForOpening(const std::wstring& path, std::uint32_t deviceType)
+{
+    try {
+        const ImageInfo info = probeImage(path);
+        checkKind(info, deviceType, path);
+        return info;
+    } catch (const Failure& failure) {
+        throw Failure(Result::objectNotFound, failure.text());
+    }
+}
+
 void describe(Medium& medium, const ImageInfo& info)
 {
     medium.format = formatName(info.format);
@@ -49,11 +61,11 @@ void describe(Medium& medium, const ImageInfo& info)
 MediumPtr mediumOf(const ImageInfo& info, const std::wstring& location, std::uint32_t deviceType)
 {
     const auto medium = std::make_shared<Medium>();
-    medium->id = info.uuid.isNull() ? newUuid() : fromUuid(info.uuid);
+    medium->id = info.uuid.empty() ? newUuid() : info.uuid;
     medium->location = location;
     medium->deviceType = deviceType;
     medium->type = deviceType == DeviceKind::hardDisk ? L"Normal" : L"Writethrough";
-    medium->parent = fromUuid(info.parentUuid);
+    medium->parent = info.parentUuid;
     describe(*medium, info);
     return medium;
 }
@@ -123,10 +135,9 @@ MediumPtr Media::open(const std::wstring& location, std::uint32_t deviceType, bo
         if (known->deviceType == deviceType && Files::samePath(known->location, path))
             return known;
 
-    ImageInfo info = probeImage(path);
-    checkKind(info, deviceType, path);
-    if (forceNewUuid && !info.uuid.isNull()) {
-        host_.disk().setImageUuid(path, toUuid(newUuid()));
+    ImageInfo info = probeForOpening(path, deviceType);
+    if (forceNewUuid && !info.uuid.empty()) {
+        host_.disk().setImageUuid(path, newUuid());
         info = probeImage(path);
     }
     const MediumPtr medium = mediumOf(info, path, deviceType);
@@ -272,8 +283,8 @@ std::uint32_t Media::refresh(Medium& medium)
         return before;
     const auto failure = attempt([&] {
         const ImageInfo info = probeImage(medium.location);
-        if (!info.uuid.isNull() && fromUuid(info.uuid) != medium.id)
-            throw Failure(Result::fail, L"UUID " + braced(fromUuid(info.uuid)) + L" of the medium '" + medium.location +
+        if (!info.uuid.empty() && info.uuid != medium.id)
+            throw Failure(Result::fail, L"UUID " + braced(info.uuid) + L" of the medium '" + medium.location +
                                             L"' does not match the value " + braced(medium.id) +
                                             L" stored in the media registry");
         describe(medium, info);

@@ -7,6 +7,8 @@ namespace VBoxSim {
 
 namespace {
 
+constexpr int workers = 4;
+
 void runGuarded(const std::function<void()>& work) noexcept
 {
     try {
@@ -35,10 +37,11 @@ void Scheduler::start(const std::function<void()>& enter)
         enter();
         runSteps();
     });
-    threads_.emplace_back([this, enter] {
-        enter();
-        runJobs();
-    });
+    for (int i = 0; i < workers; ++i)
+        threads_.emplace_back([this, enter] {
+            enter();
+            runJobs();
+        });
 }
 
 void Scheduler::after(std::uint32_t milliseconds, std::function<void()> step)
@@ -65,7 +68,7 @@ void Scheduler::dropSteps()
 bool Scheduler::isBusy() const
 {
     const std::lock_guard guard(mutex_);
-    return working_ || !steps_.empty() || !jobs_.empty();
+    return working_ > 0 || !steps_.empty() || !jobs_.empty();
 }
 
 void Scheduler::runDue()
@@ -100,12 +103,12 @@ bool Scheduler::runJob()
             return false;
         job = std::move(jobs_.front());
         jobs_.pop_front();
-        working_ = true;
+        ++working_;
     }
     runGuarded(job);
     job = nullptr;
     const std::lock_guard guard(mutex_);
-    working_ = false;
+    --working_;
     return true;
 }
 

@@ -10,7 +10,7 @@
 
 namespace VBoxSim {
 
-/// What happens later. Neither thread ends by what its work throws: a task ends itself, see Task.
+/// What happens later. No thread ends by what its work throws: a task ends itself, see Task.
 class Scheduler
 {
 public:
@@ -19,12 +19,12 @@ public:
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
 
-    /// Starts its two threads; each calls `enter` first.
+    /// Starts its threads; each calls `enter` first.
     void start(const std::function<void()>& enter);
 
     /// Runs the step after that time, with the host's mutex held.
     void after(std::uint32_t milliseconds, std::function<void()> step);
-    /// Runs long work, one piece after the other, without the mutex.
+    /// Runs long work without the mutex. Some pieces run at a time, so that one client's does not hold up the others'.
     void work(std::function<void()> job);
 
     /// Forgets the steps that have not run yet. Jobs run to their end. With the host's mutex held.
@@ -47,7 +47,7 @@ private:
     std::condition_variable changed_;
     std::multimap<Clock::TimePoint, std::function<void()>> steps_;
     std::deque<std::function<void()>> jobs_;
-    bool working_ = false;
+    unsigned working_ = 0; ///< jobs that run
     bool stopped_ = false;
     std::vector<std::thread> threads_;
 };

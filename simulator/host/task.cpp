@@ -55,7 +55,7 @@ void Task::end(const std::optional<Failure>& failure) noexcept
 void Task::checkGoesOn() const
 {
     if (progress_->isCanceled())
-        throw canceledFailure();
+        throw Canceled();
     if (generation_ != host_.generation())
         throw Failure(Result::fail, L"The server was reset");
     if (const auto failure = progress_->orderedFailure())

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "base/storage_error.h"
+#include "base/failure.h"
 
 namespace VBoxSim {
 
@@ -12,7 +12,7 @@ namespace {
 void checkRange(std::uint64_t offset, std::uint64_t length, std::uint64_t size)
 {
     if (offset > size || length > size - offset)
-        throw StorageError(Fault::Damaged, L"Data beyond the end of the file are referred to");
+        throw Failure(Result::fileError, L"Data beyond the end of the file are referred to");
 }
 
 } // namespace
@@ -56,7 +56,7 @@ const std::uint8_t* ReadAhead::view(std::uint64_t offset, std::size_t length)
 std::string readAll(const ByteSource& source, std::uint64_t limit, const std::wstring& name)
 {
     if (source.size() > limit)
-        throw StorageError(Fault::Unsupported, L"'" + name + L"' is too large");
+        throw Failure(Result::fileError, L"'" + name + L"' is too large");
     std::string text(static_cast<std::size_t>(source.size()), '\0');
     source.readAt(0, text.data(), text.size());
     return text;

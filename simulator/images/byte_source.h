@@ -13,7 +13,7 @@ class ByteSource
 public:
     virtual ~ByteSource() = default;
     virtual std::uint64_t size() const = 0;
-    /// Reads exactly `length` bytes; beyond the end is Fault::Damaged.
+    /// Reads exactly `length` bytes; beyond the end is fileError.
     virtual void readAt(std::uint64_t offset, void* buffer, std::size_t length) const = 0;
 };
 
@@ -27,6 +27,21 @@ public:
 private:
     File file_;
     std::uint64_t size_;
+};
+
+/// A file that somebody else holds open.
+class OpenFileSource : public ByteSource
+{
+public:
+    explicit OpenFileSource(const File& file) : file_(file) {}
+    std::uint64_t size() const override { return file_.size(); }
+    void readAt(std::uint64_t offset, void* buffer, std::size_t length) const override
+    {
+        file_.readAt(offset, buffer, length);
+    }
+
+private:
+    const File& file_;
 };
 
 /// A piece of another source, which holds it whole.
@@ -67,7 +82,7 @@ private:
     std::size_t filled_ = 0;
 };
 
-/// Everything in a source, which may not be longer than `limit` (Fault::Unsupported).
+/// Everything in a source, which may not be longer than `limit` (fileError).
 std::string readAll(const ByteSource& source, std::uint64_t limit, const std::wstring& name);
 
 } // namespace VBoxSim

@@ -1,12 +1,14 @@
 #include "images/image.h"
 
-#include <Poco/UUIDGenerator.h>
-
 #include <array>
-#include <cwctype>
+#include <map>
 
+#include "base/failure.h"
+#include "base/files.h"
 #include "base/safe_name.h"
+#include "base/text.h"
 #include "images/vdi.h"
+#include "images/vhd.h"
 #include "images/vmdk.h"
 
 namespace VBoxSim {
@@ -14,21 +16,6 @@ namespace VBoxSim {
 namespace {
 
 constexpr std::size_t copyPiece = std::size_t(4) << 20;
-
-/// A file that is open for writing too.
-class OpenFileSource : public ByteSource
-{
-public:
-    explicit OpenFileSource(const File& file) : file_(file) {}
-    std::uint64_t size() const override { return file_.size(); }
-    void readAt(std::uint64_t offset, void* buffer, std::size_t length) const override
-    {
-        file_.readAt(offset, buffer, length);
-    }
-
-private:
-    const File& file_;
-};
 
 class RawReader : public ImageReader
 {
@@ -52,13 +39,6 @@ private:
     std::shared_ptr<ByteSource> source_;
 };
 
-std::wstring lowerSuffix(const std::wstring& name)
-{
-    std::wstring suffix = std::filesystem::path(name).extension().wstring();
-    std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](wchar_t c) { return std::towlower(c); });
-    return suffix;
-}
-
 bool hasIsoVolume(const ByteSource& source)
 {
     constexpr std::uint64_t place = 0x8001;
@@ -72,16 +52,14 @@ bool hasIsoVolume(const ByteSource& source)
 /// A raw image has no header; its suffix, or the volume on it, must tell that it is one.
 std::unique_ptr<ImageReader> openRaw(std::shared_ptr<ByteSource> source, const std::wstring& name)
 {
-    static const std::array<std::wstring, 8> suffixes = {L".img", L".raw", L".dd",  L".ima",
-                                                         L".flp", L".vfd", L".iso", L".cdr"};
-    const std::wstring suffix = lowerSuffix(name);
-    const bool optical = suffix == L".iso" || suffix == L".cdr" || hasIsoVolume(*source);
-    if (source->size() == 0 || (!optical && std::find(suffixes.begin(), suffixes.end(), suffix) == suffixes.end()))
-        throw StorageError(Fault::Unrecognised, L"The format of '" + name + L"' is not recognised");
+    const std::wstring suffix = Files::suffixOf(name);
+    const bool optical = isOpticalSuffix(suffix) || hasIsoVolume(*source);
+    if (source->size() == 0 || (!optical && formatOfSuffix(suffix) != ImageFormat::Raw))
+        throw Failure(Result::fileError, L"The format of '" + name + L"' is not recognised");
     if (source->size() % sectorSize != 0)
-        throw StorageError(Fault::Damaged, L"The size of the raw image '" + name + L"' is no multiple of 512");
+        throw Failure(Result::fileError, L"The size of the raw image '" + name + L"' is no multiple of 512");
     if (source->size() > maxImageSize)
-        throw StorageError(Fault::Unsupported, L"The disk in '" + name + L"' is too large");
+        throw Failure(Result::notSupported, L"The disk in '" + name + L"' is too large");
     return std::make_unique<RawReader>(std::move(source), optical);
 }
 
@@ -92,6 +70,9 @@ std::unique_ptr<ImageReader> openAny(std::shared_ptr<ByteSource> source, const s
         return std::make_unique<VdiReader>(std::move(source), name, std::move(parent), check);
     if (isVmdk(*source))
         return std::make_unique<VmdkReader>(std::move(source), name, openExtent, std::move(parent), check);
+    // By its end, so that a fixed one is not taken for raw.
+    if (isVhd(*source))
+        return std::make_unique<VhdReader>(std::move(source), name, std::move(parent), check);
     return openRaw(std::move(source), name);
 }
 
@@ -114,7 +95,7 @@ public:
     {
         done_ += bytes;
         if (callback_ && !callback_(done_, total_))
-            throw StorageError(Fault::Canceled, L"The work on the image was canceled");
+            throw Canceled();
     }
 
 private:
@@ -172,9 +153,9 @@ private:
     std::uint64_t runStart_ = 0;
 };
 
-Poco::UUID orRandom(const Poco::UUID& uuid)
+std::wstring orRandom(const std::wstring& uuid)
 {
-    return uuid.isNull() ? Poco::UUIDGenerator::defaultGenerator().createRandom() : uuid;
+    return uuid.empty() ? newUuid() : uuid;
 }
 
 void copyBytes(const ByteSource& source, File& target, Progress& progress)
@@ -193,8 +174,8 @@ void copyBytes(const ByteSource& source, File& target, Progress& progress)
 std::string copiedExtentName(const std::string& extent, const std::filesystem::path& source,
                              const std::filesystem::path& target, std::size_t number)
 {
-    const std::string oldStem = toUtf8(source.stem().wstring());
-    const std::string newStem = toUtf8(target.stem().wstring());
+    const std::string oldStem = toUtf8(Files::stemOf(source.wstring()));
+    const std::string newStem = toUtf8(Files::stemOf(target.wstring()));
     if (extent.rfind(oldStem, 0) == 0 && extent != oldStem)
         return newStem + extent.substr(oldStem.size());
     return newStem + "-f" + std::to_string(number + 1) + ".vmdk";
@@ -202,7 +183,7 @@ std::string copiedExtentName(const std::string& extent, const std::filesystem::p
 
 /// Copies a VMDK whose descriptor and data are different files.
 void cloneVmdkFiles(const FileSource& source, const std::filesystem::path& from, const std::filesystem::path& target,
-                    const Poco::UUID& uuid, std::uint64_t total, const ProgressCallback& callback)
+                    const std::wstring& uuid, std::uint64_t total, const ProgressCallback& callback)
 {
     Progress progress(callback, total);
     CreatedFiles created;
@@ -219,7 +200,7 @@ void cloneVmdkFiles(const FileSource& source, const std::filesystem::path& from,
         created.add(target.parent_path() / fromUtf8(name));
         descriptor.setExtentFile(i, name);
     }
-    descriptor.setValue("ddb.uuid.image", uuid.toString());
+    descriptor.setValue("ddb.uuid.image", toUtf8(uuid));
     const std::string text = descriptor.text();
     file.file().writeAt(0, text.data(), text.size());
     progress.advance(source.size());
@@ -236,16 +217,34 @@ const wchar_t* formatName(ImageFormat format)
         return L"VDI";
     case ImageFormat::Vmdk:
         return L"VMDK";
+    case ImageFormat::Vhd:
+        return L"VHD";
     case ImageFormat::Raw:
         break;
     }
     return L"RAW";
 }
 
+std::optional<ImageFormat> formatOfSuffix(const std::wstring& suffix)
+{
+    static const std::map<std::wstring, ImageFormat> formats = {
+        {L".vdi", ImageFormat::Vdi}, {L".vmdk", ImageFormat::Vmdk}, {L".vhd", ImageFormat::Vhd},
+        {L".iso", ImageFormat::Raw}, {L".cdr", ImageFormat::Raw},   {L".img", ImageFormat::Raw},
+        {L".ima", ImageFormat::Raw}, {L".dsk", ImageFormat::Raw},   {L".flp", ImageFormat::Raw},
+        {L".vfd", ImageFormat::Raw}};
+    const auto format = formats.find(suffix);
+    return format == formats.end() ? std::nullopt : std::optional<ImageFormat>(format->second);
+}
+
+bool isOpticalSuffix(const std::wstring& suffix)
+{
+    return suffix == L".iso" || suffix == L".cdr";
+}
+
 void ImageReader::read(std::uint64_t offset, void* buffer, std::size_t length)
 {
     if (offset > info_.logicalSize || length > info_.logicalSize - offset)
-        throw StorageError(Fault::InvalidArgument, L"The disk ends before the place to be read");
+        throw Failure(Result::invalidArgument, L"The disk ends before the place to be read");
     readChecked(offset, static_cast<std::uint8_t*>(buffer), length);
 }
 
@@ -270,7 +269,7 @@ void createVdi(const std::filesystem::path& target, std::uint64_t logicalSize, c
     VdiWriter(target, logicalSize, identity).commit();
 }
 
-void convertToVdi(ImageReader& source, const std::filesystem::path& target, const Poco::UUID& uuid,
+void convertToVdi(ImageReader& source, const std::filesystem::path& target, const std::wstring& uuid,
                   const ProgressCallback& callback)
 {
     const std::uint64_t size = source.info().logicalSize;
@@ -292,7 +291,7 @@ void convertToVdi(ImageReader& source, const std::filesystem::path& target, cons
     writer.commit();
 }
 
-void cloneImage(const std::filesystem::path& source, const std::filesystem::path& target, const Poco::UUID& uuid,
+void cloneImage(const std::filesystem::path& source, const std::filesystem::path& target, const std::wstring& uuid,
                 const ProgressCallback& progress)
 {
     const ImageInfo info = probeImage(source);
@@ -304,7 +303,7 @@ void cloneImage(const std::filesystem::path& source, const std::filesystem::path
 }
 
 void cloneImage(const ByteSource& source, const std::wstring& name, const std::filesystem::path& target,
-                const Poco::UUID& uuid, const ProgressCallback& callback)
+                const std::wstring& uuid, const ProgressCallback& callback)
 {
     Progress progress(callback, source.size());
     NewFile file(target);
@@ -313,6 +312,8 @@ void cloneImage(const ByteSource& source, const std::wstring& name, const std::f
         setVdiUuid(file.file(), orRandom(uuid), nullptr);
     else if (isVmdk(source))
         setVmdkUuid(file.file(), source, name, orRandom(uuid), nullptr);
+    else if (isVhd(source))
+        setVhdUuid(file.file(), source, orRandom(uuid), nullptr);
     file.commit();
 }
 
@@ -321,18 +322,18 @@ bool isOneFile(const ByteSource& source)
     return isMonolithicSparse(source) || !isVmdk(source);
 }
 
-void setImageUuid(const std::filesystem::path& file, const Poco::UUID& uuid, const Poco::UUID* parentUuid)
+void setImageUuid(const std::filesystem::path& file, const std::wstring& uuid, const std::wstring* parentUuid)
 {
     const ImageFormat format = probeImage(file).format;
     if (format == ImageFormat::Raw)
-        throw StorageError(Fault::Unsupported, L"The raw image '" + file.wstring() + L"' has no place for a UUID");
-    if (format == ImageFormat::Vdi) {
-        File update = File::openForUpdate(file);
-        setVdiUuid(update, uuid, parentUuid);
-        return;
-    }
+        throw Failure(Result::notSupported, L"The raw image '" + file.wstring() + L"' has no place for a UUID");
     File update = File::openForUpdate(file);
-    setVmdkUuid(update, OpenFileSource(update), file.wstring(), uuid, parentUuid);
+    if (format == ImageFormat::Vdi)
+        setVdiUuid(update, uuid, parentUuid);
+    else if (format == ImageFormat::Vhd)
+        setVhdUuid(update, OpenFileSource(update), uuid, parentUuid);
+    else
+        setVmdkUuid(update, OpenFileSource(update), file.wstring(), uuid, parentUuid);
 }
 
 } // namespace VBoxSim

@@ -1,14 +1,12 @@
 #pragma once
 
-#include <Poco/UUID.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
-
-#include "base/storage_error.h"
+#include <optional>
+#include <string>
 
 namespace VBoxSim {
 
@@ -18,6 +16,7 @@ enum class ImageFormat
 {
     Vdi,
     Vmdk,
+    Vhd,
     Raw
 };
 
@@ -43,16 +42,21 @@ struct ImageInfo
     std::uint32_t variant = ImageVariant::Standard;
     std::uint64_t logicalSize = 0;  ///< bytes that a guest sees
     std::uint64_t physicalSize = 0; ///< bytes of the image's files
-    Poco::UUID uuid;                ///< null when the image carries none (raw, VMDK of other products)
-    Poco::UUID modificationUuid;    ///< null when the image carries none
-    Poco::UUID parentUuid;          ///< null for a base image
+    std::wstring uuid;              ///< empty when the image carries none (raw, VMDK of other products)
+    std::wstring modificationUuid;  ///< empty when the image carries none
+    std::wstring parentUuid;        ///< empty for a base image
     bool optical = false;           ///< raw with an ISO 9660 volume or the suffix .iso, .cdr: a DVD, no hard disk
 };
 
-/// Name of a format as IMedium::Format has it: "VDI", "VMDK", "RAW".
+/// Name of a format as IMedium::Format has it: "VDI", "VMDK", "VHD", "RAW".
 const wchar_t* formatName(ImageFormat format);
 
-/// Told the bytes done and the bytes in all; an answer of false cancels (Fault::Canceled).
+/// The format that files with such a suffix (with its dot, in lower case) have; nothing for one that is not known.
+std::optional<ImageFormat> formatOfSuffix(const std::wstring& suffix);
+/// Whether it is that of a raw image of an optical disk.
+bool isOpticalSuffix(const std::wstring& suffix);
+
+/// Told the bytes done and the bytes in all; an answer of false cancels (Result::fail).
 using ProgressCallback = std::function<bool(std::uint64_t done, std::uint64_t total)>;
 
 /// A stretch of a virtual disk that is either all zero (not stored) or stored.
@@ -71,7 +75,7 @@ public:
     const ImageInfo& info() const { return info_; }
     /// The run that starts at `offset`, which is below the logical size. Never empty. A stored run may hold zeros.
     virtual ImageRun runAt(std::uint64_t offset) = 0;
-    /// Fills `buffer`. The stretch lies inside the disk, else Fault::InvalidArgument.
+    /// Fills `buffer`. The stretch lies inside the disk, else Result::invalidArgument.
     void read(std::uint64_t offset, void* buffer, std::size_t length);
 
 protected:
@@ -98,35 +102,37 @@ std::unique_ptr<ImageReader> openImage(std::shared_ptr<ByteSource> source, const
 /// Identity of a VDI that is being made.
 struct VdiIdentity
 {
-    Poco::UUID uuid;                   ///< of the image; null: a new random one
-    Poco::UUID parentUuid;             ///< not null: a differencing image
-    Poco::UUID parentModificationUuid; ///< that of the parent at this moment
+    std::wstring uuid;                   ///< of the image; empty: a new random one
+    std::wstring parentUuid;             ///< not empty: a differencing image
+    std::wstring parentModificationUuid; ///< that of the parent at this moment
 };
 
 // What follows writes. Every file is written under a temporary name in its folder and gets its own name when it is
-// complete: after a failure or a cancel nothing is left. A target that exists is Fault::Exists. Folders are not made.
+// complete: after a failure or a cancel nothing is left. A target that exists is Result::fileError. Folders are not
+// made.
 
 /// Makes a dynamic VDI without any block.
 void createVdi(const std::filesystem::path& target, std::uint64_t logicalSize, const VdiIdentity& identity);
 
-/// Copies the whole content of `source` into a new dynamic VDI under a new UUID (null: a random one). Blocks of zeros
+/// Copies the whole content of `source` into a new dynamic VDI under a new UUID (empty: a random one). Blocks of zeros
 /// are not stored.
-void convertToVdi(ImageReader& source, const std::filesystem::path& target, const Poco::UUID& uuid,
+void convertToVdi(ImageReader& source, const std::filesystem::path& target, const std::wstring& uuid,
                   const ProgressCallback& progress);
 
-/// Copies an image in its own format and variant under a new UUID (null: a random one; a raw image has none). The
+/// Copies an image in its own format and variant under a new UUID (empty: a random one; a raw image has none). The
 /// extents of a VMDK that has its own files for them are copied beside the target under names made from its name.
-void cloneImage(const std::filesystem::path& source, const std::filesystem::path& target, const Poco::UUID& uuid,
+void cloneImage(const std::filesystem::path& source, const std::filesystem::path& target, const std::wstring& uuid,
                 const ProgressCallback& progress);
 
 /// The same for bytes that are no file of their own, of an image that has all its data in them.
 void cloneImage(const ByteSource& source, const std::wstring& name, const std::filesystem::path& target,
-                const Poco::UUID& uuid, const ProgressCallback& progress);
+                const std::wstring& uuid, const ProgressCallback& progress);
 
 /// Whether an image has all its data in the bytes that it starts in: all but a VMDK with extents of their own.
 bool isOneFile(const ByteSource& source);
 
-/// Gives the image in a VDI or VMDK file a new UUID in place; with `parentUuid` also that of the parent.
-void setImageUuid(const std::filesystem::path& file, const Poco::UUID& uuid, const Poco::UUID* parentUuid = nullptr);
+/// Gives the image in a VDI, VMDK or VHD file a new UUID in place; with `parentUuid` also that of the parent.
+void setImageUuid(const std::filesystem::path& file, const std::wstring& uuid,
+                  const std::wstring* parentUuid = nullptr);
 
 } // namespace VBoxSim

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/failure.h"
 #include "images/image.h"
 
 namespace VBoxSim {
@@ -46,7 +47,7 @@ private:
     void requireParent() const
     {
         if (!parent_)
-            throw StorageError(Fault::Unsupported, L"A differencing image can only be read together with its parent");
+            throw Failure(Result::notSupported, L"A differencing image can only be read together with its parent");
     }
 
     std::shared_ptr<ImageReader> parent_;

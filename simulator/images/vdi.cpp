@@ -1,9 +1,9 @@
 #include "images/vdi.h"
 
-#include <Poco/UUIDGenerator.h>
-
 #include <array>
 
+#include "base/failure.h"
+#include "base/text.h"
 #include "images/endian.h"
 
 namespace VBoxSim {
@@ -42,30 +42,9 @@ constexpr std::uint64_t largestBlock = std::uint64_t(64) << 20;
 
 constexpr char banner[] = "<<< Oracle VM VirtualBox Disk Image >>>\n";
 
-/// Turns the bytes of a UUID from network order into those of a Windows GUID, or back.
-void swapGuid(std::array<char, 16>& bytes)
+void storeUuid(std::uint8_t* place, const std::wstring& uuid)
 {
-    std::swap(bytes[0], bytes[3]);
-    std::swap(bytes[1], bytes[2]);
-    std::swap(bytes[4], bytes[5]);
-    std::swap(bytes[6], bytes[7]);
-}
-
-Poco::UUID loadUuid(const std::uint8_t* place)
-{
-    std::array<char, 16> bytes;
-    std::memcpy(bytes.data(), place, bytes.size());
-    swapGuid(bytes);
-    Poco::UUID uuid;
-    uuid.copyFrom(bytes.data());
-    return uuid;
-}
-
-void storeUuid(std::uint8_t* place, const Poco::UUID& uuid)
-{
-    std::array<char, 16> bytes;
-    uuid.copyTo(bytes.data());
-    swapGuid(bytes);
+    const auto bytes = guidBytes(uuid);
     std::memcpy(place, bytes.data(), bytes.size());
 }
 
@@ -101,7 +80,7 @@ VdiReader::VdiReader(std::shared_ptr<ByteSource> source, std::wstring name, std:
 
 void VdiReader::damaged(const wchar_t* what) const
 {
-    throw StorageError(Fault::Damaged, L"The VDI image '" + name_ + L"' is damaged: " + what);
+    throw Failure(Result::fileError, L"The VDI image '" + name_ + L"' is damaged: " + what);
 }
 
 void VdiReader::readHeader()
@@ -113,16 +92,16 @@ void VdiReader::readHeader()
     const auto number = [&](std::size_t place) { return loadLittle<std::uint32_t>(&header[place]); };
 
     if (number(versionAt) != version)
-        throw StorageError(Fault::Unsupported, L"The VDI image '" + name_ + L"' has an unknown version");
+        throw Failure(Result::notSupported, L"The VDI image '" + name_ + L"' has an unknown version");
     // The size counts from its own field on; images without the last geometry are older.
     if (number(headerSizeAt) < headerEndWithoutGeometry - headerSizeAt)
         damaged(L"the header is too short");
 
     const std::uint32_t type = number(typeAt);
     if (type != typeDynamic && type != typeFixed && type != typeDiff)
-        throw StorageError(Fault::Unsupported, L"The VDI image '" + name_ + L"' has an unknown type");
+        throw Failure(Result::notSupported, L"The VDI image '" + name_ + L"' has an unknown type");
     if (number(extraSizeAt) != 0)
-        throw StorageError(Fault::Unsupported, L"The VDI image '" + name_ + L"' has extra data in its blocks");
+        throw Failure(Result::notSupported, L"The VDI image '" + name_ + L"' has extra data in its blocks");
 
     info_.format = ImageFormat::Vdi;
     info_.variant = type == typeFixed  ? ImageVariant::Fixed
@@ -130,9 +109,9 @@ void VdiReader::readHeader()
                                        : ImageVariant::Standard;
     info_.logicalSize = loadLittle<std::uint64_t>(&header[diskSizeAt]);
     info_.physicalSize = source_->size();
-    info_.uuid = loadUuid(&header[uuidAt]);
-    info_.modificationUuid = loadUuid(&header[modificationUuidAt]);
-    info_.parentUuid = loadUuid(&header[parentUuidAt]);
+    info_.uuid = uuidOfGuid(&header[uuidAt]);
+    info_.modificationUuid = uuidOfGuid(&header[modificationUuidAt]);
+    info_.parentUuid = uuidOfGuid(&header[parentUuidAt]);
     mapOffset_ = number(mapOffsetAt);
     dataOffset_ = number(dataOffsetAt);
     blockSize_ = number(blockSizeAt);
@@ -142,7 +121,7 @@ void VdiReader::readHeader()
     if (info_.logicalSize == 0 || info_.logicalSize % sectorSize != 0)
         damaged(L"the size of the disk makes no sense");
     if (info_.logicalSize > maxImageSize)
-        throw StorageError(Fault::Unsupported, L"The disk in '" + name_ + L"' is too large");
+        throw Failure(Result::notSupported, L"The disk in '" + name_ + L"' is too large");
     if (!isPowerOfTwo(blockSize_) || blockSize_ < VdiWriter::blockSize || blockSize_ > largestBlock)
         damaged(L"the block size makes no sense");
     if (blockCount_ != roundUp(info_.logicalSize, blockSize_) / blockSize_)
@@ -152,7 +131,7 @@ void VdiReader::readHeader()
     if (allocated > blockCount_ || mapOffset_ + 4 * blockCount_ > source_->size() ||
         (allocated > 0 && dataOffset_ + allocated * blockSize_ > source_->size()))
         damaged(L"the file is shorter than its header says");
-    if (type == typeDiff && info_.parentUuid.isNull())
+    if (type == typeDiff && info_.parentUuid.empty())
         damaged(L"it is a differencing image without a parent");
 }
 
@@ -216,9 +195,9 @@ VdiWriter::VdiWriter(const std::filesystem::path& target, std::uint64_t logicalS
     : file_(target), logicalSize_(logicalSize), identity_(std::move(identity))
 {
     if (logicalSize == 0 || logicalSize % sectorSize != 0 || logicalSize > maxImageSize)
-        throw StorageError(Fault::InvalidArgument, L"No disk can have " + std::to_wstring(logicalSize) + L" bytes");
-    if (identity_.uuid.isNull())
-        identity_.uuid = Poco::UUIDGenerator::defaultGenerator().createRandom();
+        throw Failure(Result::invalidArgument, L"No disk can have " + std::to_wstring(logicalSize) + L" bytes");
+    if (identity_.uuid.empty())
+        identity_.uuid = newUuid();
     map_.assign(static_cast<std::size_t>(roundUp(logicalSize, blockSize) / blockSize), blockUnallocated);
     dataOffset_ = blockSize + roundUp(4 * map_.size(), blockSize);
 }
@@ -255,7 +234,7 @@ std::vector<std::uint8_t> VdiWriter::header() const
     number(signatureAt, signature);
     number(versionAt, version);
     number(headerSizeAt, 0x190);
-    number(typeAt, identity_.parentUuid.isNull() ? typeDynamic : typeDiff);
+    number(typeAt, identity_.parentUuid.empty() ? typeDynamic : typeDiff);
     number(mapOffsetAt, blockSize);
     number(dataOffsetAt, dataOffset_);
     number(geometryAt, std::min(logicalSize_ / sectorSize / heads / sectors, mostCylinders));
@@ -267,14 +246,14 @@ std::vector<std::uint8_t> VdiWriter::header() const
     number(blockCountAt, map_.size());
     number(allocatedAt, allocated_);
     storeUuid(&header[uuidAt], identity_.uuid);
-    storeUuid(&header[modificationUuidAt], Poco::UUIDGenerator::defaultGenerator().createRandom());
+    storeUuid(&header[modificationUuidAt], newUuid());
     storeUuid(&header[parentUuidAt], identity_.parentUuid);
     storeUuid(&header[parentModificationUuidAt], identity_.parentModificationUuid);
     number(logicalGeometryAt + 12, sectorSize);
     return header;
 }
 
-void setVdiUuid(File& file, const Poco::UUID& uuid, const Poco::UUID* parentUuid)
+void setVdiUuid(File& file, const std::wstring& uuid, const std::wstring* parentUuid)
 {
     std::array<std::uint8_t, 16> bytes;
     storeUuid(bytes.data(), uuid);

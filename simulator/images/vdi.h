@@ -59,6 +59,6 @@ private:
 };
 
 /// Changes the UUIDs in the header of a VDI.
-void setVdiUuid(File& file, const Poco::UUID& uuid, const Poco::UUID* parentUuid);
+void setVdiUuid(File& file, const std::wstring& uuid, const std::wstring* parentUuid);
 
 } // namespace VBoxSim

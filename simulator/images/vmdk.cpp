@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "base/failure.h"
 #include "base/safe_name.h"
+#include "base/text.h"
 #include "images/vmdk_sparse.h"
 
 namespace VBoxSim {
@@ -108,7 +110,7 @@ VmdkReader::VmdkReader(const std::shared_ptr<ByteSource>& source, const std::wst
 void VmdkReader::addExtent(std::uint64_t length, std::unique_ptr<VmdkExtentData> data)
 {
     if (length > maxImageSize - info_.logicalSize)
-        throw StorageError(Fault::Unsupported, L"The disk in '" + name_ + L"' is too large");
+        throw Failure(Result::notSupported, L"The disk in '" + name_ + L"' is too large");
     extents_.push_back({info_.logicalSize, length, std::move(data)});
     info_.logicalSize += length;
 }
@@ -116,7 +118,7 @@ void VmdkReader::addExtent(std::uint64_t length, std::unique_ptr<VmdkExtentData>
 void VmdkReader::openExtents(const VmdkDescriptor& descriptor, const ExtentOpener& openExtent, Check check)
 {
     const auto damaged = [&](const wchar_t* what) {
-        return StorageError(Fault::Damaged, L"The VMDK image '" + name_ + L"' is damaged: " + what);
+        return Failure(Result::fileError, L"The VMDK image '" + name_ + L"' is damaged: " + what);
     };
     if (descriptor.extents().empty())
         throw damaged(L"it has no extent");
@@ -129,8 +131,8 @@ void VmdkReader::openExtents(const VmdkDescriptor& descriptor, const ExtentOpene
             continue;
         }
         if (!isPlainFileName(fromUtf8(extent.file)))
-            throw StorageError(Fault::BadName,
-                               L"'" + name_ + L"' has an extent outside its folder: '" + fromUtf8(extent.file) + L"'");
+            throw Failure(Result::fileError,
+                          L"'" + name_ + L"' has an extent outside its folder: '" + fromUtf8(extent.file) + L"'");
         std::shared_ptr<ByteSource> file = openExtent(extent.file);
         info_.physicalSize += file->size();
         if (extent.type == VmdkExtentType::Flat) {
@@ -189,8 +191,8 @@ void VmdkReader::readChecked(std::uint64_t offset, std::uint8_t* buffer, std::si
     }
 }
 
-void setVmdkUuid(File& file, const ByteSource& source, const std::wstring& name, const Poco::UUID& uuid,
-                 const Poco::UUID* parentUuid)
+void setVmdkUuid(File& file, const ByteSource& source, const std::wstring& name, const std::wstring& uuid,
+                 const std::wstring* parentUuid)
 {
     std::uint64_t place = 0;
     std::uint64_t room = largestVmdkDescriptor;
@@ -203,12 +205,12 @@ void setVmdkUuid(File& file, const ByteSource& source, const std::wstring& name,
         padding = '\0';
     }
     VmdkDescriptor descriptor = readVmdkDescriptor(source, name);
-    descriptor.setValue(imageUuidKey, uuid.toString());
+    descriptor.setValue(imageUuidKey, toUtf8(uuid));
     if (parentUuid)
-        descriptor.setValue(parentUuidKey, parentUuid->toString());
+        descriptor.setValue(parentUuidKey, toUtf8(*parentUuid));
     std::string text = descriptor.text();
     if (text.size() > room)
-        throw StorageError(Fault::Unsupported, L"The descriptor of '" + name + L"' has no room for a UUID");
+        throw Failure(Result::notSupported, L"The descriptor of '" + name + L"' has no room for a UUID");
     if (text.size() < oldSize)
         text.resize(static_cast<std::size_t>(oldSize), padding);
     file.writeAt(place, text.data(), text.size());

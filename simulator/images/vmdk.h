@@ -65,7 +65,7 @@ private:
 };
 
 /// Changes the UUIDs in the descriptor of a VMDK.
-void setVmdkUuid(File& file, const ByteSource& source, const std::wstring& name, const Poco::UUID& uuid,
-                 const Poco::UUID* parentUuid);
+void setVmdkUuid(File& file, const ByteSource& source, const std::wstring& name, const std::wstring& uuid,
+                 const std::wstring* parentUuid);
 
 } // namespace VBoxSim

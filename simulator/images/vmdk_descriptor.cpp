@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "base/storage_error.h"
+#include "base/failure.h"
+#include "base/text.h"
 
 namespace VBoxSim {
 
@@ -14,6 +15,7 @@ namespace {
 
 constexpr char marker[] = "# disk descriptorfile";
 constexpr std::size_t mostExtents = 8192;
+constexpr std::wstring_view noUuid = L"00000000-0000-0000-0000-000000000000";
 
 std::string unquoted(const std::string& text)
 {
@@ -65,12 +67,12 @@ VmdkDescriptor::VmdkDescriptor(const std::string& text, std::wstring name) : nam
     }
     const std::string version = value("version");
     if (version != "1" && version != "2" && version != "3")
-        throw StorageError(Fault::Unsupported, L"The descriptor of '" + name_ + L"' has an unknown version");
+        throw Failure(Result::notSupported, L"The descriptor of '" + name_ + L"' has an unknown version");
 }
 
 void VmdkDescriptor::damaged(const wchar_t* what) const
 {
-    throw StorageError(Fault::Damaged, L"The VMDK image '" + name_ + L"' is damaged: " + what);
+    throw Failure(Result::fileError, L"The VMDK image '" + name_ + L"' is damaged: " + what);
 }
 
 void VmdkDescriptor::parseExtent(std::size_t line)
@@ -95,7 +97,7 @@ void VmdkDescriptor::parseExtent(std::size_t line)
     else if (type == "SPARSE")
         extent.type = VmdkExtentType::Sparse;
     else
-        throw StorageError(Fault::Unsupported, L"'" + name_ + L"' has an extent of type '" + fromUtf8(type) + L"'");
+        throw Failure(Result::notSupported, L"'" + name_ + L"' has an extent of type '" + fromUtf8(type) + L"'");
 
     if (extent.type != VmdkExtentType::Zero) {
         const std::size_t open = text.find('"');
@@ -125,14 +127,10 @@ std::string VmdkDescriptor::value(const std::string& key) const
     return {};
 }
 
-Poco::UUID VmdkDescriptor::uuid(const std::string& key) const
+std::wstring VmdkDescriptor::uuid(const std::string& key) const
 {
-    constexpr std::size_t uuidLength = 36;
-    const std::string text = value(key);
-    Poco::UUID uuid;
-    if (text.size() != uuidLength || !uuid.tryParse(text))
-        return Poco::UUID::null();
-    return uuid;
+    const std::wstring uuid = parseUuid(fromUtf8(value(key))).value_or(L"");
+    return uuid == noUuid ? L"" : uuid;
 }
 
 void VmdkDescriptor::setValue(const std::string& key, const std::string& value)

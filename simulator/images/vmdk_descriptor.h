@@ -1,7 +1,5 @@
 #pragma once
 
-#include <Poco/UUID.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -34,14 +32,14 @@ class VmdkDescriptor
 public:
     /// Whether a file that starts so is a descriptor.
     static bool isDescriptor(const std::string& start);
-    /// Throws StorageError for text that is none; `name` is for the message.
+    /// Throws Failure for text that is none; `name` is for the message.
     VmdkDescriptor(const std::string& text, std::wstring name);
 
     const std::vector<VmdkExtent>& extents() const { return extents_; }
     /// Value without quotes; empty when there is none.
     std::string value(const std::string& key) const;
-    /// A value that is a UUID; null when there is none or it is malformed.
-    Poco::UUID uuid(const std::string& key) const;
+    /// A value that is a UUID; empty when there is none or it is malformed.
+    std::wstring uuid(const std::string& key) const;
     /// Changes a value, or adds it at the end.
     void setValue(const std::string& key, const std::string& value);
     void setExtentFile(std::size_t extent, const std::string& file);

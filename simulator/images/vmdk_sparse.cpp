@@ -27,7 +27,7 @@ constexpr std::uint32_t zeroEntry = 1;
 
 [[noreturn]] void throwDamaged(const std::wstring& name, const wchar_t* what)
 {
-    throw StorageError(Fault::Damaged, L"The VMDK image '" + name + L"' is damaged: " + what);
+    throw Failure(Result::fileError, L"The VMDK image '" + name + L"' is damaged: " + what);
 }
 
 /// Fields of the header, as they stand in it.
@@ -90,7 +90,7 @@ VmdkSparseHeader readVmdkSparseHeader(const ByteSource& source, const std::wstri
     }
     const std::uint32_t version = raw.u32(4);
     if (version < 1 || version > 3)
-        throw StorageError(Fault::Unsupported, L"The VMDK image '" + name + L"' has an unknown version");
+        throw Failure(Result::notSupported, L"The VMDK image '" + name + L"' has an unknown version");
 
     VmdkSparseHeader header;
     header.flags = raw.u32(8);
@@ -101,10 +101,10 @@ VmdkSparseHeader readVmdkSparseHeader(const ByteSource& source, const std::wstri
     const std::uint16_t compression = raw.u16(77);
     header.compressed = (header.flags & flagCompressed) != 0;
     if (compression > 1 || (header.compressed && (compression != 1 || !(header.flags & flagMarkers))))
-        throw StorageError(Fault::Unsupported, L"The VMDK image '" + name + L"' has an unknown compression");
+        throw Failure(Result::notSupported, L"The VMDK image '" + name + L"' has an unknown compression");
 
     if (raw.u64(12) > maxImageSize / sectorSize)
-        throw StorageError(Fault::Unsupported, L"The disk in '" + name + L"' is too large");
+        throw Failure(Result::notSupported, L"The disk in '" + name + L"' is too large");
     header.capacity = bytes(raw.u64(12), name, L"the size of the disk makes no sense");
     header.grainSize = bytes(raw.u64(20), name, L"the grain size makes no sense");
     header.descriptorOffset = bytes(raw.u64(28), name, L"the descriptor lies outside");

@@ -15,14 +15,14 @@ struct NamedValue
     std::uint32_t value;
 };
 
-/// Reads a name; throws Failure(xmlError) when the table does not have it.
+/// Reads a name; throws Failure(E_FAIL) when the table does not have it.
 template <std::size_t Size>
 std::uint32_t valueOf(const NamedValue (&table)[Size], std::wstring_view name)
 {
     for (const NamedValue& entry : table)
         if (name == entry.name)
             return entry.value;
-    throw Failure(Result::xmlError, L"'" + std::wstring(name) + L"' is not a value that settings files have here");
+    throw Failure(Result::fail, L"'" + std::wstring(name) + L"' is not a value that settings files have here");
 }
 
 template <std::size_t Size>
@@ -42,9 +42,9 @@ inline constexpr NamedValue adapterNames[] = {{L"Am79C973", 2}, {L"Am79C970A", 1
                                               {L"Am79C960", 7}, {L"virtio_1.0", 8}};
 inline constexpr NamedValue audioControllerNames[] = {{L"AC97", 0}, {L"SB16", 1}, {L"HDA", 2}};
 inline constexpr NamedValue audioCodecNames[] = {{L"SB16", 1}, {L"STAC9700", 2}, {L"AD1980", 3}, {L"STAC9221", 4}};
-inline constexpr NamedValue audioDriverNames[] = {{L"Null", 0}, {L"WinMM", 1},       {L"OSS", 2},
-                                                  {L"ALSA", 3}, {L"DirectSound", 4}, {L"CoreAudio", 5},
-                                                  {L"MMPM", 6}, {L"Pulse", 7},       {L"SolAudio", 8}};
+inline constexpr NamedValue audioDriverNames[] = {{L"Null", 0},        {L"WinMM", 1},     {L"OSS", 2},  {L"ALSA", 3},
+                                                  {L"DirectSound", 4}, {L"CoreAudio", 5}, {L"MMPM", 6}, {L"Pulse", 7},
+                                                  {L"SolAudio", 8},    {L"DSound", 4}};
 inline constexpr NamedValue controllerNames[] = {
     {L"LsiLogic", 1}, {L"BusLogic", 2},    {L"AHCI", 3}, {L"PIIX3", 4}, {L"PIIX4", 5},      {L"ICH6", 6},
     {L"I82078", 7},   {L"LsiLogicSas", 8}, {L"USB", 9},  {L"NVMe", 10}, {L"VirtioSCSI", 11}};
@@ -55,6 +55,9 @@ inline constexpr NamedValue attachmentNames[] = {{L"NAT", 1},
                                                  {L"InternalNetwork", 3},
                                                  {L"HostOnlyInterface", 4},
                                                  {L"GenericInterface", 5},
-                                                 {L"NATNetwork", 6}};
+                                                 {L"NATNetwork", 6},
+                                                 {L"CloudNetwork", 7},
+                                                 {L"HostInterface", 2}, // old names
+                                                 {L"VDE", 5}};
 
 } // namespace VBoxSim

@@ -23,10 +23,10 @@ std::wstring whereverItIs(const std::wstring& from, const std::wstring& to)
     return from;
 }
 
-Xml::Element* globalElement(Xml::DocumentPtr& document)
+Xml::Element* globalElement(const Xml::DocumentPtr& document)
 {
-    Xml::Element* root = document->documentElement();
-    Xml::Element* global = root && root->nodeName() == "VirtualBox" ? Xml::child(root, "Global") : nullptr;
+    Xml::Element* root = Xml::root(document);
+    Xml::Element* global = root && root->localName() == "VirtualBox" ? Xml::child(root, "Global") : nullptr;
     if (!global)
         throw Failure(Result::xmlError, L"VirtualBox.xml has no <Global>");
     return global;
@@ -36,11 +36,14 @@ Xml::Element* globalElement(Xml::DocumentPtr& document)
 
 GlobalSettings loadGlobalSettings(const std::wstring& file)
 {
+    return Files::exists(file) ? parseGlobalSettings(Files::read(file), file) : GlobalSettings();
+}
+
+GlobalSettings parseGlobalSettings(std::string text, const std::wstring& file)
+{
     GlobalSettings settings;
-    if (!Files::exists(file))
-        return settings;
-    settings.source = Files::read(file);
-    Xml::DocumentPtr document = Xml::parseUntrusted(settings.source);
+    settings.source = std::move(text);
+    Xml::DocumentPtr document = Xml::parse(settings.source);
     Xml::Element* global = globalElement(document);
     const std::wstring home = Files::folderOf(file);
 
@@ -82,7 +85,7 @@ std::string renderGlobalSettings(const GlobalSettings& settings, const std::wstr
     Xml::setUnless(Xml::demand(global, "SystemProperties"), "defaultMachineFolder", L"",
                    settings.defaultMachineFolder.empty() ? L""
                                                          : Files::relativeTo(home, settings.defaultMachineFolder));
-    return Xml::write(document);
+    return Xml::write(*document);
 }
 
 } // namespace VBoxSim

@@ -26,6 +26,8 @@ struct GlobalSettings
 
 /// A missing file gives empty settings; a damaged one throws Failure. Paths in it may be relative to the home folder.
 GlobalSettings loadGlobalSettings(const std::wstring& file);
+/// The same from the text of a file that would lie at that path.
+GlobalSettings parseGlobalSettings(std::string text, const std::wstring& file);
 /// The text of the file as it will lie at that path. `settings.source` is what it is made from.
 std::string renderGlobalSettings(const GlobalSettings& settings, const std::wstring& file);
 

@@ -14,12 +14,14 @@ struct GuestOsType
     std::wstring_view familyDescription;
     bool is64Bit;
     std::uint32_t recommendedMegabytes;
+    std::uint32_t recommendedVideoMegabytes;
     std::uint64_t recommendedDiskBytes;
+    std::uint32_t adapterType; ///< NetworkAdapterType
 };
 
-/// The types that the stand-in knows: those that people run emulators and tests with.
+/// All types of VirtualBox 6.1.40.
 const std::vector<GuestOsType>& guestOsTypes();
-/// Null for an unknown identifier.
+/// By its identifier in any case; null for an unknown one.
 const GuestOsType* findGuestOsType(std::wstring_view id);
 
 } // namespace VBoxSim

@@ -1,6 +1,9 @@
 #include "settings/machine_names.h"
 
+#include <Poco/Ascii.h>
+
 #include "base/failure.h"
+#include "base/safe_name.h"
 #include "base/text.h"
 
 namespace VBoxSim {
@@ -8,6 +11,19 @@ namespace VBoxSim {
 namespace {
 constexpr std::wstring_view unsafeCharacters = L"\\/:*?\"<>|";
 constexpr std::size_t longestFileName = 240; // with a suffix still within what file systems take
+
+bool isSurrogate(wchar_t c, unsigned first)
+{
+    return (static_cast<unsigned>(c) & 0xFFFFFC00) == first;
+}
+
+/// What VirtualBox leaves in the name of a settings file.
+bool isSafe(wchar_t c)
+{
+    const bool isAscii = c > 0 && c < 0x80;
+    return isAscii ? Poco::Ascii::isAlphaNumeric(c) || std::wstring_view(L" ()-._").find(c) != std::wstring_view::npos
+                   : c >= 0xA0 && c <= 0xD7AF;
+}
 } // namespace
 
 void checkMachineName(std::wstring_view name)
@@ -23,14 +39,26 @@ void checkMachineName(std::wstring_view name)
 
 std::wstring safeMachineName(std::wstring_view name)
 {
-    std::wstring safe(name);
-    for (wchar_t& c : safe)
-        if (c < 0x20 || unsafeCharacters.find(c) != unsafeCharacters.npos)
+    std::wstring safe;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        // Of a character beyond the first 65,536, which is two units here, the second one adds nothing.
+        const bool secondHalf = i > 0 && isSurrogate(name[i], 0xDC00) && isSurrogate(name[i - 1], 0xD800);
+        if (!secondHalf)
+            safe += isSafe(name[i]) ? name[i] : L'_';
+    }
+    const auto replace = [](wchar_t& c, std::wstring_view unwanted) {
+        const bool unsafe = unwanted.find(c) != unwanted.npos;
+        if (unsafe)
             c = L'_';
-    // Windows drops blanks and dots at the end of a name.
-    for (std::size_t i = safe.size(); i-- > 0 && (safe[i] == L' ' || safe[i] == L'.');)
+        return unsafe;
+    };
+    for (std::size_t i = 0; i < safe.size() && safe[i] == L' '; ++i)
         safe[i] = L'_';
-    return safe;
+    if (!safe.empty())
+        replace(safe.front(), L".-");
+    for (std::size_t i = safe.size(); i-- > 0 && replace(safe[i], L" .");) {
+    }
+    return isDevice(safe) ? L"_" + safe : safe;
 }
 
 CreateFlags parseCreateFlags(std::wstring_view flags)

@@ -9,7 +9,8 @@ namespace VBoxSim {
 /// Throws Failure(fileError) for a name that a settings file cannot take over.
 void checkMachineName(std::wstring_view name);
 
-/// The name with every character that is unsafe in a file name replaced by '_'.
+/// The name of the file of a machine: what VirtualBox does not leave in such a name becomes '_', and the name of a
+/// device gets one in front.
 std::wstring safeMachineName(std::wstring_view name);
 
 /// The flags of CreateMachine and ComposeMachineFilename: "forceOverwrite=1,UUID=...,directoryIncludesUUID=1".

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,8 @@ struct AudioSettings
     std::uint32_t controller = 0; ///< AudioControllerType
     std::uint32_t codec = 2;      ///< AudioCodecType
     std::uint32_t driver = 0;     ///< AudioDriverType
+
+    bool operator==(const AudioSettings&) const = default;
 };
 
 /// What a machine's settings file says. A plain value: a session's own copy is a copy of it.
@@ -123,14 +126,21 @@ struct MachineSettings
     std::string source;
 };
 
-/// Throws Failure: fileError for a file that cannot be read, xmlError for one that makes no sense.
+/// Reads a settings file of any version as VirtualBox does: what an attribute means when it is absent depends on the
+/// version. Throws Failure: E_FAIL for a file that cannot be read or makes no sense,
+/// VBOX_E_OBJECT_IN_USE and E_INVALIDARG for parts that no machine can have together.
 MachineSettings loadMachineSettings(const std::wstring& file);
 
 /// The same from the text of a settings file that would lie at that path.
 MachineSettings parseMachineSettings(std::string text, const std::wstring& file);
 
-/// The text of the settings file as it will lie at that path. `settings.source` is what it is made from.
+/// The text of the settings file as it will lie at that path. `settings.source` is what it is made from: what has not
+/// changed stays as it is written there. The version is raised when a feature needs it.
 std::string renderMachineSettings(const MachineSettings& settings, const std::wstring& file);
+
+/// Where VirtualBox leaves a copy of the old text when a file gets a higher version; nothing when it keeps its version.
+std::optional<std::wstring> outdatedCopy(const std::string& oldText, const std::string& newText,
+                                         const std::wstring& file);
 
 /// The settings of a machine made now: adapters present, nothing attached.
 MachineSettings newMachineSettings(const std::wstring& name, const std::wstring& osType);

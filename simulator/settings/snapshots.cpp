@@ -42,10 +42,10 @@ void dropSnapshots(MachineSettings& settings)
     if (settings.source.empty())
         return;
     Xml::DocumentPtr document = Xml::parse(settings.source);
-    Element* machine = Xml::child(document->documentElement(), "Machine");
+    Element* machine = Xml::child(Xml::root(document), "Machine");
     for (Element* snapshot : Xml::children(machine, "Snapshot"))
         Xml::remove(snapshot);
-    settings.source = Xml::write(document);
+    settings.source = Xml::write(*document);
 }
 
 void renameSnapshots(MachineSettings& settings, const Names& newMedia)
@@ -59,11 +59,11 @@ void renameSnapshots(MachineSettings& settings, const Names& newMedia)
         return;
     Xml::DocumentPtr document = Xml::parse(settings.source);
     Names snapshots;
-    renameBelow(Xml::child(document->documentElement(), "Machine"), newMedia, snapshots);
+    renameBelow(Xml::child(Xml::root(document), "Machine"), newMedia, snapshots);
     const auto current = snapshots.find(settings.currentSnapshot);
     if (current != snapshots.end())
         settings.currentSnapshot = current->second;
-    settings.source = Xml::write(document);
+    settings.source = Xml::write(*document);
 }
 
 } // namespace VBoxSim

@@ -24,10 +24,14 @@ struct StorageBusLimits
     std::uint32_t defaultType;              ///< StorageControllerType
     std::vector<std::uint32_t> types;       ///< StorageControllerType
     std::vector<std::uint32_t> deviceTypes; ///< DeviceKind
+    std::uint32_t mostOnIch9;               ///< controllers of a machine with that chipset
+    bool usesHostCache;                     ///< a new controller
 };
 
 /// Null for a number that is no bus.
 const StorageBusLimits* storageBus(std::uint32_t bus);
+/// How many controllers of a bus a machine with that chipset can have.
+std::uint32_t mostControllers(const StorageBusLimits& bus, std::uint32_t chipset);
 /// The bus of a controller type; 0 for none.
 std::uint32_t busOfControllerType(std::uint32_t type);
 

@@ -97,6 +97,7 @@ public:
         server_.clients.onGone([this](DWORD process) {
             const HostLock lock = host_.lock();
             host_.dropClient(process);
+            server_.cancelImportsOf(process);
         });
         host_.scheduler().start([] { CoInitializeEx(nullptr, COINIT_MULTITHREADED); });
     }

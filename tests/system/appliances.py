@@ -28,8 +28,6 @@ FORMATS = [
     ("stream", ".vmdk", "vmdk", "subformat=streamOptimized", 1, tarfile.USTAR_FORMAT, "SHA1"),
     ("sparse", ".vmdk", "vmdk", "subformat=monolithicSparse", 2, tarfile.GNU_FORMAT, "SHA256"),
     ("flat", ".vmdk", "vmdk", "subformat=monolithicFlat", 1, tarfile.PAX_FORMAT, "SHA512"),
-    ("raw", ".img", "raw", "", 2, tarfile.USTAR_FORMAT, None),
-    ("vdi", ".vdi", "vdi", "", 1, tarfile.PAX_FORMAT, "SHA256"),
 ]
 
 DESCRIPTOR = """<?xml version="1.0" encoding="UTF-8"?>
@@ -81,7 +79,7 @@ def make_appliance(folder, name, suffix, image_format, options, version, tar_for
         choice = ["-o", options] if options else []
         subprocess.run(["qemu-img", "convert", "-f", "raw", "-O", image_format, *choice, folder / (kind + ".content"),
                         work / disk], check=True)
-        disks += f'<Disk ovf:diskId="{kind}" ovf:fileRef="{disk}" ovf:capacity="{size}"/>'
+        disks += f'<Disk ovf:diskId="{kind}" ovf:fileRef="{disk}" ovf:capacity="{size}" ovf:format=""/>'
         drives += (f"<Item><rasd:AddressOnParent>{place}</rasd:AddressOnParent><rasd:HostResource>/disk/{kind}"
                    f"</rasd:HostResource><rasd:InstanceID>{10 + place}</rasd:InstanceID><rasd:Parent>3</rasd:Parent>"
                    f"<rasd:ResourceType>17</rasd:ResourceType></Item>")

@@ -102,8 +102,7 @@ TEST_F(ClientClass, ItsLockIsOneForTheLibraryToo)
 TEST_F(ClientClass, TellsWhyAMachineCannotBeRead)
 {
     EXPECT_EQ(client_->CheckMachineError(machine(Machines::player).Get()), S_OK);
-    EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(machine(Machines::damagedId).Get())),
-              Result::xmlError);
+    EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(machine(Machines::damagedId).Get())), Result::fail);
     EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(nullptr)), Result::invalidArgument);
 }
 

@@ -87,8 +87,7 @@ TEST_F(TravikctlMachines, showFindsByNameUuidAndSettingsFile)
 TEST_F(TravikctlMachines, showTellsWhatDoesNotExist)
 {
     expectRefused({L"show", L"player"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
-    expectRefused({L"show", (folder() / L"none.vbox").wstring()}, 3, "openMachine", "OpenMachineFail",
-                  "VBOX_E_FILE_ERROR");
+    expectRefused({L"show", (folder() / L"none.vbox").wstring()}, 3, "openMachine", "OpenMachineFail", "E_FAIL");
     EXPECT_EQ(travikctlJson({L"show", Machines::damagedId}).exitCode, 1);
 }
 

@@ -54,8 +54,10 @@ private:
         ImportSurroundings server;
         const auto machines = folder_ / "machines";
         server.isNameTaken = [](const std::wstring&) { return false; };
+        server.readMachine = [](const std::string&) { return ImportMachine(); };
         server.settingsFile = [&](const std::wstring&) { return machines / "vm" / "vm.vbox"; };
-        server.isOsTypeKnown = [](const std::wstring&) { return true; };
+        server.findOsType = [](const std::wstring&) { return std::optional(ImportOsType{512, 2}); };
+        server.isFileTaken = [](const std::filesystem::path&) { return false; };
         CreatedFiles created; // never committed: all is taken back
         try {
             const Appliance appliance(file);
@@ -64,13 +66,14 @@ private:
             for (const SystemDescription& system : interpret(appliance.descriptor(), server).systems) {
                 for (const DescriptionEntry& entry : system.entries) {
                     if (entry.type == DescriptionType::HardDiskImage)
-                        disks.push_back({toUtf8(entry.reference), entry.suggested, ImageFormat::Vdi, {}});
+                        disks.push_back(
+                            {toUtf8(entry.reference), machines / "vm" / entry.suggested, ImageFormat::Vdi, {}});
                 }
             }
             appliance.importDisks(disks, created,
                                   [](std::uint64_t done, std::uint64_t) { return done < 64 * megabyte; });
             return true;
-        } catch (const StorageError&) {
+        } catch (const Failure&) {
             return false;
         }
     }

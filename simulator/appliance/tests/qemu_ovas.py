@@ -22,8 +22,7 @@ ARCHIVES = [
     ("stream", "disk.vmdk", "vmdk", "subformat=streamOptimized", tarfile.USTAR_FORMAT, "SHA1", False),
     ("sparse", "disk.vmdk", "vmdk", "subformat=monolithicSparse", tarfile.GNU_FORMAT, "SHA256", False),
     ("flat", "disk.vmdk", "vmdk", "subformat=monolithicFlat", tarfile.PAX_FORMAT, "SHA512", True),
-    ("vdi", "\u786c\u76d8 1.vdi", "vdi", "", tarfile.PAX_FORMAT, None, False),
-    ("raw", "disk.img", "raw", "", tarfile.USTAR_FORMAT, "SHA256", True),
+    ("named", "\u786c\u76d8 1.vmdk", "vmdk", "subformat=streamOptimized", tarfile.PAX_FORMAT, None, False),
     ("long", "n" * 150 + ".vmdk", "vmdk", "subformat=streamOptimized", tarfile.GNU_FORMAT, "SHA1", True),
 ]
 
@@ -31,7 +30,7 @@ DESCRIPTOR = """<?xml version="1.0" encoding="UTF-8"?>
 <ovf:Envelope xmlns:ovf="http://schemas.dmtf.org/ovf/envelope/1"
     xmlns:rasd="http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/CIM_ResourceAllocationSettingData">
   <ovf:References>{files}</ovf:References>
-  <ovf:DiskSection><ovf:Disk ovf:diskId="d" ovf:fileRef="f0" ovf:capacity="{size}"/></ovf:DiskSection>
+  <ovf:DiskSection><ovf:Disk ovf:diskId="d" ovf:fileRef="f0" ovf:capacity="{size}" ovf:format=""/></ovf:DiskSection>
   <ovf:VirtualSystem ovf:id="{name}">
     <ovf:VirtualHardwareSection>
       <ovf:Item><rasd:InstanceID>1</rasd:InstanceID><rasd:ResourceType>5</rasd:ResourceType></ovf:Item>

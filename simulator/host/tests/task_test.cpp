@@ -70,7 +70,7 @@ TEST_F(TaskTest, Succeeds)
 TEST_F(TaskTest, EndsWithWhateverIsThrown)
 {
     expectEnd(start([] { throw Failure(Result::iprtError, L"x"); }), Result::iprtError);
-    expectEnd(start([] { throw StorageError(Fault::Unsupported, L"x"); }), Result::notSupported);
+    expectEnd(start([] { throw Failure(Result::notSupported, L"x"); }), Result::notSupported);
     expectEnd(start([] { throw std::bad_alloc(); }), Result::outOfMemory);
     expectEnd(start([] { throw std::logic_error("x"); }), Result::fail);
     expectEnd(start([] {}, [] { throw std::bad_alloc(); }), Result::outOfMemory);

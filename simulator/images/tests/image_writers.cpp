@@ -205,6 +205,113 @@ Bytes deflated(const Bytes& bytes)
     return result;
 }
 
+Bytes gzipped(const Bytes& bytes)
+{
+    z_stream stream{};
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        throw std::runtime_error("deflateInit2");
+    Bytes result(deflateBound(&stream, static_cast<uLong>(bytes.size())) + 100);
+    stream.next_in = const_cast<Bytef*>(bytes.data());
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    stream.next_out = result.data();
+    stream.avail_out = static_cast<uInt>(result.size());
+    const int end = deflate(&stream, Z_FINISH);
+    result.resize(stream.total_out);
+    deflateEnd(&stream);
+    if (end != Z_STREAM_END)
+        throw std::runtime_error("deflate");
+    return result;
+}
+
+namespace {
+
+void putBig(Bytes& bytes, std::size_t place, std::uint64_t value, std::size_t length)
+{
+    for (std::size_t i = 0; i < length; ++i)
+        bytes.at(place + i) = static_cast<std::uint8_t>(value >> (8 * (length - 1 - i)));
+}
+
+void putChecksum(Bytes& bytes, std::size_t place)
+{
+    std::uint32_t sum = 0;
+    for (const std::uint8_t byte : bytes)
+        sum += byte;
+    putBig(bytes, place, ~sum & 0xFFFFFFFF, 4);
+}
+
+Bytes vhdFooter(std::uint64_t size, std::uint32_t type)
+{
+    Bytes footer(sector);
+    putText(footer, 0, "conectix");
+    putBig(footer, 8, 2, 4);
+    putBig(footer, 12, 0x00010000, 4);
+    putBig(footer, 16, type == 2 ? UINT64_MAX : 512, 8);
+    putText(footer, 28, "vbox");
+    putText(footer, 36, "Wi2k");
+    putBig(footer, 40, size, 8);
+    putBig(footer, 48, size, 8);
+    putBig(footer, 60, type, 4);
+    std::copy(sampleGuid.begin(), sampleGuid.end(), footer.begin() + 68);
+    putChecksum(footer, 64);
+    return footer;
+}
+
+} // namespace
+
+Bytes makeFixedVhd(const Bytes& content)
+{
+    Bytes image = content;
+    const Bytes footer = vhdFooter(content.size(), 2);
+    image.insert(image.end(), footer.begin(), footer.end());
+    return image;
+}
+
+Bytes makeVhd(const Bytes& content, const VhdOptions& options)
+{
+    const std::size_t blocks = (content.size() + options.blockSize - 1) / options.blockSize;
+    Bytes footer = vhdFooter(content.size(), options.diff ? 4 : 3);
+    Bytes header(1024);
+    putText(header, 0, "cxsparse");
+    putBig(header, 8, UINT64_MAX, 8);
+    putBig(header, 16, 1536, 8);
+    putBig(header, 24, 0x00010000, 4);
+    putBig(header, 28, blocks, 4);
+    putBig(header, 32, options.blockSize, 4);
+    std::copy(options.parentGuid.begin(), options.parentGuid.end(), header.begin() + 40);
+    putChecksum(header, 36);
+    if (options.wrongChecksums)
+        header[36] = footer[64] ^= 0x55;
+
+    Bytes image = footer;
+    image.insert(image.end(), header.begin(), header.end());
+    image.resize(image.size() + blocks * 4, 0xFF);
+    pad(image, sector);
+    for (std::size_t block = 0; block < blocks; ++block) {
+        Bytes bitmap((options.blockSize / sector + 7) / 8);
+        pad(bitmap, sector);
+        Bytes data(options.blockSize);
+        bool any = false;
+        for (std::size_t i = 0; i < options.blockSize / sector; ++i) {
+            const std::size_t start = block * options.blockSize + i * sector;
+            if (start >= content.size())
+                break;
+            const auto from = content.begin() + static_cast<std::ptrdiff_t>(start);
+            if (std::all_of(from, from + sector, [](std::uint8_t byte) { return byte == 0; }))
+                continue;
+            std::copy(from, from + sector, data.begin() + static_cast<std::ptrdiff_t>(i * sector));
+            bitmap[i / 8] = static_cast<std::uint8_t>(bitmap[i / 8] | 0x80 >> i % 8);
+            any = true;
+        }
+        if (!any)
+            continue;
+        putBig(image, 1536 + 4 * block, image.size() / sector, 4);
+        image.insert(image.end(), bitmap.begin(), bitmap.end());
+        image.insert(image.end(), data.begin(), data.end());
+    }
+    image.insert(image.end(), footer.begin(), footer.end());
+    return image;
+}
+
 std::string vmdkDescriptor(const std::string& createType, const std::string& extentLines, const std::string& parentCid,
                            const std::string& uuidText)
 {

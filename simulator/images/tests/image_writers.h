@@ -54,6 +54,20 @@ Bytes makeVmdk(const Bytes& content, const VmdkOptions& options = {});
 std::string vmdkDescriptor(const std::string& createType, const std::string& extentLines, const std::string& parentCid,
                            const std::string& uuidText);
 
+struct VhdOptions
+{
+    std::uint32_t blockSize = 2u << 20;
+    bool diff = false;
+    Bytes parentGuid = Bytes(16);
+    bool wrongChecksums = false; ///< VirtualBox does not look at them
+};
+/// A dynamic VHD, with the sectors that are not zero marked in the bitmaps.
+Bytes makeVhd(const Bytes& content, const VhdOptions& options = {});
+/// A disk with a footer behind it.
+Bytes makeFixedVhd(const Bytes& content);
+
 Bytes deflated(const Bytes& bytes);
+/// One gzip stream.
+Bytes gzipped(const Bytes& bytes);
 
 } // namespace ImageWriters

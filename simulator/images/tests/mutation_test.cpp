@@ -23,7 +23,7 @@ public:
     void readAt(std::uint64_t offset, void* buffer, std::size_t length) const override
     {
         if (offset > bytes_.size() || length > bytes_.size() - offset)
-            throw StorageError(Fault::Damaged, L"beyond the end");
+            throw Failure(Result::fileError, L"beyond the end");
         std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), length, static_cast<std::uint8_t*>(buffer));
     }
 
@@ -82,7 +82,7 @@ private:
         return image;
     }
 
-    /// Whether the image could be converted; anything but a StorageError fails the test.
+    /// Whether the image could be converted; anything but a Failure fails the test.
     bool tryImage(const char* name, const Bytes& bytes)
     {
         // A claimed size of terabytes is no damage by itself, but would take its time to be written out.
@@ -94,7 +94,7 @@ private:
             convertToVdi(*reader, target, {}, cancel);
             std::filesystem::remove(target);
             return true;
-        } catch (const StorageError&) {
+        } catch (const Failure&) {
             return false;
         }
     }
@@ -119,6 +119,13 @@ TEST_F(Mutation, StreamOptimizedVmdk)
     VmdkOptions options;
     options.compressed = true;
     run("disk.vmdk", makeVmdk(makeContent(diskSize, 44), options), 80, 45);
+}
+
+TEST_F(Mutation, Vhd)
+{
+    VhdOptions options;
+    options.blockSize = 64 * 1024;
+    run("disk.vhd", makeVhd(makeContent(diskSize, 47), options), 1600, 48);
 }
 
 TEST_F(Mutation, VmdkDescriptor)

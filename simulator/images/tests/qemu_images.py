@@ -23,6 +23,8 @@ IMAGES = [
     ("small-splitflat.vmdk", "small", "vmdk", "subformat=twoGbMaxExtentFlat"),
     ("small-stream.vmdk", "small", "vmdk", "subformat=streamOptimized"),
     ("small-zeroed.vmdk", "small", "vmdk", "subformat=monolithicSparse,zeroed_grain=on"),
+    ("small-vpcdynamic.vhd", "small", "vpc", "subformat=dynamic,force_size=on"),
+    ("small-vpcfixed.vhd", "small", "vpc", "subformat=fixed,force_size=on"),
     ("large-dynamic.vdi", "large", "vdi", ""),
     ("large-sparse.vmdk", "large", "vmdk", "subformat=monolithicSparse"),
     ("large-splitsparse.vmdk", "large", "vmdk", "subformat=twoGbMaxExtentSparse"),
@@ -76,7 +78,7 @@ def compare(folder, converted):
         sys.exit(f"{len(whole)} images instead of {expected}: {[str(path) for path in whole]}")
     for path in whole:
         content = folder / "content" / (path.stem.split("-")[0] + ".img")
-        image_format = path.suffix[1:]
+        image_format = {".vhd": "vpc"}.get(path.suffix, path.suffix[1:])
         qemu_img("compare", "-f", "raw", "-F", image_format, content, path)
         if image_format == "vdi":
             qemu_img("check", "-f", "vdi", path)

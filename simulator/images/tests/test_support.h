@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "base/failure.h"
+#include "base/text.h"
 #include "image_writers.h"
 #include "images/image.h"
 
@@ -49,18 +51,18 @@ protected:
     std::filesystem::path folder_;
 };
 
-/// The fault that the action ends with; fails the test when it goes well.
+/// The result that the action fails with; fails the test when it goes well.
 template <typename Action>
-VBoxSim::Fault faultOf(Action action)
+VBoxSim::ResultCode resultOf(Action action)
 {
     try {
         action();
-    } catch (const VBoxSim::StorageError& error) {
-        EXPECT_FALSE(error.text().empty());
-        return error.fault();
+    } catch (const VBoxSim::Failure& failure) {
+        EXPECT_FALSE(failure.text().empty());
+        return failure.code();
     }
     ADD_FAILURE() << "no failure";
-    return VBoxSim::Fault::InvalidArgument;
+    return VBoxSim::Result::ok;
 }
 
 /// Everything on a disk, read in one go.
@@ -93,14 +95,3 @@ inline void expectRunsFit(VBoxSim::ImageReader& reader, const Bytes& content)
 }
 
 } // namespace ImageTests
-
-namespace VBoxSim {
-/// For readable failures.
-inline void PrintTo(Fault fault, std::ostream* out)
-{
-    static const char* const names[] = {"NotFound",      "Unreadable",      "Unwritable", "Exists",       "BadName",
-                                        "BadDescriptor", "DigestMismatch",  "BadArchive", "Unrecognised", "Damaged",
-                                        "Unsupported",   "InvalidArgument", "Canceled"};
-    *out << names[static_cast<std::size_t>(fault)];
-}
-} // namespace VBoxSim

@@ -8,7 +8,7 @@ inline std::string richSettings()
     return R"(<?xml version="1.0"?>
 <!-- kept -->
 <VirtualBox xmlns="http://www.virtualbox.org/" version="1.16-windows">
-  <Machine uuid="{11111111-1111-4111-8111-111111111102}" name="安卓 🎮" OSType="Linux26_64" snapshotFolder="Snapshots" lastStateChange="2024-02-29T23:59:59Z" futureAttribute="7">
+  <Machine uuid="{11111111-1111-4111-8111-111111111102}" name="安卓 🎮" OSType="Linux26_64" currentSnapshot="{33333333-3333-4333-8333-333333333301}" snapshotFolder="Snapshots" lastStateChange="2024-02-29T23:59:59Z" futureAttribute="7">
     <Description>two
 lines</Description>
     <MediaRegistry>
@@ -22,7 +22,9 @@ lines</Description>
       <ExtraDataItem name="k" value="v &amp; &quot;w&quot;"/>
     </ExtraData>
     <Snapshot uuid="{33333333-3333-4333-8333-333333333301}" name="fresh" timeStamp="2024-03-02T07:59:00Z">
-      <Hardware/>
+      <Hardware>
+        <Memory RAMSize="1024"/>
+      </Hardware>
       <StorageControllers>
         <StorageController name="SATA" type="AHCI" PortCount="1">
           <AttachedDevice type="HardDisk" port="0" device="0">

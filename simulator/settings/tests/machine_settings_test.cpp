@@ -2,6 +2,7 @@
 
 #include "base/failure.h"
 #include "base/files.h"
+#include "base/text.h"
 #include "fixtures.h"
 #include "scratch.h"
 #include "settings/global_settings.h"
@@ -12,7 +13,9 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::wstring file = L"C:\\machines\\x\\x.vbox";
+const std::wstring folder = TravikTest::scratchFolder().wstring();
+const std::wstring file = Files::join(folder, L"x.vbox");
+const std::wstring elsewhere = Files::join(Files::folderOf(folder), L"far");
 
 bool contains(const std::string& text, const std::string& part)
 {
@@ -37,8 +40,15 @@ ResultCode readingResult(const std::string& text)
 
 std::string minimal(const std::string& inside, const std::string& attributes = "name=\"m\"")
 {
-    return "<VirtualBox><Machine uuid=\"{11111111-1111-4111-8111-111111111101}\" " + attributes + ">" + inside +
+    const bool hasHardware = inside.find("<Hardware") != std::string::npos;
+    return "<VirtualBox version=\"1.16-windows\"><Machine uuid=\"{11111111-1111-4111-8111-111111111101}\" " +
+           attributes + ">" + inside + (hasHardware ? "" : "<Hardware><Memory RAMSize=\"64\"/></Hardware>") +
            "</Machine></VirtualBox>";
+}
+
+std::string hardware(const std::string& inside)
+{
+    return minimal("<Hardware><Memory RAMSize=\"64\"/>" + inside + "</Hardware>");
 }
 
 } // namespace
@@ -47,7 +57,7 @@ TEST(MachineSettings, ReadsWhatItKnows)
 {
     const MachineSettings settings = parseMachineSettings(richSettings(), file);
     EXPECT_EQ(settings.id, L"11111111-1111-4111-8111-111111111102");
-    EXPECT_EQ(settings.name, L"安卓 🎮");
+    EXPECT_EQ(toUtf8(settings.name), "安卓 🎮");
     EXPECT_EQ(settings.description, L"two\nlines");
     EXPECT_EQ(settings.lastStateChange, 1709251199000);
     EXPECT_EQ(settings.cpuCount, 2u);
@@ -68,8 +78,8 @@ TEST(MachineSettings, ReadsWhatItKnows)
     EXPECT_EQ(settings.guestProperties.at(L"/a").timestamp, 1709251199123456789);
     EXPECT_EQ(settings.extraData.at(L"k"), L"v & \"w\"");
     ASSERT_EQ(settings.media.size(), 2u);
-    EXPECT_EQ(settings.media[0].location, L"C:\\machines\\x\\base.vdi");
-    EXPECT_EQ(settings.media[1].location, L"C:\\machines\\x\\Snapshots\\diff.vdi");
+    EXPECT_EQ(settings.media[0].location, Files::join(folder, L"base.vdi"));
+    EXPECT_EQ(settings.media[1].location, Files::join(Files::join(folder, L"Snapshots"), L"diff.vdi"));
     EXPECT_EQ(settings.media[1].parent, settings.media[0].id);
     ASSERT_EQ(settings.controllers.size(), 1u);
     EXPECT_EQ(settings.controllers[0].portCount, 4u);
@@ -93,11 +103,11 @@ TEST(MachineSettings, KeepsWhatItDoesNotKnow)
 
 TEST(MachineSettings, ComeBackAsTheyWereWritten)
 {
-    MachineSettings settings = newMachineSettings(L"尾 <&\"'>", L"Linux26_64");
+    MachineSettings settings = newMachineSettings(L"\u5C3E <&\"'>", L"Linux26_64");
     settings.description = L"a\tb\nc";
     settings.extraData[L"multi"] = L"one\ntwo\t\"three\" <&>";
     settings.guestProperties[L"/p"] = {L"v\nw", 5, L"TRANSIENT"};
-    settings.sharedFolders.push_back({L"f", L"D:\\ü", true, false, L"/mnt"});
+    settings.sharedFolders.push_back({L"f", L"D:\\\u00FC", true, false, L"/mnt"});
     settings.adapters[0].rules.push_back({L"r", 0, L"", 1, L"10.0.2.15", 65535});
     settings.adapters[1].attachment = 2; // bridged, and yet with rules
     settings.adapters[1].rules.push_back({L"kept", 1, L"", 2, L"", 3});
@@ -117,7 +127,7 @@ TEST(MachineSettings, ComeBackAsTheyWereWritten)
     EXPECT_EQ(read.guestProperties.at(L"/p").value, L"v\nw");
     EXPECT_EQ(read.guestProperties.at(L"/p").flags, L"TRANSIENT");
     ASSERT_EQ(read.sharedFolders.size(), 1u);
-    EXPECT_EQ(read.sharedFolders[0].hostPath, L"D:\\ü");
+    EXPECT_EQ(read.sharedFolders[0].hostPath, L"D:\\\u00FC");
     EXPECT_EQ(read.sharedFolders[0].autoMountPoint, L"/mnt");
     ASSERT_EQ(read.adapters[0].rules.size(), 1u);
     EXPECT_EQ(read.adapters[0].rules[0].guestPort, 65535);
@@ -152,25 +162,126 @@ TEST(MachineSettings, MediaBelowTheMachineAreWrittenRelative)
 {
     MachineSettings settings = newMachineSettings(L"m", L"");
     settings.media.push_back(
-        {L"22222222-2222-4222-8222-222222222201", L"C:\\machines\\x\\d.vdi", L"VDI", L"Normal", 3, L""});
-    settings.media.push_back({L"22222222-2222-4222-8222-222222222202", L"D:\\far\\e.vmdk", L"VMDK", L"Normal", 3, L""});
+        {L"22222222-2222-4222-8222-222222222201", Files::join(folder, L"d.vdi"), L"VDI", L"Normal", 3, L""});
+    settings.media.push_back(
+        {L"22222222-2222-4222-8222-222222222202", Files::join(elsewhere, L"e.vmdk"), L"VMDK", L"Normal", 3, L""});
     const std::string text = renderMachineSettings(settings, file);
     EXPECT_TRUE(contains(text, "location=\"d.vdi\""));
-    EXPECT_TRUE(contains(text, "location=\"D:\\far\\e.vmdk\""));
+    EXPECT_TRUE(contains(text, "location=\"" + toUtf8(Files::join(elsewhere, L"e.vmdk")) + "\""));
 }
 
 TEST(MachineSettings, RefusesDamage)
 {
+    const auto controller = [](const std::string& attributes, const std::string& inside = "") {
+        return minimal("<StorageControllers><StorageController " + attributes + ">" + inside +
+                       "</StorageController></StorageControllers>");
+    };
+    const std::string device = "<AttachedDevice type=\"DVD\" port=\"0\" device=\"0\"/>";
     for (const std::string& text :
-         {std::string(), std::string("<VirtualBox"), std::string("<Other/>"), std::string("<VirtualBox/>"),
-          std::string("<VirtualBox><Machine uuid=\"{1}\" name=\"m\"/></VirtualBox>"), minimal("", ""),
-          minimal("<Hardware><CPU count=\"many\"/></Hardware>"), minimal("<Hardware><CPU count=\"-1\"/></Hardware>"),
-          minimal("<Hardware><Paravirt provider=\"Other\"/></Hardware>"),
-          minimal("<Hardware><AudioAdapter enabled=\"perhaps\"/></Hardware>"),
-          minimal("<StorageControllers><StorageController name=\"a\" type=\"b\"/></StorageControllers>"),
+         {std::string(),
+          std::string("<VirtualBox"),
+          std::string("<Other/>"),
+          std::string("<VirtualBox/>"),
+          std::string("<VirtualBox version=\"1.16\"/>"),
+          std::string("<VirtualBox version=\"1.16\"><Machine uuid=\"{1}\" name=\"m\"/></VirtualBox>"),
+          minimal("", ""),
+          minimal("", "name=\"m\" lastStateChange=\"2024-13-01T00:00:00Z\""),
+          minimal("", "name=\"m\" lastStateChange=\"2024-01-01T00:00:00+01:00\""),
+          minimal("<Hardware/>"),
+          minimal("<Hardware><Memory RAMSize=\"much\"/></Hardware>"),
+          hardware("<Paravirt provider=\"Other\"/>"),
+          hardware("<Chipset type=\"piix3\"/>"),
+          hardware("<AudioAdapter driver=\"WAS\"/>"),
+          hardware("<AudioAdapter controller=\"ac97\"/>"),
+          hardware("<Network><Adapter/></Network>"),
+          hardware("<Network><Adapter slot=\"0\" type=\"e1000\"/></Network>"),
+          hardware("<Network><Adapter slot=\"0\"><NAT/><DisabledModes/><Other/></Adapter></Network>"),
+          minimal("<ExtraData><ExtraDataItem name=\"a\"/></ExtraData>"),
+          minimal("<MediaRegistry><HardDisks><HardDisk uuid=\"{00000000-0000-0000-0000-000000000000}\" location=\"a\" "
+                  "format=\"VDI\"/></HardDisks></MediaRegistry>"),
+          minimal("<MediaRegistry><HardDisks><HardDisk uuid=\"{11111111-0000-0000-0000-000000000000}\" location=\"a\"/>"
+                  "</HardDisks></MediaRegistry>"),
+          minimal("<Snapshot uuid=\"{11111111-0000-0000-0000-000000000000}\" name=\"s\"/>"),
+          controller("name=\"a\" type=\"b\""),
+          controller("type=\"AHCI\""),
+          controller("name=\"a\" type=\"AHCI\"", device + device),
+          controller("name=\"a\" type=\"AHCI\"", "<AttachedDevice type=\"HardDisk\" port=\"0\" device=\"0\"/>"),
+          controller("name=\"a\" type=\"AHCI\"", "<AttachedDevice type=\"DVD\" port=\"0\"/>"),
           std::string("<!DOCTYPE a [<!ENTITY b \"c\">]>") + minimal("")})
-        EXPECT_EQ(readingResult(text), Result::xmlError) << text;
+        EXPECT_EQ(readingResult(text), Result::fail) << text;
     EXPECT_EQ(readingResult(minimal("")), Result::ok);
+    EXPECT_EQ(readingResult(controller("name=\"a\" type=\"LsiLogic\"")), Result::invalidArgument); // 16 ports, not 2
+    EXPECT_EQ(readingResult(controller("name=\"a\" type=\"AHCI\" PortCount=\"31\"")), Result::invalidArgument);
+    EXPECT_EQ(readingResult(minimal("<StorageControllers><StorageController name=\"a\" type=\"AHCI\"/>"
+                                    "<StorageController name=\"a\" type=\"PIIX4\"/></StorageControllers>")),
+              Result::objectInUse);
+    const std::string shared = "<SharedFolder name=\"a\"/>";
+    EXPECT_EQ(readingResult(hardware("<SharedFolders>" + shared + shared + "</SharedFolders>")), Result::objectInUse);
+}
+
+TEST(MachineSettings, FailuresNameTheFileAndTheLine)
+{
+    try {
+        parseMachineSettings("<VirtualBox version=\"1.16\">\n<Machine uuid=\"{11111111-1111-4111-8111-111111111101}\" "
+                             "name=\"m\">\n<Hardware>\n<Memory/></Hardware></Machine></VirtualBox>",
+                             file);
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_NE(failure.text().find(file), std::wstring::npos);
+        EXPECT_NE(failure.text().find(L"<Memory> in line 4"), std::wstring::npos) << toUtf8(failure.text());
+    }
+}
+
+TEST(MachineSettings, WhatIsNoNumberCountsAsAbsent)
+{
+    const auto cpus = [](const std::string& count) {
+        return parseMachineSettings(hardware("<CPU count=\"" + count + "\"/>"), file).cpuCount;
+    };
+    EXPECT_EQ(cpus("0x10"), 16u);
+    EXPECT_EQ(cpus("010"), 8u);
+    for (const char* count : {"many", "4x", "-1", "99999999999", ""})
+        EXPECT_EQ(cpus(count), 1u) << count;
+}
+
+TEST(MachineSettings, AnyTruthValueSetsAborted)
+{
+    for (const char* value : {"true", "false", "0", "yes"}) {
+        const MachineSettings settings = parseMachineSettings(
+            minimal("", "name=\"m\" stateFile=\"s.sav\" aborted=\"" + std::string(value) + "\""), file);
+        EXPECT_TRUE(settings.aborted) << value;
+        EXPECT_TRUE(settings.stateFile.empty());
+    }
+    EXPECT_FALSE(parseMachineSettings(minimal("", "name=\"m\" aborted=\"perhaps\""), file).aborted);
+    EXPECT_EQ(parseMachineSettings(minimal("", "name=\"m\" stateFile=\"s.sav\""), file).stateFile, L"s.sav");
+}
+
+TEST(MachineSettings, AudioDriversOfOtherSystemsBecomeThisOnes)
+{
+    constexpr std::uint32_t directSound = 4;
+    const auto driver = [](const std::string& name) {
+        return parseMachineSettings(hardware("<AudioAdapter driver=\"" + name + "\"/>"), file).audio.driver;
+    };
+    for (const char* name : {"Default", "WinMM", "dsound", "DirectSound", "PULSE", "CoreAudio", "ALSA", "OSS"})
+        EXPECT_EQ(driver(name), directSound) << name;
+    EXPECT_EQ(driver("null"), 0u);
+}
+
+TEST(MachineSettings, AnAbsentGuestPortIsTheHosts)
+{
+    const auto rules = parseMachineSettings(hardware("<Network><Adapter slot=\"0\"><NAT>"
+                                                     "<Forwarding name=\"a\" proto=\"tcp\" hostport=\"70000\"/>"
+                                                     "<Forwarding name=\"b\" guestport=\"5\"/>"
+                                                     "<Forwarding name=\"a\" hostport=\"1\"/>"
+                                                     "</NAT></Adapter></Network>"),
+                                            file)
+                           .adapters[0]
+                           .rules;
+    ASSERT_EQ(rules.size(), 2u); // of two equal names the first
+    EXPECT_EQ(rules[0].protocol, 1u);
+    EXPECT_EQ(rules[0].hostPort, 70000 - 65536);
+    EXPECT_EQ(rules[0].guestPort, 70000 - 65536);
+    EXPECT_EQ(rules[1].hostPort, 0);
+    EXPECT_EQ(rules[1].guestPort, 5);
 }
 
 TEST(MachineSettings, RefusesBottomlessNesting)
@@ -180,16 +291,14 @@ TEST(MachineSettings, RefusesBottomlessNesting)
         open += "<a>";
         close += "</a>";
     }
-    EXPECT_EQ(readingResult(minimal(open + close)), Result::xmlError);
+    EXPECT_EQ(readingResult(minimal(open + close)), Result::fail);
 }
 
 TEST(MachineSettings, ChipsetDecidesTheNumberOfAdapters)
 {
     EXPECT_EQ(adapterCount(1), 8u);
     EXPECT_EQ(adapterCount(2), 36u);
-    const MachineSettings settings =
-        parseMachineSettings(minimal("<Hardware><Chipset type=\"ICH9\"/></Hardware>"), file);
-    EXPECT_EQ(settings.adapters.size(), 36u);
+    EXPECT_EQ(parseMachineSettings(hardware("<Chipset type=\"ICH9\"/>"), file).adapters.size(), 36u);
 }
 
 TEST(Snapshots, AreTakenOut)
@@ -212,63 +321,25 @@ TEST(Snapshots, OfACopyHaveTheirOwnIdentifiers)
     EXPECT_EQ(again(settings).snapshotMedia, std::vector<std::wstring>{copy});
 }
 
-TEST(Files, ReplacingKeepsThePreviousVersion)
-{
-    const std::wstring target = Files::join(TravikTest::scratchFolder().wstring(), L"文件夹\\a.txt");
-    Files::writeAtomically(target, "one", target + L"-prev");
-    EXPECT_FALSE(Files::exists(target + L"-prev"));
-    Files::writeAtomically(target, "two", target + L"-prev");
-    EXPECT_EQ(Files::read(target), "two");
-    EXPECT_EQ(Files::read(target + L"-prev"), "one");
-    EXPECT_FALSE(Files::exists(target + L"-tmp"));
-}
-
-TEST(Files, LongPathsWork)
-{
-    std::wstring folder = TravikTest::scratchFolder().wstring();
-    for (int i = 0; i < 6; ++i)
-        folder = Files::join(folder, std::wstring(60, static_cast<wchar_t>(L'a' + i)));
-    const std::wstring target = Files::join(folder, L"deep.txt");
-    ASSERT_GT(target.size(), 300u);
-    Files::writeAtomically(target, "deep");
-    EXPECT_EQ(Files::read(target), "deep");
-    EXPECT_TRUE(Files::remove(target));
-    EXPECT_FALSE(Files::exists(target));
-    for (int i = 0; i < 6; ++i) { // the next run could not remove them: they are too deep for it
-        EXPECT_TRUE(Files::removeEmptyFolder(folder));
-        folder = Files::folderOf(folder);
-    }
-}
-
-TEST(Files, RelativePathsAreSeenFromTheirFolder)
-{
-    EXPECT_EQ(Files::resolve(L"C:\\a\\b", L"..\\c.vdi"), L"C:\\a\\c.vdi");
-    EXPECT_EQ(Files::resolve(L"C:\\a", L"D:\\x"), L"D:\\x");
-    EXPECT_EQ(Files::relativeTo(L"C:\\a", L"c:\\A\\b\\c.vdi"), L"b\\c.vdi");
-    EXPECT_EQ(Files::relativeTo(L"C:\\a", L"C:\\ab\\c.vdi"), L"C:\\ab\\c.vdi");
-    EXPECT_TRUE(Files::isAbsolute(L"\\\\server\\share\\x"));
-    EXPECT_EQ(Files::resolve(L"C:\\a", L"\\\\server\\share\\b\\..\\c"), L"\\\\server\\share\\c");
-    EXPECT_FALSE(Files::isAbsolute(L"x.vbox"));
-    EXPECT_FALSE(Files::isAbsolute(L"\\x.vbox"));
-}
-
 TEST(GlobalSettings, LastAndKeepWhatTheyDoNotKnow)
 {
     const std::wstring home = Files::join(TravikTest::scratchFolder().wstring(), L"home");
     const std::wstring path = Files::join(home, L"VirtualBox.xml");
     Files::writeAtomically(path, R"(<VirtualBox version="1.12-windows"><Global><Unheard of="this"/><MachineRegistry>
-        <MachineEntry uuid="{11111111-1111-4111-8111-111111111101}" src="m\m.vbox" more="1"/>
+        <MachineEntry uuid="{11111111-1111-4111-8111-111111111101}" src="m/m.vbox" more="1"/>
         </MachineRegistry><SystemProperties defaultMachineFolder="m" exclusiveHwVirt="false"/></Global></VirtualBox>)");
     GlobalSettings settings = loadGlobalSettings(path);
     ASSERT_EQ(settings.machines.size(), 1u);
-    EXPECT_EQ(settings.machines[0].file, Files::join(home, L"m\\m.vbox"));
+    EXPECT_EQ(settings.machines[0].file, Files::join(Files::join(home, L"m"), L"m.vbox"));
     EXPECT_EQ(settings.defaultMachineFolder, Files::join(home, L"m"));
-    settings.machines.push_back({L"11111111-1111-4111-8111-111111111102", L"D:\\n\\n.vbox"});
-    settings.defaultMachineFolder = L"D:\\n";
+    settings.machines.push_back({L"11111111-1111-4111-8111-111111111102", Files::join(elsewhere, L"n.vbox")});
+    settings.defaultMachineFolder = elsewhere;
     Files::writeAtomically(path, renderGlobalSettings(settings, path));
     const std::string text = Files::read(path);
-    for (const char* part : {"<Unheard of=\"this\"/>", "more=\"1\"", "src=\"D:\\n\\n.vbox\"",
-                             "exclusiveHwVirt=\"false\"", "defaultMachineFolder=\"D:\\n\""})
+    for (const std::string& part :
+         {std::string("<Unheard of=\"this\"/>"), std::string("more=\"1\""), std::string("exclusiveHwVirt=\"false\""),
+          "src=\"" + toUtf8(Files::join(elsewhere, L"n.vbox")) + "\"",
+          "defaultMachineFolder=\"" + toUtf8(elsewhere) + "\""})
         EXPECT_TRUE(contains(text, part)) << part;
     EXPECT_EQ(loadGlobalSettings(path).machines.size(), 2u);
     EXPECT_TRUE(loadGlobalSettings(Files::join(home, L"none.xml")).machines.empty());
@@ -280,14 +351,14 @@ TEST(GlobalSettings, FindTheFileOfAnInterruptedRename)
     const std::wstring path = Files::join(home, L"VirtualBox.xml");
     GlobalSettings settings;
     settings.machines.push_back(
-        {L"11111111-1111-4111-8111-111111111101", Files::join(home, L"a\\a.vbox"), Files::join(home, L"b\\b.vbox")});
+        {L"11111111-1111-4111-8111-111111111101", Files::join(home, L"a/a.vbox"), Files::join(home, L"b/b.vbox")});
     Files::writeAtomically(path, renderGlobalSettings(settings, path));
     const auto found = [&] { return loadGlobalSettings(path).machines.at(0).file; };
-    EXPECT_EQ(found(), Files::join(home, L"a\\a.vbox"));
-    Files::writeAtomically(Files::join(home, L"b\\a.vbox"), "x");
-    EXPECT_EQ(found(), Files::join(home, L"b\\a.vbox"));
-    Files::move(Files::join(home, L"b\\a.vbox"), Files::join(home, L"b\\b.vbox"));
-    EXPECT_EQ(found(), Files::join(home, L"b\\b.vbox"));
-    Files::writeAtomically(Files::join(home, L"a\\a.vbox"), "x");
-    EXPECT_EQ(found(), Files::join(home, L"a\\a.vbox"));
+    EXPECT_EQ(found(), Files::join(home, L"a/a.vbox"));
+    Files::writeAtomically(Files::join(home, L"b/a.vbox"), "x");
+    EXPECT_EQ(found(), Files::join(home, L"b/a.vbox"));
+    Files::move(Files::join(home, L"b/a.vbox"), Files::join(home, L"b/b.vbox"));
+    EXPECT_EQ(found(), Files::join(home, L"b/b.vbox"));
+    Files::writeAtomically(Files::join(home, L"a/a.vbox"), "x");
+    EXPECT_EQ(found(), Files::join(home, L"a/a.vbox"));
 }

@@ -28,8 +28,22 @@ TEST(Names, UnsafeCharactersBecomeUnderscores)
 {
     EXPECT_EQ(safeMachineName(L"a/b\\c:d*e?f\"g<h>i|j"), L"a_b_c_d_e_f_g_h_i_j");
     EXPECT_EQ(safeMachineName(L"tail  "), L"tail__");
-    EXPECT_EQ(safeMachineName(L"tail."), L"tail_");
-    EXPECT_EQ(safeMachineName(L"模拟器 🎮"), L"模拟器 🎮");
+    EXPECT_EQ(safeMachineName(L"tail. ."), L"tail___");
+    EXPECT_EQ(safeMachineName(L"  head"), L"__head");
+    EXPECT_EQ(safeMachineName(L".head"), L"_head");
+    EXPECT_EQ(safeMachineName(L"-head (1)-x"), L"_head (1)-x");
+    EXPECT_EQ(safeMachineName(L"a&b+c[d]!"), L"a_b_c_d__");
+    EXPECT_EQ(safeMachineName(fromUtf8("x \xF0\x9F\x8E\xAE y")), L"x _ y");
+    EXPECT_EQ(safeMachineName(L"\u00A0\uD7AF\uD7B0\uFF01"), L"\u00A0\uD7AF__");
+    EXPECT_EQ(safeMachineName(L"\u6A21\u62DF"), L"\u6A21\u62DF");
+}
+
+TEST(Names, DevicesBecomePlainNames)
+{
+    EXPECT_EQ(safeMachineName(L"CON"), L"_CON");
+    EXPECT_EQ(safeMachineName(L"NUL.x"), L"_NUL.x");
+    EXPECT_EQ(safeMachineName(L"Com1"), L"_Com1");
+    EXPECT_EQ(safeMachineName(L"Console"), L"Console");
 }
 
 TEST(Names, RefusesWhatASettingsFileCannotTakeOver)
@@ -51,22 +65,6 @@ TEST(Names, CreateFlags)
     EXPECT_EQ(resultOf([] { parseCreateFlags(L"nonsense=1"); }), Result::invalidArgument);
     EXPECT_EQ(resultOf([] { parseCreateFlags(L"UUID=12"); }), Result::invalidArgument);
     EXPECT_EQ(resultOf([] { parseCreateFlags(L""); }), Result::ok);
-}
-
-TEST(Text, StorableTextIsProperUtf16WithoutControls)
-{
-    EXPECT_TRUE(isStorable(L"模拟器 🎮\t\n"));
-    EXPECT_FALSE(isStorable(std::wstring(1, static_cast<wchar_t>(0xD83C))));
-    EXPECT_FALSE(isStorable(std::wstring(1, static_cast<wchar_t>(0xDFAE))));
-    EXPECT_FALSE(isStorable(L"a\x01"));
-}
-
-TEST(Text, UuidsAreLowerCaseWithoutBraces)
-{
-    EXPECT_EQ(parseUuid(L"{ABCDEF01-0000-0000-0000-000000000000}"), L"abcdef01-0000-0000-0000-000000000000");
-    EXPECT_FALSE(parseUuid(L"ABCDEF01-0000-0000-0000-00000000000"));
-    EXPECT_FALSE(parseUuid(L"ABCDEF01-0000-0000-0000-00000000000G"));
-    EXPECT_NE(newUuid(), newUuid());
 }
 
 TEST(NatRules, NamesAndHostPortsMustBeFree)

@@ -3,6 +3,7 @@
 #include <travik/scoped_handle.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 
 #include "terminal.h"
@@ -120,9 +121,12 @@ const Advice advices[] = {
 
 const Advice& adviceFor(const SdkError& error)
 {
-    return *std::find_if(std::begin(advices), std::end(advices) - 1, [&error](const Advice& advice) {
-        return (advice.code == 0 || advice.code == error.code()) &&
-               (advice.result == 0 || advice.result == error.result());
+    // VirtualBox itself does not tell a settings file that is missing from one that makes no sense.
+    std::error_code unreachable;
+    const bool missing = error.code() == OpenMachineFail && !std::filesystem::exists(error.arguments(), unreachable);
+    const std::uint32_t result = missing ? std::uint32_t(Result::FileError) : error.result();
+    return *std::find_if(std::begin(advices), std::end(advices) - 1, [&](const Advice& advice) {
+        return (advice.code == 0 || advice.code == error.code()) && (advice.result == 0 || advice.result == result);
     });
 }
 
