@@ -1,6 +1,8 @@
 # Options that every target of ours takes by linking travik_warnings.
 add_library(travik_warnings INTERFACE)
-target_compile_definitions(travik_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+if(WIN32)
+    target_compile_definitions(travik_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+endif()
 if(MSVC)
     target_compile_options(travik_warnings INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus)
 else()
@@ -13,6 +15,7 @@ else()
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Werror>
         # ComPtr and the COM headers of MinGW use multi-character pragmas that GCC does not know.
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wno-unknown-pragmas>)
-    # The programs need no DLL but the system's; linked twice they are the same.
-    add_link_options(-static -static-libgcc -static-libstdc++ $<$<CONFIG:Release>:-s> -Wl,--no-insert-timestamp)
+    if(WIN32) # the programs need no DLL but the system's; linked twice they are the same
+        add_link_options(-static -static-libgcc -static-libstdc++ $<$<CONFIG:Release>:-s> -Wl,--no-insert-timestamp)
+    endif()
 endif()

@@ -5,6 +5,10 @@ enable_testing()
 
 # The folder of one test for its files, as the test sees it: under Wine the machine's root is drive Z:.
 function(travik_windows_path out path)
+    if(NOT WIN32)
+        set(${out} "${path}" PARENT_SCOPE)
+        return()
+    endif()
     if(NOT CMAKE_HOST_WIN32)
         set(path "Z:${path}")
     endif()
