@@ -4,10 +4,11 @@
 import_cost.py FOLDER BIN [--runs N] [--data MEGABYTES] [--size MEGABYTES]
 
 FOLDER takes the temporary files (a few gigabytes), which are removed; BIN is the folder of the built programs. One
-disk, mostly empty, is made as a stream-optimised VMDK in an archive. Then in turns: 'travikctl import' of the archive
-through the stand-in's server, and 'qemu-img convert' of the disk to VDI. Prints JSON: seconds of each run, their
-medians and the ratio, and the server's peak memory. 'travikctl list' is measured too: what starting the front end
-costs.
+disk, mostly empty, is made as every kind of VMDK, those of one file also packed with gzip, each in an archive. Then in
+turns: 'travikctl import' of the archive through the stand-in's server, and 'qemu-img convert' of the disk to VDI, after
+'gzip -d' where it is packed. Prints JSON: seconds of each run, their medians and the ratio, and the server's peak memory.
+'travikctl list' is measured too: what starting the front end costs. At last, appliances of more and more systems and
+disks: what each of them costs.
 """
 
 import argparse
@@ -27,11 +28,18 @@ MEGABYTE = 1 << 20
 REPOSITORY = pathlib.Path(__file__).resolve().parent.parent
 SERVER = "vboxsim-svc.exe"
 
+# Name of the archive, qemu-img's kind of VMDK, whether it is packed.
+KINDS = [("stream", "streamOptimized", False), ("stream-gzip", "streamOptimized", True),
+         ("sparse", "monolithicSparse", False), ("sparse-gzip", "monolithicSparse", True),
+         ("flat", "monolithicFlat", False), ("split-sparse", "twoGbMaxExtentSparse", False),
+         ("split-flat", "twoGbMaxExtentFlat", False)]
+
 DESCRIPTOR = """<?xml version="1.0" encoding="UTF-8"?>
 <Envelope xmlns="http://schemas.dmtf.org/ovf/envelope/1" xmlns:ovf="http://schemas.dmtf.org/ovf/envelope/1"
     xmlns:rasd="http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/CIM_ResourceAllocationSettingData">
-  <References><File ovf:id="f" ovf:href="disk.vmdk"/></References>
-  <DiskSection><Info/><Disk ovf:diskId="d" ovf:fileRef="f" ovf:capacity="{size}"/></DiskSection>
+  <References><File ovf:id="f" ovf:href="{href}"{compression}/></References>
+  <DiskSection><Info/><Disk ovf:diskId="d" ovf:fileRef="f" ovf:capacity="{size}"
+      ovf:format="http://www.vmware.com/interfaces/specifications/vmdk.html#streamOptimized"/></DiskSection>
   <VirtualSystem ovf:id="{name}"><Info/><VirtualHardwareSection><Info/>
     <Item><rasd:InstanceID>1</rasd:InstanceID>
       <rasd:ResourceSubType>AHCI</rasd:ResourceSubType><rasd:ResourceType>20</rasd:ResourceType></Item>
@@ -40,6 +48,20 @@ DESCRIPTOR = """<?xml version="1.0" encoding="UTF-8"?>
   </VirtualHardwareSection></VirtualSystem>
 </Envelope>
 """
+
+GROWING = """<?xml version="1.0" encoding="UTF-8"?>
+<Envelope xmlns="http://schemas.dmtf.org/ovf/envelope/1" xmlns:ovf="http://schemas.dmtf.org/ovf/envelope/1"
+    xmlns:rasd="http://schemas.dmtf.org/wbem/wscim/1/cim-schema/2/CIM_ResourceAllocationSettingData">
+  <References/><DiskSection><Info/>{disks}</DiskSection>{systems}
+</Envelope>
+"""
+GROWING_DISK = '<Disk ovf:diskId="d{0}" ovf:capacity="1048576" ovf:format="vmdk"/>'
+GROWING_SYSTEM = """<VirtualSystem ovf:id="grown{0}"><Info/><VirtualHardwareSection><Info/>
+    <Item><rasd:InstanceID>1</rasd:InstanceID>
+      <rasd:ResourceSubType>AHCI</rasd:ResourceSubType><rasd:ResourceType>20</rasd:ResourceType></Item>{1}
+  </VirtualHardwareSection></VirtualSystem>"""
+GROWING_ITEM = """<Item><rasd:AddressOnParent>0</rasd:AddressOnParent><rasd:HostResource>/disk/d{0}</rasd:HostResource>
+      <rasd:InstanceID>2</rasd:InstanceID><rasd:Parent>1</rasd:Parent><rasd:ResourceType>17</rasd:ResourceType></Item>"""
 
 
 def windows_path(path):
@@ -62,13 +84,18 @@ def make_content(path, size, data):
                 file.write(b" ".join(source.choices(words, k=piece // 17))[:piece])
 
 
-def make_archive(path, name, size, disk):
-    descriptor = DESCRIPTOR.format(name=name, size=size).encode()
-    with tarfile.open(path, "w", format=tarfile.USTAR_FORMAT) as archive:
+def make_archive(path, name, size, folder, packed):
+    """The descriptor, and the files of the folder: those of one VMDK."""
+    files = sorted(folder.iterdir())
+    [href] = [file.name for file in files if file.name in ("disk.vmdk", "disk.vmdk.gz")]
+    compression = ' ovf:compression="gzip"' if packed else ""
+    descriptor = DESCRIPTOR.format(name=name, size=size, href=href, compression=compression).encode()
+    with tarfile.open(path, "w", format=tarfile.GNU_FORMAT) as archive:
         member = tarfile.TarInfo(name + ".ovf")
         member.size = len(descriptor)
         archive.addfile(member, io.BytesIO(descriptor))
-        archive.add(disk, "disk.vmdk")
+        for file in files:
+            archive.add(file, file.name)
 
 
 class StandIn:
@@ -93,10 +120,10 @@ class StandIn:
                 return
         sys.exit("the server does not start")
 
-    def run(self, program, *arguments):
+    def run(self, program, *arguments, refused=False):
         command = [REPOSITORY / "scripts/wine-run", self.programs / program, *arguments]
         done = subprocess.run(command, env=self.environment, check=False, capture_output=True, timeout=600)
-        if done.returncode != 0:
+        if (done.returncode != 0) != refused:
             sys.exit(f"{program} {' '.join(arguments)}: {done.returncode} {(done.stdout + done.stderr).decode()}")
 
     def processes(self):
@@ -132,42 +159,98 @@ def timed(action):
     return round(time.monotonic() - start, 3)
 
 
-def measure(folder, programs, runs, size, data):
-    content, disk, archive = folder / "content.img", folder / "disk.vmdk", folder / "disk.ova"
-    make_content(content, size, data)
-    subprocess.run(["qemu-img", "convert", "-f", "raw", "-O", "vmdk", "-o", "subformat=streamOptimized", content, disk],
-                   check=True)
-    make_archive(archive, "cost", size, disk)
+def convert(disk, converted, packed):
+    """What qemu-img's user does with the same file."""
+    if packed:
+        unpacked = converted.with_suffix(".vmdk")
+        with open(unpacked, "wb") as out:
+            subprocess.run(["gzip", "-dc", disk], stdout=out, check=True)
+        disk = unpacked
+    subprocess.run(["qemu-img", "convert", "-f", "vmdk", "-O", "vdi", disk, converted], check=True)
+    if packed:
+        disk.unlink()
+
+
+def measure_kind(stand_in, folder, kind, runs, size):
+    name, subformat, packed = kind
+    content, source, archive = folder / "content.img", folder / "source", folder / "disk.ova"
     converted = folder / "converted.vdi"
-    results = {"import": [], "qemu-img": [], "front end alone": []}
-    same = True
+    source.mkdir()
+    disk = source / "disk.vmdk"
+    subprocess.run(["qemu-img", "convert", "-f", "raw", "-O", "vmdk", "-o", f"subformat={subformat}", content, disk],
+                   check=True)
+    if packed:
+        subprocess.run(["gzip", "-1", disk], check=True)
+        disk = source / "disk.vmdk.gz"
+    make_archive(archive, "cost", size, source, packed)
+    ours, theirs, same = [], [], True
+    for _ in range(runs):
+        ours.append(timed(lambda: stand_in.run("travikctl.exe", "import", windows_path(archive))))
+        [imported] = stand_in.machines.glob("*/*.vdi")
+        same = same and subprocess.run(["qemu-img", "compare", "-q", "-f", "raw", "-F", "vdi", content, imported],
+                                       check=False).returncode == 0
+        theirs.append(timed(lambda: convert(disk, converted, packed)))
+        converted.unlink()
+        stand_in.run("travikctl.exe", "delete", "cost", "--yes")
+    shutil.rmtree(source)
+    archive.unlink()
+    return name, {"import": ours, "qemu-img": theirs, "same content": same,
+                  "ratio": round(statistics.median(ours) / statistics.median(theirs), 2)}
+
+
+def measure_growth(stand_in, folder, counts):
+    """Seconds for each system, with a disk of its own, in appliances of more and more of them."""
+    results = {}
+    for count in counts:
+        file = folder / "grown.ovf"
+        systems = "".join(GROWING_SYSTEM.format(i, GROWING_ITEM.format(i)) for i in range(count))
+        file.write_text(GROWING.format(disks="".join(GROWING_DISK.format(i) for i in range(count)), systems=systems))
+        seconds = timed(lambda: stand_in.run("travikctl.exe", "import", windows_path(file)))
+        results[count] = round(seconds / count, 4)
+        for i in range(count):
+            stand_in.run("travikctl.exe", "delete", f"grown{i}", "--yes")
+    return results
+
+
+def measure_refusal(stand_in, folder, counts):
+    """Seconds for each disk until a machine with too many disks is refused."""
+    results = {}
+    for count in counts:
+        file = folder / "refused.ovf"
+        items = "".join(GROWING_ITEM.format(i).replace("OnParent>0", f"OnParent>{i}") for i in range(count))
+        file.write_text(GROWING.format(disks="".join(GROWING_DISK.format(i) for i in range(count)),
+                                       systems=GROWING_SYSTEM.format(0, items)))
+        seconds = timed(lambda: stand_in.run("travikctl.exe", "import", windows_path(file), refused=True))
+        results[count] = round(seconds / count, 5)
+    return results
+
+
+def measure(folder, programs, runs, size, data):
+    make_content(folder / "content.img", size, data)
+    kinds = {}
+    alone = []
     stand_in = StandIn(programs, folder)
     try:
         before = stand_in.peak_kilobytes()
-        for _ in range(runs):
-            results["import"].append(timed(lambda: stand_in.run("travikctl.exe", "import", windows_path(archive))))
-            [imported] = stand_in.machines.glob("*/*.vdi")
-            same = same and subprocess.run(["qemu-img", "compare", "-q", "-f", "raw", "-F", "vdi", content, imported],
-                                           check=False).returncode == 0
-            results["qemu-img"].append(timed(lambda: subprocess.run(
-                ["qemu-img", "convert", "-f", "vmdk", "-O", "vdi", disk, converted], check=True)))
-            converted.unlink()
-            results["front end alone"].append(timed(lambda: stand_in.run("travikctl.exe", "list")))
-            stand_in.run("travikctl.exe", "delete", "cost", "--yes")
+        for kind in KINDS:
+            name, kinds[name] = measure_kind(stand_in, folder, kind, runs, size)
+            alone.append(timed(lambda: stand_in.run("travikctl.exe", "list")))
         peak = stand_in.peak_kilobytes()
+        systems = measure_growth(stand_in, folder, (5, 20, 80) if runs > 1 else (2, 4))
+        disks = measure_refusal(stand_in, folder, (100, 1000, 10000) if runs > 1 else (10, 100))
     finally:
         stand_in.stop()
-    medians = {name: statistics.median(times) for name, times in results.items()}
     return {
-        "benchmark": "import of a stream-optimised VMDK to VDI",
+        "benchmark": "import of a disk to VDI",
         "disk megabytes": size // MEGABYTE,
         "data megabytes": data // MEGABYTE,
-        "archive megabytes": archive.stat().st_size // MEGABYTE,
-        "seconds": results,
-        "median seconds": medians,
-        "import / qemu-img": round(medians["import"] / medians["qemu-img"], 2),
+        "kinds": kinds,
+        **{f"{name} / qemu-img": kind["ratio"] for name, kind in kinds.items()},
+        "front end alone, seconds": statistics.median(alone),
+        **{f"seconds a system, of {count}": seconds for count, seconds in systems.items()},
+        **{f"seconds a disk, of {count} that are too many": seconds for count, seconds in disks.items()},
         "server peak kilobytes": {"before": before, "after": peak},
-        "same content": same,
+        "same content": all(kind["same content"] for kind in kinds.values()),
     }
 
 
