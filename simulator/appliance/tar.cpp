@@ -145,6 +145,33 @@ void readPax(const std::string& data, Overrides& overrides)
     }
 }
 
+bool isMetadata(char type)
+{
+    return type == 'x' || type == 'g' || type == 'L' || type == 'K';
+}
+
+/// How many bytes of data follow a header.
+std::uint64_t dataSize(const Header& header, char type, const Overrides& overrides)
+{
+    const std::uint64_t stored = number(header, sizeField);
+    // Links, folders and devices have no data, whatever their size says.
+    if (type >= '1' && type <= '6')
+        return 0;
+    return overrides.hasSize && !isMetadata(type) ? overrides.size : stored;
+}
+
+void readMetadata(const ByteSource& source, std::uint64_t place, std::uint64_t size, char type, Overrides& overrides)
+{
+    if (size > longestMetadata)
+        throw damaged(L"an extended header is too long");
+    std::string data(static_cast<std::size_t>(size), '\0');
+    source.readAt(place, data.data(), data.size());
+    if (type == 'x')
+        readPax(data, overrides);
+    else if (type == 'L')
+        overrides.name = data.substr(0, data.find('\0'));
+}
+
 } // namespace
 
 TarArchive::TarArchive(std::shared_ptr<const ByteSource> source) : source_(std::move(source))
@@ -166,26 +193,13 @@ TarArchive::TarArchive(std::shared_ptr<const ByteSource> source) : source_(std::
         verifyChecksum(header);
 
         const char type = static_cast<char>(header[typePlace]);
-        const bool isMetadata = type == 'x' || type == 'g' || type == 'L' || type == 'K';
-        std::uint64_t size = number(header, sizeField);
-        if (overrides.hasSize && !isMetadata)
-            size = overrides.size;
-        // Links, folders and devices have no data, whatever their size says.
-        if (type >= '1' && type <= '6')
-            size = 0;
+        const std::uint64_t size = dataSize(header, type, overrides);
         place += blockSize;
         if (size > source_->size() - place)
             throw damaged(L"it ends inside a member");
 
-        if (isMetadata) {
-            if (size > longestMetadata)
-                throw damaged(L"an extended header is too long");
-            std::string data(static_cast<std::size_t>(size), '\0');
-            source_->readAt(place, data.data(), data.size());
-            if (type == 'x')
-                readPax(data, overrides);
-            else if (type == 'L')
-                overrides.name = data.substr(0, data.find('\0'));
+        if (isMetadata(type)) {
+            readMetadata(*source_, place, size, type, overrides);
         } else {
             if (type == 'S')
                 throw Failure(Result::notSupported, L"The archive has sparse members");

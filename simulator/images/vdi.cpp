@@ -116,8 +116,11 @@ void VdiReader::readHeader()
     dataOffset_ = number(dataOffsetAt);
     blockSize_ = number(blockSizeAt);
     blockCount_ = number(blockCountAt);
-    const std::uint64_t allocated = number(allocatedAt);
+    checkLayout(number(allocatedAt));
+}
 
+void VdiReader::checkLayout(std::uint64_t allocated) const
+{
     if (info_.logicalSize == 0 || info_.logicalSize % sectorSize != 0)
         damaged(L"the size of the disk makes no sense");
     if (info_.logicalSize > maxImageSize)
@@ -131,7 +134,7 @@ void VdiReader::readHeader()
     if (allocated > blockCount_ || mapOffset_ + 4 * blockCount_ > source_->size() ||
         (allocated > 0 && dataOffset_ + allocated * blockSize_ > source_->size()))
         damaged(L"the file is shorter than its header says");
-    if (type == typeDiff && info_.parentUuid.empty())
+    if (info_.variant == ImageVariant::Diff && info_.parentUuid.empty())
         damaged(L"it is a differencing image without a parent");
 }
 

@@ -20,6 +20,7 @@ protected:
 
 private:
     void readHeader();
+    void checkLayout(std::uint64_t allocated) const;
     void readMap();
     bool isStored(std::uint64_t block) const;
     [[noreturn]] void damaged(const wchar_t* what) const;

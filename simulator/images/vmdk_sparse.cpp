@@ -59,6 +59,32 @@ std::uint64_t bytes(std::uint64_t sectors, const std::wstring& name, const wchar
     return sectors * sectorSize;
 }
 
+/// Where the grain directory is, in sectors.
+std::uint64_t directoryOf(const RawHeader& raw, const ByteSource& source, const std::wstring& name)
+{
+    const std::uint64_t directory = raw.u64(56);
+    if (directory != directoryAtEnd)
+        return directory;
+    // The footer tells, a copy of the header in front of the end-of-stream marker.
+    if (source.size() < 3 * sectorSize)
+        throwDamaged(name, L"it ends inside the header");
+    const RawHeader footer = readRaw(source, source.size() - 2 * sectorSize, name);
+    if (footer.u64(12) != raw.u64(12) || footer.u64(20) != raw.u64(20))
+        throwDamaged(name, L"header and footer disagree");
+    return footer.u64(56);
+}
+
+void checkLayout(const VmdkSparseHeader& header, std::uint64_t fileSize, const std::wstring& name)
+{
+    if (header.capacity == 0)
+        throwDamaged(name, L"the size of the disk makes no sense");
+    if (header.grainSize < smallestGrain || header.grainSize > largestGrain ||
+        (header.grainSize & (header.grainSize - 1)) != 0)
+        throwDamaged(name, L"the grain size makes no sense");
+    if (header.descriptorSize > largestVmdkDescriptor || header.descriptorOffset + header.descriptorSize > fileSize)
+        throwDamaged(name, L"the descriptor lies outside");
+}
+
 } // namespace
 
 bool VmdkSparseHeader::hasZeroGrains() const
@@ -78,16 +104,7 @@ bool isVmdkSparse(const ByteSource& source)
 VmdkSparseHeader readVmdkSparseHeader(const ByteSource& source, const std::wstring& name)
 {
     const RawHeader raw = readRaw(source, 0, name);
-    std::uint64_t directory = raw.u64(56);
-    if (directory == directoryAtEnd) {
-        // The footer tells, a copy of the header in front of the end-of-stream marker.
-        if (source.size() < 3 * sectorSize)
-            throwDamaged(name, L"it ends inside the header");
-        const RawHeader footer = readRaw(source, source.size() - 2 * sectorSize, name);
-        if (footer.u64(12) != raw.u64(12) || footer.u64(20) != raw.u64(20))
-            throwDamaged(name, L"header and footer disagree");
-        directory = footer.u64(56);
-    }
+    const std::uint64_t directory = directoryOf(raw, source, name);
     const std::uint32_t version = raw.u32(4);
     if (version < 1 || version > 3)
         throw Failure(Result::notSupported, L"The VMDK image '" + name + L"' has an unknown version");
@@ -110,16 +127,9 @@ VmdkSparseHeader readVmdkSparseHeader(const ByteSource& source, const std::wstri
     header.descriptorOffset = bytes(raw.u64(28), name, L"the descriptor lies outside");
     header.descriptorSize = bytes(raw.u64(36), name, L"the descriptor lies outside");
     header.directoryOffset = bytes(directory, name, L"the grain directory lies outside");
-    if (header.capacity == 0)
-        throwDamaged(name, L"the size of the disk makes no sense");
-    if (header.grainSize < smallestGrain || header.grainSize > largestGrain ||
-        (header.grainSize & (header.grainSize - 1)) != 0)
-        throwDamaged(name, L"the grain size makes no sense");
     if (raw.u32(44) != tableEntries)
         throwDamaged(name, L"the size of the grain tables makes no sense");
-    if (header.descriptorSize > largestVmdkDescriptor ||
-        header.descriptorOffset + header.descriptorSize > source.size())
-        throwDamaged(name, L"the descriptor lies outside");
+    checkLayout(header, source.size(), name);
 
     const std::uint64_t tableSpan = header.grainSize * tableEntries;
     header.directoryEntries = (header.capacity + tableSpan - 1) / tableSpan;

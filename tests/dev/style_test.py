@@ -52,6 +52,18 @@ class Style(unittest.TestCase):
         code, said, _ = self.check("include/a.h", "#pragma once\n")
         self.assertEqual((code, said), (1, "include/a.h: the first directive is not #ifndef\n"))
 
+    def test_a_function_of_the_product_is_short(self):
+        def function(lines, row="    call();\n"):
+            return "int made()\n{\n" + row * lines + "}\n"
+        self.assert_left_alone(function(40), "src/a.cpp")
+        self.assert_left_alone(function(100, '    {"a table", 1},\n'), "src/a.cpp")
+        self.assert_left_alone("int made()\n{\n    static constexpr int all[] = {1,\n" + 60 * "        2,\n" + "    3};\n}\n",
+                               "src/a.cpp")
+        self.assert_left_alone("class Long\n{\n" + 60 * "    int a;\n" + "};\n", "src/a.cpp")
+        self.assert_left_alone(function(41), "tests/a.cpp")
+        code, said, _ = self.check("src/a.cpp", function(41))
+        self.assertEqual((code, said), (1, "src/a.cpp:1: a function with 41 lines of logic\n"))
+
 
 if __name__ == "__main__":
     unittest.main()
