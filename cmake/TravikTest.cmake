@@ -22,7 +22,7 @@ endfunction()
 function(travik_add_test)
     cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS")
     if(NOT DEFINED arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
+        set(arg_TIMEOUT 600) # a machine at work may take ten times its usual time
     endif()
     add_executable(${arg_NAME} ${arg_SOURCES})
     target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBS} travik_test_support travik_warnings)

@@ -25,7 +25,7 @@ void TravikctlTest::TearDown()
 {
     if (serverProcess() != 0) {
         std::wstring listing;
-        EXPECT_TRUE(soon([&] { return Control().references(listing) == 0; }, milliseconds(5'000)))
+        EXPECT_TRUE(soon([&] { return Control().references(listing) == 0; }, milliseconds(30'000)))
             << "still held by clients: " << utf8(listing);
     }
     EXPECT_TRUE(stopServer()) << "the server does not end";
