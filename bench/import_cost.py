@@ -237,7 +237,7 @@ def measure(folder, programs, runs, size, data):
             alone.append(timed(lambda: stand_in.run("travikctl.exe", "list")))
         peak = stand_in.peak_kilobytes()
         systems = measure_growth(stand_in, folder, (5, 20, 80) if runs > 1 else (2, 4))
-        disks = measure_refusal(stand_in, folder, (100, 1000, 10000) if runs > 1 else (10, 100))
+        disks = measure_refusal(stand_in, folder, (100, 1000, 10000) if runs > 1 else (100, 400))
     finally:
         stand_in.stop()
     return {
