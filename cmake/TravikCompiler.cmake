@@ -15,7 +15,16 @@ else()
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Werror>
         # ComPtr and the COM headers of MinGW use multi-character pragmas that GCC does not know.
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wno-unknown-pragmas>)
+    # scripts/package takes the symbols out again: what is left is what is linked without them, byte by byte.
+    option(TRAVIK_SYMBOLS "Programs with debug symbols, for scripts/package" OFF)
+    if(TRAVIK_SYMBOLS)
+        target_compile_options(travik_warnings INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:-g>)
+        foreach(folder IN LISTS CMAKE_PREFIX_PATH)
+            target_compile_options(travik_warnings INTERFACE -fdebug-prefix-map=${folder}=libraries)
+        endforeach()
+    endif()
     if(WIN32) # the programs need no DLL but the system's; linked twice they are the same
-        add_link_options(-static -static-libgcc -static-libstdc++ $<$<CONFIG:Release>:-s> -Wl,--no-insert-timestamp)
+        add_link_options(-static -static-libgcc -static-libstdc++ $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${TRAVIK_SYMBOLS}>>>:-s>
+            -Wl,--no-insert-timestamp)
     endif()
 endif()

@@ -10,12 +10,12 @@ import sys
 import time
 import zipfile
 
-# What stands inside the programs: name, SPDX identifier, the programs, and the file that carries its licence.
+# What stands inside the programs: name, SPDX identifier, the programs, and the package whose licence it is (POCO's and
+# its parts' come from POCO's sources).
 EVERY = "all"
 NOTICES = [
-    ("POCO (Foundation, XML)", "BSL-1.0", EVERY, None),
-    ("double-conversion, in POCO", "BSD-3-Clause", EVERY, None),
-    ("PCRE, in POCO", "BSD-3-Clause", EVERY, None),
+    ("POCO (Foundation, XML)", "BSL-1.0", "TravikSDK-selq6, vboxsim-svc", None),
+    ("double-conversion, in POCO", "BSD-3-Clause", "vboxsim-svc", None),
     ("expat, in POCO", "MIT", "vboxsim-svc", None),
     ("zlib", "Zlib", "vboxsim-svc", "libz-mingw-w64-dev"),
     ("CLI11", "BSD-3-Clause", "travikctl, vboxsim", "libcli11-dev"),
@@ -57,8 +57,8 @@ def origin(repository):
 def third_party(poco):
     widths = [max(len(row[column]) for row in NOTICES) for column in range(3)]
     table = "".join("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip() + "\n" for row in NOTICES)
-    parts = ["The programs of this package contain the following, under these terms; the texts come after the table.\n\n"
-             + table]
+    parts = ["The programs of this package contain the following, under these terms; the texts come after the "
+             f"table.\n\n{table}"]
     groups = {}
     for title, _, _, package in NOTICES:
         groups.setdefault(package, []).append(title)
@@ -70,6 +70,16 @@ def third_party(poco):
         text = source.read_text(encoding="utf-8", errors="replace")
         parts.append(f"{rule}\n{'; '.join(titles)}\n{rule}\n\n{text}")
     return "\n".join(parts)
+
+
+def take_symbols(programs, symbols, objcopy, strip):
+    """Moves debug symbols into files of their own."""
+    still = os.environ | {"SOURCE_DATE_EPOCH": "0"}  # or it would put the time into the program
+    symbols.mkdir(parents=True)
+    for program in files(programs):
+        target = symbols / f"{program.name}.debug"
+        subprocess.run([objcopy, "--only-keep-debug", program, target], check=True, env=still)
+        subprocess.run([strip, program], check=True, env=still)
 
 
 def check_paths(stage, paths):
@@ -107,11 +117,25 @@ def write_zip(stage, target, when):
     part.replace(target)
 
 
+def pack(root, told, paths, when):
+    """Makes the zip of a folder, beside the folder of the stage."""
+    (root / "PACKAGE.txt").write_text(told, encoding="utf-8", newline="\n")
+    check_paths(root, paths)
+    sums = "".join(f"{digest(file)}  {file.relative_to(root).as_posix()}\n" for file in files(root))
+    (root / "SHA256SUMS").write_text(sums, encoding="utf-8", newline="\n")
+    target = root.parents[1] / f"{root.name}.zip"
+    write_zip(root.parent, target, when)
+    target.with_suffix(".zip.sha256").write_text(f"{digest(target)}  {target.name}\n", encoding="utf-8", newline="\n")
+    print(f"{target}\nSHA-256 {digest(target)}")
+
+
 def main():
     repository, build, output, poco = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
-    version, identity, prefix = cached(build, "CMAKE_PROJECT_VERSION", "TRAVIK_VBOX_IDENTITY", "CMAKE_BUILD_TYPE")
-    if prefix != "Release":
-        fail(f"{build} is a {prefix} build")
+    version, identity, kind, symbols, objcopy, strip = cached(
+        build, "CMAKE_PROJECT_VERSION", "TRAVIK_VBOX_IDENTITY", "CMAKE_BUILD_TYPE", "TRAVIK_SYMBOLS", "CMAKE_OBJCOPY",
+        "CMAKE_STRIP")
+    if kind != "Release":
+        fail(f"{build} is a {kind} build")
     name = f"TravikSDK-{version}-{identity}-mingw64"
     made_of, when = origin(repository)
 
@@ -121,17 +145,16 @@ def main():
     subprocess.run(["cmake", "--install", build, "--prefix", stage / name], check=True, stdout=subprocess.DEVNULL)
     root = stage / name
     (root / "THIRD-PARTY.txt").write_text(third_party(poco), encoding="utf-8", newline="\n")
-    (root / "PACKAGE.txt").write_text(f"TravikSDK {version}, identity {identity}, MinGW-w64 GCC, x86-64\n{made_of}\n",
-                                      encoding="utf-8", newline="\n")
-    check_paths(root, {str(repository), str(build), f"{pathlib.Path.home()}/", str(poco.parent.parent)})
-    sums = "".join(f"{digest(file)}  {file.relative_to(root).as_posix()}\n" for file in files(root))
-    (root / "SHA256SUMS").write_text(sums, encoding="utf-8", newline="\n")
-
-    target = output / f"{name}.zip"
-    write_zip(stage, target, when)
+    told = f"TravikSDK {version}, identity {identity}, MinGW-w64 GCC, x86-64\n{made_of}\n"
+    paths = {str(repository), str(build), f"{pathlib.Path.home()}/", str(poco.parent.parent)}
+    if symbols == "ON":
+        beside = stage.with_name(f"{stage.name}-symbols") / f"{name}-symbols"
+        shutil.rmtree(beside.parent, ignore_errors=True)
+        take_symbols(root / "bin", beside, objcopy, strip)
+        pack(beside, told + "Debug symbols of its programs: see docs/troubleshooting.md of the package.\n", paths, when)
+        shutil.rmtree(beside.parent)
+    pack(root, told, paths, when)
     shutil.rmtree(stage)
-    (output / f"{name}.zip.sha256").write_text(f"{digest(target)}  {target.name}\n", encoding="utf-8", newline="\n")
-    print(f"{target}\n{made_of}\nSHA-256 {digest(target)}")
 
 
 if __name__ == "__main__":

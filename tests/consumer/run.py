@@ -13,7 +13,7 @@ import zipfile
 
 here = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(here.parent / "docs"))
-from documents import all_blocks, first_block, is_of_package, root  # noqa: E402
+from documents import all_blocks, first_block, is_of_package, prose, root  # noqa: E402
 from stand_in import MACHINES, StandIn  # noqa: E402
 
 build, scratch, compiler, wine_run = map(pathlib.Path, sys.argv[1:])
@@ -31,19 +31,22 @@ def run(*command, **options):
 
 
 def build_again():
+    """As ./dev package builds: with debug symbols, which go into a zip of their own."""
     again = scratch / "again"
-    run("cmake", "--preset", "mingw-release", "-S", root, "-B", again, "-DTRAVIK_BUILD_TESTS=OFF")
+    run("cmake", "--preset", "mingw-release", "-S", root, "-B", again, "-DTRAVIK_SYMBOLS=ON",
+        "-DTRAVIK_BUILD_TESTS=OFF", "-DTRAVIK_BUILD_SAMPLES=OFF")
     run("cmake", "--build", again)
     return again
 
 
-def pack(binary, name):
+def pack(binary, name, count):
+    """The zips, the package itself first."""
     output = scratch / name
     run(root / "scripts/package", binary, output)
-    found = list(output.glob("*.zip"))
-    if len(found) != 1:
+    found = sorted(output.glob("*.zip"), key=lambda file: len(file.name))
+    if len(found) != count:
         fail(f"{output} holds {found}")
-    return found[0]
+    return found
 
 
 def check_equal(first, second):
@@ -97,16 +100,48 @@ def check_contents(folder):
     if missing:
         fail(f"the package lacks {', '.join(missing)}")
     notices = (folder / "THIRD-PARTY.txt").read_text(encoding="utf-8")
-    for text in ("Boost Software License", "Thai Open Source Software Center", "University of Cambridge",
-                 "Jean-loup Gailly", "Henry Schreiner", "Niels Lohmann", "mingw-w64", "GCC Runtime Library Exception"):
+    for text in ("Boost Software License", "Thai Open Source Software Center", "Jean-loup Gailly", "Henry Schreiner",
+                 "Niels Lohmann", "mingw-w64", "GCC Runtime Library Exception"):
         if text.lower() not in notices.lower():
             fail(f"THIRD-PARTY.txt does not name {text}")
+
+
+def check_third_parties(folder):
+    """The table names each program that has something of a party in it, and no other."""
+    marks = {"POCO": b"Poco", "expat": b"XML declaration not well-formed", "zlib": b"incorrect header check",
+             "CLI11": b"CLI", "JSON for Modern C++": b"nlohmann"}
+    rows = (folder / "THIRD-PARTY.txt").read_text(encoding="utf-8").split("=" * 20)[0].splitlines()
+    for party, mark in marks.items():
+        found = {file.stem for file in (folder / "bin").iterdir() if mark in file.read_bytes()}
+        (row,) = [row for row in rows if row.startswith(party)]
+        told = set(row.split("  ")[-1].strip().split(", "))
+        if told != found:
+            fail(f"THIRD-PARTY.txt says that {party} is in {sorted(told)}, but it is in {sorted(found)}")
+
+
+def check_symbols(package, programs):
+    """The second zip tells the source of each address, and holds nothing else."""
+    folder = scratch / "symbols"
+    with zipfile.ZipFile(package) as archive:
+        archive.extractall(folder)
+    (folder,) = folder.iterdir()
+    wanted = {f"{file.name}.debug" for file in (programs / "bin").iterdir()} | {"PACKAGE.txt", "SHA256SUMS"}
+    if {file.name for file in folder.iterdir()} != wanted:
+        fail(f"{package.name} holds {sorted(file.name for file in folder.iterdir())}")
+    for file, name, source in (("TravikSDK-selq6.dll", "GetVBoxInstance", "src/sdk/selq6/exports.cpp"),
+                               ("TravikSDK-c.dll", "travik_version", "src/c/connection.cpp")):
+        symbols = folder / f"{file}.debug"
+        (address,) = [line.split()[0] for line in run("x86_64-w64-mingw32-nm", symbols).splitlines()
+                      if line.endswith(f" T {name}")]
+        told = run("x86_64-w64-mingw32-addr2line", "-e", symbols, f"0x{address}")
+        if source not in told:
+            fail(f"the symbols of {file} have {name} at {told}")
 
 
 def check_links(folder):
     """No document leads out of the package."""
     for file in folder.rglob("*.md"):
-        for target in re.findall(r"\]\(([^)\s#]+)", file.read_text(encoding="utf-8")):
+        for target in re.findall(r"\]\(([^)\s#]+)", prose(file)):
             if not target.startswith("https:") and not (file.parent / target).exists():
                 fail(f"{file.relative_to(folder)}: {target} is not in the package")
 
@@ -200,13 +235,16 @@ def main():
     shutil.rmtree(scratch, ignore_errors=True)
     scratch.mkdir(parents=True)
     again = build_again()
-    first, second = pack(build, "first"), pack(again, "second")  # in one go: documents may be at work meanwhile
+    # In one go: documents may be at work meanwhile.
+    (first,), (second, symbols) = pack(build, "first", 1), pack(again, "second", 2)
     check_equal(first, second)
 
     prefix = unpack(first)
     check_sums(prefix)
     check_contents(prefix)
     check_links(prefix)
+    check_third_parties(prefix)
+    check_symbols(symbols, prefix)
     told = make(here / "project", "build", prefix)
     check_version(prefix, re.search(r"-- TravikSDK (\S+) selq6$", told, re.M)[1])
     make(prefix / "samples", "samples-build", prefix)
