@@ -27,6 +27,13 @@ def anchors(file):
     return {re.sub(r"[^\w\- ]", "", heading.lower()).strip().replace(" ", "-") for heading in headings}
 
 
+def is_packed(path):
+    """Whether the package has it (cmake/TravikPackage.cmake); its README lies where the project's does."""
+    name = path.relative_to(root).as_posix()
+    return (name in ("README.md", "CHANGELOG.md", "LICENSE.txt", "docs", "bindings", "samples") or
+            name.startswith(("docs/", "include/travik/", "bindings/", "samples/")) and name != "docs/architecture.md")
+
+
 def check_links():
     count = 0
     for file in documents():
@@ -42,6 +49,8 @@ def check_links():
                 continue  # made with the package
             if not linked.exists():
                 expect(False, f"{file.name}: {target} leads nowhere")
+            elif file == package_readme or file.parent.name == "docs" and is_packed(file):
+                expect(is_packed(linked), f"{file.name}: {target} leads out of the package")
             elif anchor:
                 expect(anchor in anchors(linked), f"{file.name}: {target}: no such heading")
     expect(count > 20, f"only {count} links found: is the pattern right?")
