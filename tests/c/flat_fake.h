@@ -84,6 +84,21 @@ protected:
     }
     void close() { EXPECT_EQ(travik_close(0, nullptr), 0u); }
 
+    /// Makes a call with longer and longer deadlines until one passes inside the operation.
+    template <class Call>
+    static void outlast(Call&& call)
+    {
+        Error error;
+        std::uint32_t code = 0;
+        std::uint32_t deadlineMs = 50;
+        do {
+            code = call(deadlineMs, error.place());
+            deadlineMs *= 2;
+        } while (code == TRAVIK_Deadline && std::string(error->text).find("has not begun") != std::string::npos);
+        ASSERT_EQ(code, TRAVIK_Deadline);
+        EXPECT_NE(std::string(error->text).find("goes on"), std::string::npos) << error->text;
+    }
+
     /// Waits until the worker has done all that was given to it.
     void drain() { EXPECT_EQ(travik_getHost(nullptr, TRAVIK_NO_DEADLINE, nullptr), 0u); }
 
