@@ -264,9 +264,12 @@ std::unique_ptr<ImageReader> openImage(std::shared_ptr<ByteSource> source, const
     return openAny(std::move(source), name, openExtent, std::move(parent), Check::Everything);
 }
 
-void createVdi(const std::filesystem::path& target, std::uint64_t logicalSize, const VdiIdentity& identity)
+void createVdi(const std::filesystem::path& target, std::uint64_t logicalSize, const VdiIdentity& identity, bool fixed)
 {
-    VdiWriter(target, logicalSize, identity).commit();
+    VdiWriter writer(target, logicalSize, identity);
+    if (fixed)
+        writer.takeAll();
+    writer.commit();
 }
 
 void convertToVdi(ImageReader& source, const std::filesystem::path& target, const std::wstring& uuid,

@@ -111,8 +111,9 @@ struct VdiIdentity
 // complete: after a failure or a cancel nothing is left. A target that exists is Result::fileError. Folders are not
 // made.
 
-/// Makes a dynamic VDI without any block.
-void createVdi(const std::filesystem::path& target, std::uint64_t logicalSize, const VdiIdentity& identity);
+/// Makes a VDI without content: a dynamic one without any block, or a fixed one with all of them.
+void createVdi(const std::filesystem::path& target, std::uint64_t logicalSize, const VdiIdentity& identity,
+               bool fixed = false);
 
 /// Copies the whole content of `source` into a new dynamic VDI under a new UUID (empty: a random one). Blocks of zeros
 /// are not stored.

@@ -211,6 +211,15 @@ void VdiWriter::writeBlock(std::uint64_t block, const std::uint8_t* data)
     map_[static_cast<std::size_t>(block)] = allocated_++;
 }
 
+void VdiWriter::takeAll()
+{
+    fixed_ = true;
+    for (std::uint32_t& entry : map_)
+        entry = allocated_++;
+    constexpr std::uint8_t nothing = 0;
+    file_.file().writeAt(dataOffset_ + allocated_ * blockSize - 1, &nothing, 1);
+}
+
 void VdiWriter::commit()
 {
     const std::vector<std::uint8_t> head = header();
@@ -237,7 +246,7 @@ std::vector<std::uint8_t> VdiWriter::header() const
     number(signatureAt, signature);
     number(versionAt, version);
     number(headerSizeAt, 0x190);
-    number(typeAt, identity_.parentUuid.empty() ? typeDynamic : typeDiff);
+    number(typeAt, fixed_ ? typeFixed : identity_.parentUuid.empty() ? typeDynamic : typeDiff);
     number(mapOffsetAt, blockSize);
     number(dataOffsetAt, dataOffset_);
     number(geometryAt, std::min(logicalSize_ / sectorSize / heads / sectors, mostCylinders));

@@ -45,6 +45,8 @@ public:
     std::uint64_t blockCount() const { return map_.size(); }
     /// Stores a block: blockSize bytes. Each at most once.
     void writeBlock(std::uint64_t block, const std::uint8_t* data);
+    /// Takes the room of all blocks, which are zero: a fixed image.
+    void takeAll();
     /// Writes header and map and gives the file its name.
     void commit();
 
@@ -56,6 +58,7 @@ private:
     VdiIdentity identity_;
     std::uint64_t dataOffset_;
     std::uint32_t allocated_ = 0;
+    bool fixed_ = false;
     std::vector<std::uint32_t> map_;
 };
 
