@@ -1,6 +1,7 @@
 # The part of the stand-in that reads foreign bytes, built for the machine itself. On Windows it is built by the usual way.
 find_package(Poco REQUIRED COMPONENTS Foundation XML)
 find_package(nlohmann_json REQUIRED)
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
 include(TravikTest)
 
 add_library(travik_test_support STATIC tests/support/native.cpp)

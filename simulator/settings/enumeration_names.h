@@ -49,6 +49,8 @@ inline constexpr NamedValue controllerNames[] = {
     {L"LsiLogic", 1}, {L"BusLogic", 2},    {L"AHCI", 3}, {L"PIIX3", 4}, {L"PIIX4", 5},      {L"ICH6", 6},
     {L"I82078", 7},   {L"LsiLogicSas", 8}, {L"USB", 9},  {L"NVMe", 10}, {L"VirtioSCSI", 11}};
 inline constexpr NamedValue deviceNames[] = {{L"HardDisk", 3}, {L"DVD", 2}, {L"Floppy", 1}};
+inline constexpr NamedValue bootDeviceNames[] = {
+    {L"None", 0}, {L"Floppy", 1}, {L"DVD", 2}, {L"HardDisk", 3}, {L"Network", 4}};
 /// The children of <Adapter> that say what an adapter is attached to.
 inline constexpr NamedValue attachmentNames[] = {{L"NAT", 1},
                                                  {L"BridgedInterface", 2},

@@ -10,6 +10,7 @@
 #include "settings/enumeration_names.h"
 #include "settings/guest_os_types.h"
 #include "settings/machine_checks.h"
+#include "settings/nat_settings.h"
 
 namespace VBoxSim {
 
@@ -99,6 +100,7 @@ NetworkAdapterSettings readAdapter(Element* element, std::uint32_t slot, Setting
     adapter.type = word(element, "type", adapterNames, defaultAdapterType(version));
     adapter.mac = Xml::get(element, "MACAddress");
     adapter.attachment = attachmentOf(attachedMode(element));
+    adapter.nat = readNat(natElement(element));
     readRules(natElement(element), adapter.rules);
     return adapter;
 }
@@ -161,6 +163,7 @@ void readHardware(const Element* hardware, SettingsVersion version, MachineSetti
     settings.memoryMegabytes = readMemory(hardware);
     settings.chipset = word(Xml::child(hardware, "Chipset"), "type", chipsetNames, 1);
     settings.paravirt = word(Xml::child(hardware, "Paravirt"), "provider", paravirtNames, defaultParavirt(version));
+    settings.bootOrder = readBootOrder(Xml::child(hardware, "Boot"));
     fitAdapters(settings);
     readNetwork(hardware, version, settings);
     readAudio(Xml::child(hardware, "AudioAdapter"), version, settings.audio);
@@ -407,6 +410,17 @@ std::uint32_t defaultParavirt(SettingsVersion version)
     constexpr std::uint32_t usual = 1;
     constexpr std::uint32_t legacy = 2;
     return version >= 16 ? usual : legacy;
+}
+
+BootOrder readBootOrder(const Element* boot)
+{
+    if (!boot)
+        return usualBootOrder;
+    BootOrder order{};
+    for (const Element* entry : Xml::children(boot, "Order"))
+        order.at(static_cast<std::size_t>(demandNumber(entry, "position") - 1)) =
+            word(entry, "device", bootDeviceNames, 0);
+    return order;
 }
 
 AudioSettings defaultAudio(SettingsVersion version)

@@ -17,6 +17,9 @@ std::uint32_t defaultParavirt(SettingsVersion version);
 AudioSettings defaultAudio(SettingsVersion version);
 std::uint32_t defaultCodec(std::uint32_t controller);
 
+/// Places that <Boot> does not name are empty; without <Boot> the order is VirtualBox's usual one.
+BootOrder readBootOrder(const Xml::Element* boot);
+
 /// The driver that the machine gets here for a name in the file: one for another system is replaced by this one's own.
 /// Throws Failure for an unknown name.
 std::uint32_t audioDriver(std::wstring_view name);

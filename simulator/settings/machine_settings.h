@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -20,6 +21,27 @@ struct NatRule
     std::uint16_t guestPort = 0;
 };
 
+/// What an adapter's NAT engine does beside forwarding ports.
+struct NatSettings
+{
+    std::wstring network;
+    std::wstring hostIp;
+    std::uint32_t mtu = 0; ///< this and the sizes below: 0 stands for VirtualBox's own
+    std::uint32_t socketSend = 0;
+    std::uint32_t socketReceive = 0;
+    std::uint32_t tcpWindowSend = 0;
+    std::uint32_t tcpWindowReceive = 0;
+    bool dnsPassDomain = true;
+    bool dnsProxy = false;
+    bool dnsUseHostResolver = false;
+    std::uint32_t aliasMode = 0; ///< NATAliasMode
+    std::wstring tftpPrefix;
+    std::wstring tftpBootFile;
+    std::wstring tftpNextServer;
+
+    bool operator==(const NatSettings&) const = default;
+};
+
 struct NetworkAdapterSettings
 {
     std::uint32_t slot = 0;
@@ -28,6 +50,7 @@ struct NetworkAdapterSettings
     std::uint32_t type = 2;       ///< NetworkAdapterType
     std::uint32_t attachment = 0; ///< NetworkAttachmentType
     std::wstring mac;
+    NatSettings nat;
     std::vector<NatRule> rules;
 };
 
@@ -92,6 +115,10 @@ struct AudioSettings
     bool operator==(const AudioSettings&) const = default;
 };
 
+/// The devices, by DeviceType, that a machine tries to boot from; Null stands for none.
+using BootOrder = std::array<std::uint32_t, 4>;
+inline constexpr BootOrder usualBootOrder{DeviceKind::floppy, DeviceKind::dvd, DeviceKind::hardDisk, 0};
+
 /// What a machine's settings file says. A plain value: a session's own copy is a copy of it.
 struct MachineSettings
 {
@@ -114,6 +141,7 @@ struct MachineSettings
     std::uint32_t memoryMegabytes = 128;
     std::uint32_t chipset = 1;  ///< ChipsetType
     std::uint32_t paravirt = 1; ///< ParavirtProvider
+    BootOrder bootOrder = usualBootOrder;
     AudioSettings audio;
     std::vector<NetworkAdapterSettings> adapters; ///< always as many as the chipset has
     std::vector<StorageControllerSettings> controllers;

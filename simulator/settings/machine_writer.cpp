@@ -10,6 +10,7 @@
 #include "base/time.h"
 #include "settings/enumeration_names.h"
 #include "settings/machine_reader.h"
+#include "settings/nat_settings.h"
 
 namespace VBoxSim {
 
@@ -178,10 +179,12 @@ void writeMode(Element* element, const NetworkAdapterSettings& adapter)
             enableMode(element, name);
     }
     Element* nat = natElement(element);
-    if (!nat && !adapter.rules.empty())
+    if (!nat && (!adapter.rules.empty() || adapter.nat != NatSettings{}))
         nat = Xml::append(Xml::demand(element, "DisabledModes"), "NAT");
-    if (nat)
+    if (nat) {
+        writeNat(nat, adapter.nat);
         writeRules(nat, adapter.rules);
+    }
 }
 
 void writeAdapter(Element* element, const NetworkAdapterSettings& adapter, SettingsVersion version)
@@ -197,7 +200,7 @@ void writeAdapter(Element* element, const NetworkAdapterSettings& adapter, Setti
 bool isUntouched(const NetworkAdapterSettings& adapter)
 {
     const NetworkAdapterSettings fresh;
-    return !adapter.enabled && !adapter.attachment && adapter.rules.empty() &&
+    return !adapter.enabled && !adapter.attachment && adapter.rules.empty() && adapter.nat == fresh.nat &&
            adapter.cableConnected == fresh.cableConnected && adapter.type == fresh.type;
 }
 
@@ -220,6 +223,22 @@ void writeNetwork(Element* hardware, SettingsVersion version, const std::vector<
 }
 
 // ---- the other hardware
+
+void writeBootOrder(Element* hardware, const BootOrder& order)
+{
+    if (readBootOrder(Xml::child(hardware, "Boot")) == order)
+        return;
+    Xml::drop(hardware, "Boot");
+    if (order == usualBootOrder)
+        return;
+    Element* boot = hardwarePart(hardware, "Boot");
+    for (std::size_t place = 0; place < order.size(); ++place) {
+        Element* entry = Xml::append(boot, "Order");
+        Xml::setNumber(entry, "position", static_cast<std::int64_t>(place + 1));
+        const bool hasName = order[place] < std::size(bootDeviceNames);
+        Xml::set(entry, "device", nameOf(bootDeviceNames, hasName ? order[place] : 0));
+    }
+}
 
 void writeAudio(Element* hardware, SettingsVersion version, const AudioSettings& audio)
 {
@@ -294,6 +313,7 @@ void writeHardware(Element* hardware, SettingsVersion version, const MachineSett
     const std::uint32_t usualParavirt = defaultParavirt(version);
     if (settings.paravirt != usualParavirt || Xml::child(hardware, "Paravirt"))
         setWordUnless(hardwarePart(hardware, "Paravirt"), "provider", paravirtNames, usualParavirt, settings.paravirt);
+    writeBootOrder(hardware, settings.bootOrder);
     writeNetwork(hardware, version, settings.adapters);
     writeAudio(hardware, version, settings.audio);
     writeSharedFolders(hardware, settings.sharedFolders);

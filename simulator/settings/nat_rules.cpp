@@ -27,10 +27,14 @@ void addRedirect(std::vector<NatRule>& rules, NatRule rule)
     rules.push_back(std::move(rule));
 }
 
-void removeRedirect(std::vector<NatRule>& rules, const std::wstring& name)
+NatRule removeRedirect(std::vector<NatRule>& rules, const std::wstring& name)
 {
-    if (!std::erase_if(rules, [&](const NatRule& rule) { return rule.name == name; }))
+    const auto found = std::find_if(rules.begin(), rules.end(), [&](const NatRule& rule) { return rule.name == name; });
+    if (found == rules.end())
         throw Failure(Result::invalidArgument, L"There is no NAT rule of the name '" + name + L"'");
+    NatRule removed = std::move(*found);
+    rules.erase(found);
+    return removed;
 }
 
 std::vector<std::wstring> redirectTexts(const std::vector<NatRule>& rules)

@@ -11,8 +11,8 @@ namespace VBoxSim {
 /// ports, or for values that no rule can have.
 void addRedirect(std::vector<NatRule>& rules, NatRule rule);
 
-/// Throws Failure(invalidArgument) for an unknown name.
-void removeRedirect(std::vector<NatRule>& rules, const std::wstring& name);
+/// Returns the rule that it removed. Throws Failure(invalidArgument) for an unknown name.
+NatRule removeRedirect(std::vector<NatRule>& rules, const std::wstring& name);
 
 /// "name,protocol,host address,host port,guest address,guest port" of each rule, sorted by name.
 std::vector<std::wstring> redirectTexts(const std::vector<NatRule>& rules);
