@@ -222,7 +222,11 @@ private:
     void slow(std::uint32_t milliseconds) { control().delay(L"IProgress::get_Completed", milliseconds); }
 
     std::wstring folder() { return world().machineFolder().wstring(); }
-    std::wstring settings() { return world().machineFile(Machines::worker).wstring(); }
+    /// Of a machine that is not registered.
+    std::wstring settings()
+    {
+        return world().writeMachine(L"Fresh", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff").wstring();
+    }
     std::wstring image() { return disk().wstring(); }
     std::wstring file() { return appliance().wstring(); }
 

@@ -2,7 +2,8 @@
 """Makes a header with a body for every slot of every interface of a MIDL or widl header.
 
 Defaults<IMachine> derives from IMachine and answers E_NOTIMPL in each slot above IUnknown, so that the stand-in and the
-fakes of the tests override only what they mean. Usage: make_defaults.py virtualbox.h virtualbox_defaults.h
+fakes of the tests override only what they mean. Places for results are cleared, as COM wants it of a call that fails.
+Usage: make_defaults.py virtualbox.h virtualbox_defaults.h
 """
 import re
 import sys
@@ -13,6 +14,8 @@ DISPATCH = [
     ("GetIDsOfNames", "REFIID, LPOLESTR *, UINT, LCID, DISPID *"),
     ("Invoke", "DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *"),
 ]
+# Pointers that IDispatch takes as arguments.
+INPUTS = {"LPOLESTR", "DISPPARAMS"}
 ERROR_INFO = [
     ("GetGUID", "GUID *"),
     ("GetSource", "BSTR *"),
@@ -35,12 +38,29 @@ def interfaces(text):
         yield name, base, slots
 
 
+def is_result(kind, interface_names):
+    """Whether a parameter of this type is a place for a result: a pointer, but not to an object."""
+    stars = kind.replace(" ", "")
+    base = stars.rstrip("*")
+    return stars.endswith("**") or (stars.endswith("*") and base not in interface_names | INPUTS)
+
+
+def body(method, types, interface_names):
+    kinds = [kind.strip() for kind in types.split(",") if kind.strip()]
+    places = [f"a{i}" if is_result(kind, interface_names) else "" for i, kind in enumerate(kinds)]
+    parameters = ", ".join(f"{kind} {place}".strip() for kind, place in zip(kinds, places))
+    results = ", ".join(place for place in places if place)
+    return (f"    HRESULT STDMETHODCALLTYPE {method}({parameters}) override "
+            f"{{ return notImplemented({results}); }}")
+
+
 def main():
     source, target = sys.argv[1:3]
     with open(source, encoding="utf-8") as file:
         found = {name: (base, slots) for name, base, slots in interfaces(file.read())}
     if not found:
         sys.exit(f"make_defaults.py: no interface in {source}")
+    interface_names = {*found, "IUnknown", "IDispatch", "IErrorInfo"}
     known = {"IUnknown": [], "IDispatch": DISPATCH, "IErrorInfo": ERROR_INFO}
 
     def all_slots(name):
@@ -51,11 +71,13 @@ def main():
 
     lines = ["// Made from the interface descriptions; see scripts/make_defaults.py.", "#pragma once", "",
              f'#include "{source.replace(chr(92), "/").rsplit("/", 1)[-1]}"', "",
-             "template <class Interface>", "struct Defaults;", ""]
+             "#ifndef TRAVIK_NOT_IMPLEMENTED", "#define TRAVIK_NOT_IMPLEMENTED",
+             "template <class... Result>", "HRESULT notImplemented(Result*... place)", "{",
+             "    ((place ? void(*place = Result{}) : void()), ...);", "    return E_NOTIMPL;", "}",
+             "#endif", "", "template <class Interface>", "struct Defaults;", ""]
     for name in found:
         lines += ["template <>", f"struct Defaults<{name}> : {name} {{"]
-        lines += [f"    HRESULT STDMETHODCALLTYPE {method}({types}) override {{ return E_NOTIMPL; }}"
-                  for method, types in all_slots(name)]
+        lines += [body(method, types, interface_names) for method, types in all_slots(name)]
         lines += ["};", ""]
     with open(target, "w", encoding="utf-8", newline="\n") as file:
         file.write("\n".join(lines))

@@ -48,8 +48,11 @@ ControlClient::~ControlClient()
 
 void ControlClient::check(HRESULT result)
 {
-    if (FAILED(result))
-        throw ControlError("the server refused", result);
+    if (SUCCEEDED(result))
+        return;
+    BSTR reason = nullptr;
+    const bool known = SUCCEEDED(control_->LastFailure(&reason)) && SysStringLen(reason) != 0;
+    throw ControlError(known ? takeText(reason) : "the server refused", result);
 }
 
 std::string ControlClient::text(HRESULT (STDMETHODCALLTYPE IVBoxSimControl::*method)(BSTR*))

@@ -42,7 +42,7 @@ public:
     static bool serverRuns();
 
 private:
-    static void check(HRESULT result);
+    void check(HRESULT result);
 
     Microsoft::WRL::ComPtr<IVBoxSimControl> control_;
 };

@@ -34,6 +34,7 @@ std::wstring toWide(const std::string& utf8)
 struct Arguments
 {
     bool force = false;
+    bool automation = false;
     std::string machine;
     bool fatal = false;
     std::string errorId = "HostMemoryLow";
@@ -113,10 +114,13 @@ void defineServerVerbs(CLI::App& app, Arguments& given)
         made->callback(action);
         return made;
     };
-    verb("register", "make COM start the stand-in where VirtualBox is asked for", [&] {
-        registerStandIn(given.force);
+    CLI::App* enroll = verb("register", "make COM start the stand-in where VirtualBox is asked for", [&] {
+        registerStandIn(given.force, given.automation ? Marshaller::Automation : Marshaller::Own);
         std::puts("vboxsim is registered");
-    })->add_flag("--force", given.force, "also when another VirtualBox is registered; unregister brings it back");
+    });
+    enroll->add_flag("--force", given.force, "also when another VirtualBox is registered; unregister brings it back");
+    enroll->add_flag("--automation-marshaller", given.automation,
+                     "carry calls by the type library, not by own proxies");
     verb("unregister", "undo register, and bring back what it replaced", [] {
         unregisterStandIn();
         std::puts("vboxsim is no longer registered");
@@ -208,6 +212,7 @@ int run(int count, wchar_t** arguments)
     SetConsoleOutputCP(CP_UTF8);
     CLI::App app("vboxsim, a stand-in VirtualBox behind COM", "vboxsim");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "vboxsim " TRAVIK_VERSION);
     Arguments given;
     defineServerVerbs(app, given);
     defineMachineVerbs(app, given);

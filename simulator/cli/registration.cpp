@@ -2,6 +2,8 @@
 
 #include <windows.h>
 #include <objbase.h>
+#include <oleauto.h>
+#include <wrl/client.h>
 
 #include <cstring>
 #include <stdexcept>
@@ -17,6 +19,8 @@ namespace {
 
 /// Every key that the stand-in makes carries this value.
 constexpr const wchar_t* mark = L"vboxsim";
+/// The system's marshaller, which reads the type library.
+constexpr CLSID automationMarshaller{0x00020424, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 /// Here lies, under the same names, what the stand-in's keys replaced.
 constexpr const wchar_t* backupPath = L"Software\\vboxsim\\Replaced";
 
@@ -123,6 +127,9 @@ Entry classEntry(const GUID& id, const wchar_t* title, const wchar_t* program)
             {{L"", nullptr, title}, {L"LocalServer32", nullptr, L"\"" + besideThisProgram(program) + L"\""}}};
 }
 
+constexpr const wchar_t* proxyFile = L"vboxsim-ps.dll";
+constexpr const wchar_t* typeLibraryVersion = L"1.3";
+
 Entry libraryEntry(const GUID& id, const wchar_t* title, const wchar_t* library)
 {
     return {L"CLSID\\" + guidText(id),
@@ -131,46 +138,82 @@ Entry libraryEntry(const GUID& id, const wchar_t* title, const wchar_t* library)
              {L"InprocServer32", L"ThreadingModel", L"Both"}}};
 }
 
-void addProgramName(std::vector<Entry>& entries, const wchar_t* name, const GUID& id)
+/// A class of VirtualBox: scripts find it by its name, with and without version, and its description in the library.
+void addVirtualBoxClass(std::vector<Entry>& entries, Entry entry, const GUID& id, const std::wstring& name)
 {
-    for (const std::wstring& key : {std::wstring(name), std::wstring(name) + L".1"})
-        entries.push_back({key, {{L"", nullptr, name}, {L"CLSID", nullptr, guidText(id)}}});
+    const std::wstring versioned = name + L".1";
+    entry.values.insert(entry.values.end(), {{L"ProgID", nullptr, versioned},
+                                             {L"VersionIndependentProgID", nullptr, name},
+                                             {L"TypeLib", nullptr, guidText(LIBID_VirtualBox)}});
+    entries.push_back(std::move(entry));
+    entries.push_back({versioned, {{L"", nullptr, name}, {L"CLSID", nullptr, guidText(id)}}});
+    entries.push_back(
+        {name, {{L"", nullptr, name}, {L"CLSID", nullptr, guidText(id)}, {L"CurVer", nullptr, versioned}}});
+}
+
+/// The type library is a resource of the proxy library.
+Entry typeLibraryEntry()
+{
+    const std::wstring version = typeLibraryVersion;
+    return {L"TypeLib\\" + guidText(LIBID_VirtualBox),
+            {{version, nullptr, L"VirtualBox Type Library (vboxsim)"},
+             {version + L"\\0\\win64", nullptr, besideThisProgram(proxyFile)},
+             {version + L"\\FLAGS", nullptr, L"0"},
+             {version + L"\\HELPDIR", nullptr, besideThisProgram(L"")}}};
+}
+
+bool isDescribed(ITypeLib* library, const IID& id)
+{
+    Microsoft::WRL::ComPtr<ITypeInfo> description;
+    return SUCCEEDED(library->GetTypeInfoOfGuid(id, &description));
 }
 
 /// The proxy library itself knows which interfaces it serves.
-void addInterfaces(std::vector<Entry>& entries)
+void addInterfaces(std::vector<Entry>& entries, Marshaller marshaller)
 {
     using Describe = int (*)(unsigned, const IID**, const char**);
-    const std::wstring path = besideThisProgram(L"vboxsim-ps.dll");
+    const std::wstring path = besideThisProgram(proxyFile);
     const HMODULE library = LoadLibraryW(path.c_str());
     const auto describe =
         library ? reinterpret_cast<Describe>(reinterpret_cast<void*>(GetProcAddress(library, "VBoxSimProxyInterface")))
                 : nullptr;
-    if (!describe)
+    Microsoft::WRL::ComPtr<ITypeLib> descriptions;
+    if (!describe || FAILED(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &descriptions)))
         throw std::runtime_error("vboxsim-ps.dll is missing beside this program");
     const IID* id = nullptr;
     const char* name = nullptr;
-    for (unsigned i = 0; describe(i, &id, &name); ++i)
-        entries.push_back({L"Interface\\" + guidText(*id),
-                           {{L"", nullptr, std::wstring(name, name + std::strlen(name))},
-                            {L"ProxyStubClsid32", nullptr, guidText(proxyClass)}}});
+    for (unsigned i = 0; describe(i, &id, &name); ++i) {
+        const bool described = isDescribed(descriptions.Get(), *id);
+        const bool automation = described && marshaller == Marshaller::Automation && *id != IID_IVirtualBoxErrorInfo;
+        Entry entry{L"Interface\\" + guidText(*id),
+                    {{L"", nullptr, std::wstring(name, name + std::strlen(name))},
+                     {L"ProxyStubClsid32", nullptr, guidText(automation ? automationMarshaller : proxyClass)}}};
+        if (described)
+            entry.values.insert(entry.values.end(), {{L"TypeLib", nullptr, guidText(LIBID_VirtualBox)},
+                                                     {L"TypeLib", L"Version", typeLibraryVersion}});
+        entries.push_back(std::move(entry));
+    }
 }
 
-std::vector<Entry> allEntries()
+std::vector<Entry> allEntries(Marshaller marshaller)
 {
     std::vector<Entry> entries{
-        classEntry(CLSID_VirtualBox, L"VirtualBox (vboxsim)", L"vboxsim-svc.exe"),
-        libraryEntry(CLSID_Session, L"VirtualBox session (vboxsim)", L"vboxsim-session.dll"),
-#ifdef TRAVIK_IDENTITY_STOCK61
-        libraryEntry(CLSID_VirtualBoxClient, L"VirtualBox client (vboxsim)", L"vboxsim-session.dll"),
-#endif
         classEntry(controlClass, L"vboxsim control", L"vboxsim-svc.exe"),
         classEntry(sessionsClass, L"vboxsim sessions", L"vboxsim-svc.exe"),
-        libraryEntry(proxyClass, L"vboxsim proxies", L"vboxsim-ps.dll"),
+        libraryEntry(sessionReturnClass, L"vboxsim session reference", L"vboxsim-session.dll"),
+        libraryEntry(proxyClass, L"vboxsim proxies", proxyFile),
+        typeLibraryEntry(),
     };
-    addProgramName(entries, L"VirtualBox.VirtualBox", CLSID_VirtualBox);
-    addProgramName(entries, L"VirtualBox.Session", CLSID_Session);
-    addInterfaces(entries);
+    addVirtualBoxClass(entries, classEntry(CLSID_VirtualBox, L"VirtualBox (vboxsim)", L"vboxsim-svc.exe"),
+                       CLSID_VirtualBox, L"VirtualBox.VirtualBox");
+    addVirtualBoxClass(entries, libraryEntry(CLSID_Session, L"VirtualBox session (vboxsim)", L"vboxsim-session.dll"),
+                       CLSID_Session, L"VirtualBox.Session");
+#ifdef TRAVIK_IDENTITY_STOCK61
+    addVirtualBoxClass(entries,
+                       libraryEntry(CLSID_VirtualBoxClient, L"VirtualBox client (vboxsim)", L"vboxsim-session.dll"),
+                       CLSID_VirtualBoxClient, L"VirtualBox.VirtualBoxClient");
+#endif
+    addInterfaces(entries, marshaller);
     return entries;
 }
 
@@ -221,17 +264,17 @@ Registered registered()
     return found;
 }
 
-void registerStandIn(bool force)
+void registerStandIn(bool force, Marshaller marshaller)
 {
     if (registered() == Registered::Foreign && !force)
         throw std::runtime_error("another VirtualBox is registered here; --force replaces it until 'unregister'");
-    for (const Entry& entry : allEntries())
+    for (const Entry& entry : allEntries(marshaller))
         write(entry);
 }
 
 void unregisterStandIn()
 {
-    for (const Entry& entry : allEntries())
+    for (const Entry& entry : allEntries(Marshaller::Own))
         erase(entry);
     RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\vboxsim");
 }

@@ -52,6 +52,11 @@ HRESULT ApplianceObject::get_Path(BSTR* path)
     return get(L"IAppliance::get_Path", path, [&] { return data_->path; });
 }
 
+HRESULT ApplianceObject::get_Disks(SAFEARRAY** disks)
+{
+    return get(L"IAppliance::get_Disks", disks, [&] { return diskTexts(*data_); });
+}
+
 HRESULT ApplianceObject::get_VirtualSystemDescriptions(SAFEARRAY** descriptions)
 {
     return get(L"IAppliance::get_VirtualSystemDescriptions", descriptions, [&] {

@@ -12,6 +12,7 @@ public:
     explicit ApplianceObject(Server& server) : Object(server) {}
 
     HRESULT STDMETHODCALLTYPE get_Path(BSTR* path) override;
+    HRESULT STDMETHODCALLTYPE get_Disks(SAFEARRAY** disks) override;
     HRESULT STDMETHODCALLTYPE get_VirtualSystemDescriptions(SAFEARRAY** descriptions) override;
     HRESULT STDMETHODCALLTYPE get_Machines(SAFEARRAY** machines) override;
     HRESULT STDMETHODCALLTYPE Read(BSTR file, IProgress** progress) override;

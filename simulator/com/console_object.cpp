@@ -22,13 +22,40 @@ HRESULT ConsoleObject::get_State(ULONG* state)
 HRESULT ConsoleObject::get_SharedFolders(SAFEARRAY** folders)
 {
     return get(L"IConsole::get_SharedFolders", folders,
-               [&] { return sharedFolderObjects(server(), view_.vm().sharedFolders); });
+               [&] { return sharedFolderObjects(server(), view_, view_.vm().sharedFolders); });
 }
 
 HRESULT ConsoleObject::get_EventSource(IEventSource** source)
 {
     return get(L"IConsole::get_EventSource", source,
                [&] { return make<EventSourceObject>(server(), view_.vm().events); });
+}
+
+// No guest runs that would notice any of these.
+
+HRESULT ConsoleObject::Reset()
+{
+    return call(L"IConsole::Reset", [&] { requireRunning(*view_.machine()); });
+}
+
+HRESULT ConsoleObject::PowerButton()
+{
+    return call(L"IConsole::PowerButton", [&] { requireRunning(*view_.machine()); });
+}
+
+HRESULT ConsoleObject::SleepButton()
+{
+    return call(L"IConsole::SleepButton", [&] { requireRunning(*view_.machine()); });
+}
+
+HRESULT ConsoleObject::GetPowerButtonHandled(BOOL* handled)
+{
+    return get(L"IConsole::GetPowerButtonHandled", handled, [] { return false; });
+}
+
+HRESULT ConsoleObject::GetGuestEnteredACPIMode(BOOL* entered)
+{
+    return get(L"IConsole::GetGuestEnteredACPIMode", entered, [] { return false; });
 }
 
 HRESULT ConsoleObject::PowerDown(IProgress** progress)

@@ -14,6 +14,11 @@ public:
     HRESULT STDMETHODCALLTYPE get_State(ULONG* state) override;
     HRESULT STDMETHODCALLTYPE get_SharedFolders(SAFEARRAY** folders) override;
     HRESULT STDMETHODCALLTYPE get_EventSource(IEventSource** source) override;
+    HRESULT STDMETHODCALLTYPE Reset() override;
+    HRESULT STDMETHODCALLTYPE PowerButton() override;
+    HRESULT STDMETHODCALLTYPE SleepButton() override;
+    HRESULT STDMETHODCALLTYPE GetPowerButtonHandled(BOOL* handled) override;
+    HRESULT STDMETHODCALLTYPE GetGuestEnteredACPIMode(BOOL* entered) override;
     HRESULT STDMETHODCALLTYPE PowerDown(IProgress** progress) override;
     HRESULT STDMETHODCALLTYPE Pause() override;
     HRESULT STDMETHODCALLTYPE Resume() override;

@@ -1,6 +1,17 @@
 #include "com/error_info.h"
 
+#include "base/text.h"
+
 namespace VBoxSim {
+
+HRESULT ErrorInfo::QueryInterface(REFIID id, void** out)
+{
+    if (!out || id != errorContentsId)
+        return Object::QueryInterface(id, out);
+    *out = const_cast<ErrorContents*>(&contents_);
+    AddRef();
+    return S_OK;
+}
 
 HRESULT ErrorInfo::GetGUID(GUID* id)
 {
@@ -45,7 +56,7 @@ HRESULT ErrorInfo::get_InterfaceID(BSTR* id)
     return get(L"IVirtualBoxErrorInfo::get_InterfaceID", id, [&] {
         wchar_t text[40];
         StringFromGUID2(interfaceId_, text, 40);
-        return std::wstring(text);
+        return toLower(std::wstring(text + 1, 36)); // without the braces
     });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "com/object.h"
+#include "control/error_contents.h"
 
 namespace VBoxSim {
 
@@ -13,6 +14,7 @@ public:
         : Object(server), failure_(std::move(failure)), component_(std::move(component)), interfaceId_(interfaceId)
     {}
 
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
     HRESULT STDMETHODCALLTYPE GetGUID(GUID* id) override;
     HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) override;
     HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) override;
@@ -32,6 +34,7 @@ private:
     Failure failure_;
     std::wstring component_;
     GUID interfaceId_;
+    const ErrorContents contents_{interfaceId_, failure_.code(), component_.c_str(), failure_.text().c_str()};
 };
 
 /// The component name that VirtualBox's error objects give for a call.

@@ -13,6 +13,7 @@ public:
     HRESULT STDMETHODCALLTYPE CreateListener(IEventListener** listener) override;
     HRESULT STDMETHODCALLTYPE RegisterListener(IEventListener* listener, SAFEARRAY* types, BOOL active) override;
     HRESULT STDMETHODCALLTYPE UnregisterListener(IEventListener* listener) override;
+    HRESULT STDMETHODCALLTYPE FireEvent(IEvent* event, LONG timeout, BOOL* processed) override;
     HRESULT STDMETHODCALLTYPE GetEvent(IEventListener* listener, LONG timeout, IEvent** event) override;
     HRESULT STDMETHODCALLTYPE EventProcessed(IEventListener* listener, IEvent* event) override;
 

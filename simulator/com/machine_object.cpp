@@ -1,5 +1,6 @@
 #include "com/machine_object.h"
 
+#include "base/files.h"
 #include "com/audio_adapter_object.h"
 #include "com/error_info.h"
 #include "com/medium_object.h"
@@ -153,6 +154,18 @@ HRESULT MachineObject::GetEffectiveParavirtProvider(ULONG* provider)
     return get(L"IMachine::GetEffectiveParavirtProvider", provider, [&] { return view_.effectiveParavirtProvider(); });
 }
 
+HRESULT MachineObject::SetBootOrder(ULONG position, ULONG device)
+{
+    return call(
+        L"IMachine::SetBootOrder", [&] { view_.setBootDevice(position, device); }, position, device);
+}
+
+HRESULT MachineObject::GetBootOrder(ULONG position, ULONG* device)
+{
+    return get(
+        L"IMachine::GetBootOrder", device, [&] { return view_.bootDevice(position); }, position);
+}
+
 HRESULT MachineObject::get_SnapshotFolder(BSTR* folder)
 {
     return get(L"IMachine::get_SnapshotFolder", folder, [&] { return view_.snapshotFolder(); });
@@ -232,6 +245,51 @@ HRESULT MachineObject::LaunchVMProcess(ISession* session, BSTR frontEnd, SAFEARR
 }
 
 // ---- the settings file
+
+void MachineObject::requireSession() const
+{
+    if (!view_.machine()->registered)
+        throw Failure(Result::notImplemented, L"The machine is not registered");
+    view_.requireMutable();
+}
+
+HRESULT MachineObject::get_StateFilePath(BSTR* path)
+{
+    return get(L"IMachine::get_StateFilePath", path, [&] {
+        const std::wstring& file = view_.settings().stateFile;
+        return file.empty() ? file : Files::resolve(Files::folderOf(view_.machine()->file), file);
+    });
+}
+
+HRESULT MachineObject::SaveState(IProgress** progress)
+{
+    return get(L"IMachine::SaveState", progress, [&] {
+        requireSession();
+        return make<ProgressObject>(server(), saveState(host(), view_.machine()));
+    });
+}
+
+HRESULT MachineObject::AdoptSavedState(BSTR file)
+{
+    return call(
+        L"IMachine::AdoptSavedState",
+        [&] {
+            requireSession();
+            adoptSavedState(host(), *view_.machine(), textOf(file));
+        },
+        file);
+}
+
+HRESULT MachineObject::DiscardSavedState(BOOL removeFile)
+{
+    return call(
+        L"IMachine::DiscardSavedState",
+        [&] {
+            requireSession();
+            discardSavedState(host(), *view_.machine(), removeFile != FALSE);
+        },
+        removeFile);
+}
 
 HRESULT MachineObject::get_SettingsFilePath(BSTR* path)
 {

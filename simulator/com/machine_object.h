@@ -34,6 +34,8 @@ public:
     HRESULT STDMETHODCALLTYPE get_ParavirtProvider(ULONG* provider) override;
     HRESULT STDMETHODCALLTYPE put_ParavirtProvider(ULONG provider) override;
     HRESULT STDMETHODCALLTYPE GetEffectiveParavirtProvider(ULONG* provider) override;
+    HRESULT STDMETHODCALLTYPE SetBootOrder(ULONG position, ULONG device) override;
+    HRESULT STDMETHODCALLTYPE GetBootOrder(ULONG position, ULONG* device) override;
     HRESULT STDMETHODCALLTYPE get_SnapshotFolder(BSTR* folder) override;
     HRESULT STDMETHODCALLTYPE get_SnapshotCount(ULONG* count) override;
     HRESULT STDMETHODCALLTYPE get_LogFolder(BSTR* folder) override;
@@ -51,6 +53,10 @@ public:
                                               IProgress** progress) override;
 
     // The settings file.
+    HRESULT STDMETHODCALLTYPE get_StateFilePath(BSTR* path) override;
+    HRESULT STDMETHODCALLTYPE SaveState(IProgress** progress) override;
+    HRESULT STDMETHODCALLTYPE AdoptSavedState(BSTR file) override;
+    HRESULT STDMETHODCALLTYPE DiscardSavedState(BOOL removeFile) override;
     HRESULT STDMETHODCALLTYPE get_SettingsFilePath(BSTR* path) override;
     HRESULT STDMETHODCALLTYPE get_SettingsModified(BOOL* modified) override;
     HRESULT STDMETHODCALLTYPE SaveSettings() override;
@@ -64,6 +70,9 @@ public:
     HRESULT STDMETHODCALLTYPE get_StorageControllers(SAFEARRAY** controllers) override;
     HRESULT STDMETHODCALLTYPE AddStorageController(BSTR name, ULONG bus, IStorageController** controller) override;
     HRESULT STDMETHODCALLTYPE GetStorageControllerByName(BSTR name, IStorageController** controller) override;
+    HRESULT STDMETHODCALLTYPE GetStorageControllerByInstance(ULONG bus, ULONG instance,
+                                                             IStorageController** controller) override;
+    HRESULT STDMETHODCALLTYPE SetStorageControllerBootable(BSTR name, BOOL bootable) override;
     HRESULT STDMETHODCALLTYPE RemoveStorageController(BSTR name) override;
     HRESULT STDMETHODCALLTYPE AttachDevice(BSTR controller, LONG port, LONG device, ULONG type,
                                            IMedium* medium) override;
@@ -71,6 +80,9 @@ public:
     HRESULT STDMETHODCALLTYPE DetachDevice(BSTR controller, LONG port, LONG device) override;
     HRESULT STDMETHODCALLTYPE NonRotationalDevice(BSTR controller, LONG port, LONG device, BOOL nonRotational) override;
     HRESULT STDMETHODCALLTYPE SetAutoDiscardForDevice(BSTR controller, LONG port, LONG device, BOOL discard) override;
+    HRESULT STDMETHODCALLTYPE MountMedium(BSTR controller, LONG port, LONG device, IMedium* medium,
+                                          BOOL force) override;
+    HRESULT STDMETHODCALLTYPE UnmountMedium(BSTR controller, LONG port, LONG device, BOOL force) override;
     HRESULT STDMETHODCALLTYPE GetMedium(BSTR controller, LONG port, LONG device, IMedium** medium) override;
     HRESULT STDMETHODCALLTYPE GetMediumAttachmentsOfController(BSTR controller, SAFEARRAY** attachments) override;
     HRESULT STDMETHODCALLTYPE GetMediumAttachment(BSTR controller, LONG port, LONG device,
@@ -98,6 +110,8 @@ public:
 
 private:
     void checkUsable() const override { view_.checkUsable(); }
+    /// Saved states are made and dropped through the machine of a session.
+    void requireSession() const;
 
     const MachineView view_;
 };

@@ -7,7 +7,7 @@ namespace VBoxSim {
 HRESULT MachineObject::get_SharedFolders(SAFEARRAY** folders)
 {
     return get(L"IMachine::get_SharedFolders", folders,
-               [&] { return sharedFolderObjects(server(), view_.settings().sharedFolders); });
+               [&] { return sharedFolderObjects(server(), view_, view_.settings().sharedFolders); });
 }
 
 HRESULT MachineObject::CreateSharedFolder(BSTR name, BSTR hostPath, BOOL writable, BOOL autoMount, BSTR mountPoint)
@@ -42,7 +42,12 @@ HRESULT MachineObject::SetExtraData(BSTR key, BSTR value)
 {
     return call(
         L"IMachine::SetExtraData",
-        [&] { host().machines().setExtraData(*view_.machine(), textOf(key), textOf(value)); }, key, value);
+        [&](HostLock& lock) {
+            host().machines().requireConsent(lock, view_.machine().get(), textOf(key), textOf(value));
+            checkUsable(); // it may have become another while the listeners were asked
+            host().machines().setExtraData(*view_.machine(), textOf(key), textOf(value));
+        },
+        key, value);
 }
 
 HRESULT MachineObject::GetGuestProperty(BSTR name, BSTR* value, LONG64* timestamp, BSTR* flags)

@@ -3,6 +3,7 @@
 #include "com/medium_object.h"
 #include "com/storage_objects.h"
 #include "host/device_views.h"
+#include "host/mounting.h"
 
 namespace VBoxSim {
 
@@ -47,6 +48,24 @@ HRESULT MachineObject::GetStorageControllerByName(BSTR name, IStorageController*
             return make<StorageControllerObject>(server(), StorageControllerView(view_, found));
         },
         name);
+}
+
+HRESULT MachineObject::GetStorageControllerByInstance(ULONG bus, ULONG instance, IStorageController** controller)
+{
+    return get(
+        L"IMachine::GetStorageControllerByInstance", controller,
+        [&] {
+            const std::wstring found = view_.controller(bus, instance).name;
+            return make<StorageControllerObject>(server(), StorageControllerView(view_, found));
+        },
+        bus, instance);
+}
+
+HRESULT MachineObject::SetStorageControllerBootable(BSTR name, BOOL bootable)
+{
+    return call(
+        L"IMachine::SetStorageControllerBootable", [&] { view_.setBootable(textOf(name), bootable != FALSE); }, name,
+        bootable);
 }
 
 HRESULT MachineObject::RemoveStorageController(BSTR name)
@@ -103,6 +122,26 @@ HRESULT MachineObject::SetAutoDiscardForDevice(BSTR controller, LONG port, LONG 
             view_.setDiscard({textOf(controller), port, device}, discard != FALSE);
         },
         controller, port, device, discard);
+}
+
+HRESULT MachineObject::MountMedium(BSTR controller, LONG port, LONG device, IMedium* medium, BOOL force)
+{
+    return call(
+        L"IMachine::MountMedium",
+        [&] {
+            mountMedium(view_, {textOf(controller), port, device}, medium ? mediumOf(medium) : nullptr);
+        },
+        controller, port, device, medium, force);
+}
+
+HRESULT MachineObject::UnmountMedium(BSTR controller, LONG port, LONG device, BOOL force)
+{
+    return call(
+        L"IMachine::UnmountMedium",
+        [&] {
+            mountMedium(view_, {textOf(controller), port, device}, nullptr);
+        },
+        controller, port, device, force);
 }
 
 HRESULT MachineObject::GetMedium(BSTR controller, LONG port, LONG device, IMedium** medium)

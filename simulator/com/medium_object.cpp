@@ -2,6 +2,7 @@
 
 #include "base/files.h"
 #include "com/progress_object.h"
+#include "host/medium_creation.h"
 
 namespace VBoxSim {
 
@@ -159,6 +160,20 @@ HRESULT MediumObject::RefreshState(ULONG* state)
 HRESULT MediumObject::Close()
 {
     return call(L"IMedium::Close", [&] { host().media().close(medium_); });
+}
+
+HRESULT MediumObject::CreateBaseStorage(LONG64 size, SAFEARRAY* variant, IProgress** progress)
+{
+    return get(
+        L"IMedium::CreateBaseStorage", progress,
+        [&] {
+            std::uint32_t flags = 0;
+            for (const std::int32_t flag : numbersOf(variant))
+                flags |= static_cast<std::uint32_t>(flag);
+            const ComPtr<IUnknown> self(static_cast<IMedium*>(this));
+            return make<ProgressObject>(server(), createBaseStorage(host(), medium_, size, flags), self);
+        },
+        size, variant);
 }
 
 HRESULT MediumObject::DeleteStorage(IProgress** progress)

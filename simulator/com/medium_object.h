@@ -33,6 +33,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_MachineIds(SAFEARRAY** ids) override;
     HRESULT STDMETHODCALLTYPE RefreshState(ULONG* state) override;
     HRESULT STDMETHODCALLTYPE Close() override;
+    HRESULT STDMETHODCALLTYPE CreateBaseStorage(LONG64 size, SAFEARRAY* variant, IProgress** progress) override;
     HRESULT STDMETHODCALLTYPE DeleteStorage(IProgress** progress) override;
 
     const wchar_t* typeName() const override { return L"IMedium"; }

@@ -31,12 +31,34 @@ private:
     const NetworkAdapterView view_;
 };
 
-/// The port forwarding of an adapter, whatever the adapter is attached to.
+/// The NAT engine of an adapter, whatever the adapter is attached to.
 class NatEngineObject : public Object<NatEngineObject, INATEngine>
 {
 public:
     NatEngineObject(Server& server, NetworkAdapterView view) : Object(server), view_(std::move(view)) {}
 
+    HRESULT STDMETHODCALLTYPE get_Network(BSTR* value) override;
+    HRESULT STDMETHODCALLTYPE put_Network(BSTR value) override;
+    HRESULT STDMETHODCALLTYPE get_HostIP(BSTR* value) override;
+    HRESULT STDMETHODCALLTYPE put_HostIP(BSTR value) override;
+    HRESULT STDMETHODCALLTYPE get_TFTPPrefix(BSTR* value) override;
+    HRESULT STDMETHODCALLTYPE put_TFTPPrefix(BSTR value) override;
+    HRESULT STDMETHODCALLTYPE get_TFTPBootFile(BSTR* value) override;
+    HRESULT STDMETHODCALLTYPE put_TFTPBootFile(BSTR value) override;
+    HRESULT STDMETHODCALLTYPE get_TFTPNextServer(BSTR* value) override;
+    HRESULT STDMETHODCALLTYPE put_TFTPNextServer(BSTR value) override;
+    HRESULT STDMETHODCALLTYPE get_AliasMode(ULONG* mode) override;
+    HRESULT STDMETHODCALLTYPE put_AliasMode(ULONG mode) override;
+    HRESULT STDMETHODCALLTYPE get_DNSPassDomain(BOOL* value) override;
+    HRESULT STDMETHODCALLTYPE put_DNSPassDomain(BOOL value) override;
+    HRESULT STDMETHODCALLTYPE get_DNSProxy(BOOL* value) override;
+    HRESULT STDMETHODCALLTYPE put_DNSProxy(BOOL value) override;
+    HRESULT STDMETHODCALLTYPE get_DNSUseHostResolver(BOOL* value) override;
+    HRESULT STDMETHODCALLTYPE put_DNSUseHostResolver(BOOL value) override;
+    HRESULT STDMETHODCALLTYPE SetNetworkSettings(ULONG mtu, ULONG socketSend, ULONG socketReceive, ULONG tcpWindowSend,
+                                                 ULONG tcpWindowReceive) override;
+    HRESULT STDMETHODCALLTYPE GetNetworkSettings(ULONG* mtu, ULONG* socketSend, ULONG* socketReceive,
+                                                 ULONG* tcpWindowSend, ULONG* tcpWindowReceive) override;
     HRESULT STDMETHODCALLTYPE get_Redirects(SAFEARRAY** redirects) override;
     HRESULT STDMETHODCALLTYPE AddRedirect(BSTR name, ULONG protocol, BSTR hostIp, USHORT hostPort, BSTR guestIp,
                                           USHORT guestPort) override;
@@ -46,6 +68,8 @@ public:
 
 private:
     void checkUsable() const override { view_.machine().checkUsable(); }
+
+    void setText(std::wstring NatSettings::*member, BSTR value) const;
 
     const NetworkAdapterView view_;
 };

@@ -11,6 +11,7 @@
 #include "com/interface_keeper.h"
 #include "com/server.h"
 #include "com/values.h"
+#include "late_binding/late_bound.h"
 #include "vboxsim_control_defaults.h"
 #include "virtualbox_defaults.h"
 
@@ -28,7 +29,7 @@ std::wstring describeAll(const Parts&... parts)
 /// `Bases` are the interfaces that `Interface` derives from, IDispatch and IUnknown aside. A class that other calls
 /// must recognise as an argument has a member `static constexpr GUID implementationId`.
 template <class Derived, class Interface, class... Bases>
-class Object : public Defaults<Interface>, public IExternalConnection, public ISupportErrorInfo, public Counted
+class Object : public LateBound<Interface>, public IExternalConnection, public ISupportErrorInfo, public Counted
 {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
@@ -86,7 +87,12 @@ public:
         return connections_;
     }
 
-    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override
+    {
+        const bool supported = id == __uuidof(Interface) || ((id == __uuidof(Bases)) || ...) || id == IID_IMarshal ||
+                               (hasDispatch && id == IID_IDispatch);
+        return supported ? S_OK : S_FALSE;
+    }
 
 protected:
     explicit Object(Server& server) : Counted(server.clients), server_(server)

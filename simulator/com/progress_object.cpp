@@ -1,6 +1,7 @@
 #include "com/progress_object.h"
 
 #include "com/error_info.h"
+#include "com/event_objects.h"
 
 namespace VBoxSim {
 
@@ -16,7 +17,7 @@ HRESULT ProgressObject::get_Description(BSTR* description)
 
 HRESULT ProgressObject::get_Initiator(IUnknown** initiator)
 {
-    return get(L"IProgress::get_Initiator", initiator, [] { return nullptr; });
+    return get(L"IProgress::get_Initiator", initiator, [&] { return initiator_; });
 }
 
 HRESULT ProgressObject::get_Cancelable(BOOL* cancelable)
@@ -91,6 +92,12 @@ HRESULT ProgressObject::put_Timeout(ULONG milliseconds)
 {
     return call(
         L"IProgress::put_Timeout", [&] { progress_->setTimeout(milliseconds); }, milliseconds);
+}
+
+HRESULT ProgressObject::get_EventSource(IEventSource** source)
+{
+    return get(L"IProgress::get_EventSource", source,
+               [&] { return make<EventSourceObject>(server(), progress_->events()); });
 }
 
 HRESULT ProgressObject::WaitForCompletion(LONG timeout)

@@ -8,7 +8,10 @@ namespace VBoxSim {
 class ProgressObject : public Object<ProgressObject, IProgress>
 {
 public:
-    ProgressObject(Server& server, ProgressPtr progress) : Object(server), progress_(std::move(progress)) {}
+    /// The initiator is the object that started the operation, where VirtualBox tells it.
+    ProgressObject(Server& server, ProgressPtr progress, ComPtr<IUnknown> initiator = nullptr)
+        : Object(server), progress_(std::move(progress)), initiator_(std::move(initiator))
+    {}
 
     HRESULT STDMETHODCALLTYPE get_Id(BSTR* id) override;
     HRESULT STDMETHODCALLTYPE get_Description(BSTR* description) override;
@@ -27,6 +30,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_OperationWeight(ULONG* weight) override;
     HRESULT STDMETHODCALLTYPE get_Timeout(ULONG* milliseconds) override;
     HRESULT STDMETHODCALLTYPE put_Timeout(ULONG milliseconds) override;
+    HRESULT STDMETHODCALLTYPE get_EventSource(IEventSource** source) override;
     HRESULT STDMETHODCALLTYPE WaitForCompletion(LONG timeout) override;
     HRESULT STDMETHODCALLTYPE WaitForOperationCompletion(ULONG operation, LONG timeout) override;
     HRESULT STDMETHODCALLTYPE Cancel() override;
@@ -35,6 +39,7 @@ public:
 
 private:
     const ProgressPtr progress_;
+    const ComPtr<IUnknown> initiator_;
 };
 
 } // namespace VBoxSim

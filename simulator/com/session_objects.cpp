@@ -11,6 +11,54 @@ SessionPtr SessionService::locked(BSTR session) const
     return host().sessions().demandLocked(textOf(session));
 }
 
+HRESULT SessionReference::QueryInterface(REFIID id, void** out)
+{
+    if (!out || id != IID_IMarshal)
+        return Object::QueryInterface(id, out);
+    *out = static_cast<IMarshal*>(this);
+    AddRef();
+    return S_OK;
+}
+
+std::wstring SessionReference::session() const
+{
+    wchar_t text[40];
+    StringFromGUID2(packet_.session, text, 40);
+    return text;
+}
+
+HRESULT SessionReference::GetUnmarshalClass(REFIID, void*, DWORD, void*, DWORD, CLSID* unmarshaler)
+{
+    *unmarshaler = sessionReturnClass;
+    return S_OK;
+}
+
+HRESULT SessionReference::GetMarshalSizeMax(REFIID, void*, DWORD, void*, DWORD, DWORD* size)
+{
+    *size = sizeof packet_;
+    return S_OK;
+}
+
+HRESULT SessionReference::MarshalInterface(IStream* stream, REFIID, void*, DWORD, void*, DWORD)
+{
+    return stream->Write(&packet_, sizeof packet_, nullptr);
+}
+
+HRESULT SessionReference::UnmarshalInterface(IStream*, REFIID, void**)
+{
+    return E_NOTIMPL; // the client's part
+}
+
+HRESULT SessionReference::ReleaseMarshalData(IStream*)
+{
+    return S_OK;
+}
+
+HRESULT SessionReference::DisconnectObject(DWORD)
+{
+    return S_OK;
+}
+
 HRESULT SessionService::GetState(BSTR session, ULONG* state)
 {
     return get(
@@ -63,6 +111,11 @@ HRESULT SessionService::Unlock(BSTR session)
 {
     return call(
         L"ISession::UnlockMachine", [&] { unlockSession(host(), locked(session)); }, session);
+}
+
+HRESULT SessionService::GetProcess(ULONG* process)
+{
+    return get(L"ISimSessions::GetProcess", process, [] { return GetCurrentProcessId(); });
 }
 
 HRESULT SessionService::Close(BSTR session)

@@ -1,28 +1,41 @@
 #pragma once
 
 #include "com/object.h"
+#include "identity.h"
 
 namespace VBoxSim {
 
-/// What a session object of a client became on its way into the server: its identifier and its process.
-class SessionReference : public Object<SessionReference, ISession>
+/// What a session object of a client became on its way into the server: its identifier and its process. Passed back, as
+/// the variables of scripts are, it becomes the client's object again.
+class SessionReference : public Object<SessionReference, ISession>, public IMarshal
 {
 public:
     static constexpr GUID implementationId{
         0x6E0B7C54, 0x2D7A, 0x4F0C, {0x9A, 0x83, 0x5B, 0x1E, 0x4C, 0x2D, 0x9F, 0x21}};
 
-    SessionReference(Server& server, std::wstring session, DWORD process)
-        : Object(server), session_(std::move(session)), process_(process)
-    {}
+    SessionReference(Server& server, const SessionPacket& packet) : Object(server), packet_(packet) {}
 
-    const std::wstring& session() const { return session_; }
-    DWORD process() const { return process_; }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override { return Object::AddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return Object::Release(); }
+
+    HRESULT STDMETHODCALLTYPE GetUnmarshalClass(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
+                                                CLSID* unmarshaler) override;
+    HRESULT STDMETHODCALLTYPE GetMarshalSizeMax(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
+                                                DWORD* size) override;
+    HRESULT STDMETHODCALLTYPE MarshalInterface(IStream* stream, REFIID id, void* object, DWORD context, void* reserved,
+                                               DWORD flags) override;
+    HRESULT STDMETHODCALLTYPE UnmarshalInterface(IStream* stream, REFIID id, void** object) override;
+    HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream* stream) override;
+    HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD reserved) override;
+
+    std::wstring session() const;
+    DWORD process() const { return packet_.process; }
     const wchar_t* typeName() const override { return L"ISession"; }
     bool isOwn() const override { return true; }
 
 private:
-    std::wstring session_;
-    DWORD process_;
+    SessionPacket packet_;
 };
 
 /// What the session class in the clients' processes asks.
@@ -39,6 +52,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetConsole(BSTR session, IConsole** console) override;
     HRESULT STDMETHODCALLTYPE Unlock(BSTR session) override;
     HRESULT STDMETHODCALLTYPE Close(BSTR session) override;
+    HRESULT STDMETHODCALLTYPE GetProcess(ULONG* process) override;
 
     const wchar_t* typeName() const override { return L"ISimSessions"; }
     bool isOwn() const override { return true; }

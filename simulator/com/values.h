@@ -118,13 +118,24 @@ inline void store(SAFEARRAY** out, const std::vector<LONG64>& numbers)
 
 // Reading array arguments: an absent array, another element type or more than one dimension act as an empty one.
 
+/// Whether the elements can be read as such. Wine's automation marshaller loses their type: then their size must do,
+/// and an array that cannot be what the call takes is refused, because taken for empty it would change what the call
+/// does.
+template <class Element>
+bool holds(SAFEARRAY* array, std::initializer_list<VARTYPE> types)
+{
+    VARTYPE type = VT_EMPTY;
+    if (SUCCEEDED(SafeArrayGetVartype(array, &type)) && type != VT_EMPTY)
+        return std::find(types.begin(), types.end(), type) != types.end();
+    if (SafeArrayGetElemsize(array) != sizeof(Element))
+        throw Failure(Result::invalidArgument, L"The kind of the array's elements cannot be known");
+    return true;
+}
+
 template <class Element, class Use>
 void forEachElement(SAFEARRAY* array, std::initializer_list<VARTYPE> types, Use&& use)
 {
-    VARTYPE type = VT_EMPTY;
-    if (!array || SafeArrayGetDim(array) != 1 || FAILED(SafeArrayGetVartype(array, &type)))
-        return;
-    if (std::find(types.begin(), types.end(), type) == types.end() || !array->pvData)
+    if (!array || SafeArrayGetDim(array) != 1 || !holds<Element>(array, types) || !array->pvData)
         return;
     const auto* data = static_cast<const Element*>(array->pvData);
     for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)

@@ -6,6 +6,7 @@
 #include "com/machine_object.h"
 #include "com/medium_object.h"
 #include "com/system_objects.h"
+#include "host/medium_creation.h"
 #include "host/version.h"
 
 namespace VBoxSim {
@@ -23,7 +24,8 @@ HRESULT VirtualBoxObject::get_Version(BSTR* version)
 
 HRESULT VirtualBoxObject::get_VersionNormalized(BSTR* version)
 {
-    return get(L"IVirtualBox::get_VersionNormalized", version, [&] { return host().scenario().version; });
+    return get(L"IVirtualBox::get_VersionNormalized", version,
+               [&] { return normalizedVersion(host().scenario().version); });
 }
 
 HRESULT VirtualBoxObject::get_Revision(ULONG* revision)
@@ -44,6 +46,16 @@ HRESULT VirtualBoxObject::get_APIVersion(BSTR* version)
 HRESULT VirtualBoxObject::get_APIRevision(LONG64* revision)
 {
     return get(L"IVirtualBox::get_APIRevision", revision, [&] { return apiRevision(host().scenario().version); });
+}
+
+HRESULT VirtualBoxObject::get_GuestOSTypes(SAFEARRAY** types)
+{
+    return get(L"IVirtualBox::get_GuestOSTypes", types, [&] {
+        Interfaces<IGuestOSType> found;
+        for (const GuestOsType& type : guestOsTypes())
+            found.push_back(make<GuestOsTypeObject>(server(), type));
+        return found;
+    });
 }
 
 HRESULT VirtualBoxObject::get_HomeFolder(BSTR* folder)
@@ -167,6 +179,16 @@ HRESULT VirtualBoxObject::CreateAppliance(IAppliance** appliance)
     return get(L"IVirtualBox::CreateAppliance", appliance, [&] { return make<ApplianceObject>(server()); });
 }
 
+HRESULT VirtualBoxObject::CreateMedium(BSTR format, BSTR location, ULONG accessMode, ULONG deviceType, IMedium** medium)
+{
+    return get(
+        L"IVirtualBox::CreateMedium", medium,
+        [&] {
+            return make<MediumObject>(server(), createMedium(host(), textOf(format), textOf(location), deviceType));
+        },
+        format, location, accessMode, deviceType);
+}
+
 HRESULT VirtualBoxObject::OpenMedium(BSTR location, ULONG deviceType, ULONG accessMode, BOOL forceNewUuid,
                                      IMedium** medium)
 {
@@ -209,7 +231,12 @@ HRESULT VirtualBoxObject::GetExtraData(BSTR key, BSTR* value)
 HRESULT VirtualBoxObject::SetExtraData(BSTR key, BSTR value)
 {
     return call(
-        L"IVirtualBox::SetExtraData", [&] { host().machines().setExtraData(textOf(key), textOf(value)); }, key, value);
+        L"IVirtualBox::SetExtraData",
+        [&](HostLock& lock) {
+            host().machines().requireConsent(lock, nullptr, textOf(key), textOf(value));
+            host().machines().setExtraData(textOf(key), textOf(value));
+        },
+        key, value);
 }
 
 } // namespace VBoxSim

@@ -16,6 +16,7 @@ public:
     HRESULT STDMETHODCALLTYPE get_PackageType(BSTR* type) override;
     HRESULT STDMETHODCALLTYPE get_APIVersion(BSTR* version) override;
     HRESULT STDMETHODCALLTYPE get_APIRevision(LONG64* revision) override;
+    HRESULT STDMETHODCALLTYPE get_GuestOSTypes(SAFEARRAY** types) override;
     HRESULT STDMETHODCALLTYPE get_HomeFolder(BSTR* folder) override;
     HRESULT STDMETHODCALLTYPE get_SettingsFilePath(BSTR* path) override;
     HRESULT STDMETHODCALLTYPE get_Host(IHost** host) override;
@@ -33,6 +34,8 @@ public:
     HRESULT STDMETHODCALLTYPE GetMachineStates(SAFEARRAY* machines, SAFEARRAY** states) override;
 
     HRESULT STDMETHODCALLTYPE CreateAppliance(IAppliance** appliance) override;
+    HRESULT STDMETHODCALLTYPE CreateMedium(BSTR format, BSTR location, ULONG accessMode, ULONG deviceType,
+                                           IMedium** medium) override;
     HRESULT STDMETHODCALLTYPE OpenMedium(BSTR location, ULONG deviceType, ULONG accessMode, BOOL forceNewUuid,
                                          IMedium** medium) override;
     HRESULT STDMETHODCALLTYPE GetGuestOSType(BSTR id, IGuestOSType** type) override;

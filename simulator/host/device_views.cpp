@@ -1,5 +1,7 @@
 #include "host/device_views.h"
 
+#include <utility>
+
 #include "base/files.h"
 #include "base/text.h"
 #include "host/host.h"
@@ -71,19 +73,23 @@ void NetworkAdapterView::setCableConnected(bool connected) const
 
 void NetworkAdapterView::addRule(const NatRule& rule) const
 {
-    addRedirect(change(Allowed::OffOrRunning).rules, rule);
-    fireRedirect();
+    auto& rules = change(Allowed::OffOrRunning).rules;
+    addRedirect(rules, rule);
+    fireRedirect(rules.back(), false);
 }
 
 void NetworkAdapterView::removeRule(const std::wstring& name) const
 {
-    removeRedirect(change(Allowed::OffOrRunning).rules, name);
-    fireRedirect();
+    fireRedirect(removeRedirect(change(Allowed::OffOrRunning).rules, name), true);
 }
 
-void NetworkAdapterView::fireRedirect() const
+void NetworkAdapterView::fireRedirect(const NatRule& rule, bool removed) const
 {
-    machine_.host().fire(machineEvent(EventType::OnNATRedirect, *machine_.machine()));
+    Event event = machineEvent(EventType::OnNATRedirect, *machine_.machine());
+    event.slot = slot_;
+    event.flag = removed;
+    event.rule = rule;
+    machine_.host().fire(std::move(event));
 }
 
 void AudioAdapterView::setEnabled(bool enabled) const
@@ -173,7 +179,8 @@ void StorageControllerView::setPortCount(std::uint32_t count) const
     for (const AttachmentSettings& attachment : controller.attachments)
         if (static_cast<std::uint32_t>(attachment.port) >= count)
             throw Failure(Result::notSupported, L"A port beyond the new count has a device");
-    controller.portCount = count;
+    if (std::exchange(controller.portCount, count) != count)
+        machine_.fireControllerChanged(name_);
 }
 
 void StorageControllerView::setType(std::uint32_t type) const
@@ -181,7 +188,8 @@ void StorageControllerView::setType(std::uint32_t type) const
     StorageControllerSettings& controller = change();
     if (busOfControllerType(type) != controller.bus)
         throw Failure(Result::invalidArgument, L"Invalid controller type " + std::to_wstring(type));
-    controller.type = type;
+    if (std::exchange(controller.type, type) != type)
+        machine_.fireControllerChanged(name_);
 }
 
 void StorageControllerView::setUseHostIoCache(bool use) const
@@ -224,10 +232,24 @@ void ConsoleView::removeSharedFolder(const std::wstring& name) const
     keep(std::move(folders));
 }
 
+void ConsoleView::replaceSharedFolder(const SharedFolderSettings& folder) const
+{
+    requireSteady();
+    std::vector<SharedFolderSettings> folders = vm().sharedFolders;
+    VBoxSim::replaceSharedFolder(folders, folder);
+    keep(std::move(folders));
+}
+
+/// VirtualBox's Scope of folders that end with the machine's process.
+constexpr std::uint32_t sessionScope = 2;
+
 void ConsoleView::keep(std::vector<SharedFolderSettings> folders) const
 {
     lock_->vm->sharedFolders = std::move(folders);
-    lock_->vm->events->fire({EventType::OnSharedFolderChanged});
+    Event event;
+    event.type = EventType::OnSharedFolderChanged;
+    event.kind = sessionScope;
+    lock_->vm->events->fire(std::move(event));
 }
 
 } // namespace VBoxSim

@@ -29,10 +29,12 @@ public:
     // The port forwarding, whatever the adapter is attached to.
     void addRule(const NatRule& rule) const;
     void removeRule(const std::wstring& name) const;
+    /// The rest of the NAT engine, to change.
+    NatSettings& changeNat() const { return change(Allowed::OffOrRunning).nat; }
 
 private:
     NetworkAdapterSettings& change(Allowed allowed) const;
-    void fireRedirect() const;
+    void fireRedirect(const NatRule& rule, bool removed) const;
 
     MachineView machine_;
     std::uint32_t slot_;
@@ -94,6 +96,7 @@ public:
     void checkUsable() const;
     void createSharedFolder(const SharedFolderSettings& folder) const;
     void removeSharedFolder(const std::wstring& name) const;
+    void replaceSharedFolder(const SharedFolderSettings& folder) const;
 
 private:
     void requireSteady() const;

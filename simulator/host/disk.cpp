@@ -2,6 +2,7 @@
 
 #include "base/failure.h"
 #include "base/files.h"
+#include "images/creation.h"
 
 namespace VBoxSim {
 
@@ -56,6 +57,13 @@ void Disk::convertToVdi(ImageReader& source, const std::wstring& target, const s
 {
     admitChange(target);
     VBoxSim::convertToVdi(source, target, id, progress);
+}
+
+void Disk::createImage(const std::wstring& target, ImageFormat format, bool fixed, std::uint64_t bytes,
+                       const std::wstring& id)
+{
+    admitChange(target);
+    VBoxSim::createImage(target, format, fixed, bytes, id);
 }
 
 void Disk::setImageUuid(const std::wstring& file, const std::wstring& id, const std::wstring* parent)

@@ -24,11 +24,13 @@ public:
     bool removeEmptyFolder(const std::wstring& path);
     bool move(const std::wstring& from, const std::wstring& to);
 
-    // Images; see images/image.h.
+    // Images; see images/image.h and images/creation.h.
     void cloneImage(const std::wstring& source, const std::wstring& target, const std::wstring& id,
                     const ProgressCallback& progress);
     void convertToVdi(ImageReader& source, const std::wstring& target, const std::wstring& id,
                       const ProgressCallback& progress);
+    void createImage(const std::wstring& target, ImageFormat format, bool fixed, std::uint64_t bytes,
+                     const std::wstring& id);
     void setImageUuid(const std::wstring& file, const std::wstring& id, const std::wstring* parent = nullptr);
     std::vector<ImportedDisk> importDisks(const Appliance& appliance, const std::vector<DiskImport>& disks,
                                           CreatedFiles& created, const ProgressCallback& progress);

@@ -17,6 +17,14 @@ constexpr std::size_t mostPending = 500;
     throw Failure(Result::objectNotFound, L"Listener was never registered");
 }
 
+Event sourceChanged(bool added)
+{
+    Event event;
+    event.type = EventType::OnEventSourceChanged;
+    event.flag = added;
+    return event;
+}
+
 } // namespace
 
 bool Event::isWaitable() const
@@ -52,10 +60,10 @@ bool isInteresting(const std::vector<std::int32_t>& types, std::uint32_t event)
     }
 }
 
-void EventSource::fire(Event fired)
+EventPtr EventSource::fire(Event fired)
 {
     if (closed_)
-        return;
+        return nullptr;
     fired.source = shared_from_this();
     const auto event = std::make_shared<Event>(std::move(fired));
     const std::vector<RegistrationPtr> listeners = registrations_;
@@ -68,6 +76,7 @@ void EventSource::fire(Event fired)
             drop(registration);
     }
     monitor_.notify();
+    return event;
 }
 
 EventSource::RegistrationPtr EventSource::find(const void* listener) const
@@ -97,7 +106,7 @@ EventSource::RegistrationPtr EventSource::add(Listener listener, ClientId client
     registration->client = client;
     registration->types = std::move(types);
     registration->active = active;
-    fire({EventType::OnEventSourceChanged}); // the new one does not see it
+    fire(sourceChanged(true)); // the new one does not see it
     registrations_.push_back(registration);
     return registration;
 }
@@ -115,7 +124,7 @@ void EventSource::drop(const RegistrationPtr& registration)
 void EventSource::remove(const void* listener)
 {
     drop(demand(listener));
-    fire({EventType::OnEventSourceChanged});
+    fire(sourceChanged(false));
 }
 
 EventPtr EventSource::next(HostLock& lock, const void* listener, std::int32_t milliseconds)

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/monitor.h"
+#include "settings/machine_settings.h"
 #include "travik/vbox_types.h"
 
 namespace VBoxSim {
@@ -25,13 +26,27 @@ struct Event
     std::uint32_t type = EventType::Invalid;
     std::wstring machineId = {};
     std::uint32_t state = 0; ///< of the machine or of its session
-    bool flag = false;       ///< registered, temporary, fatal
+    bool flag = false;       ///< registered, temporary, fatal, removed, added
     std::wstring errorId = {};
     std::wstring message = {};
+    std::wstring key = {}; ///< of extra data; the name of a guest property
+    std::wstring value = {};
+    std::wstring flags = {}; ///< of a guest property
+    std::wstring mediumId = {};
+    std::uint32_t kind = 0; ///< the device type of a medium, the scope of a shared folder
+    std::uint32_t slot = 0; ///< of a network adapter
+    NatRule rule = {};
+    std::wstring controller = {};
+    AttachmentSettings attachment = {}; ///< to that controller
+    std::wstring progressId = {};
+    std::uint32_t percent = 0;
 
     std::shared_ptr<EventSource> source = nullptr;
     /// How many listeners have not marked it processed yet.
     std::size_t unprocessed = 0;
+    /// The reasons of those who are for what the event announces, and of those who are against it.
+    std::vector<std::wstring> approvals = {};
+    std::vector<std::wstring> vetoes = {};
 
     bool isWaitable() const;
 };
@@ -61,7 +76,8 @@ public:
 
     explicit EventSource(Monitor& monitor) : monitor_(monitor) {}
 
-    void fire(Event event);
+    /// Gives the event as it was sent; null when the source is closed.
+    EventPtr fire(Event event);
 
     /// Throws Failure(invalidArgument) for a listener that is registered already.
     RegistrationPtr add(Listener listener, ClientId client, std::vector<std::int32_t> types, bool active);

@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "travik/vbox_types.h"
 
 #ifdef _MSC_VER
@@ -51,6 +54,12 @@ MEMORYSTATUSEX memory()
     return status;
 }
 
+/// Where Windows notes what it found out about a processor.
+std::wstring processorKey(std::uint32_t processor)
+{
+    return L"HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\" + std::to_wstring(processor);
+}
+
 } // namespace
 
 bool processorHas(std::uint32_t feature)
@@ -82,6 +91,48 @@ std::uint32_t processorCount()
     SYSTEM_INFO info;
     GetSystemInfo(&info);
     return info.dwNumberOfProcessors;
+}
+
+std::uint32_t processorMegahertz(std::uint32_t processor)
+{
+    DWORD megahertz = 0, size = sizeof megahertz;
+    RegGetValueW(HKEY_LOCAL_MACHINE, processorKey(processor).c_str(), L"~MHz", RRF_RT_REG_DWORD, nullptr, &megahertz,
+                 &size);
+    return megahertz;
+}
+
+std::wstring processorDescription(std::uint32_t processor)
+{
+    wchar_t text[256] = L"";
+    DWORD size = sizeof text;
+    RegGetValueW(HKEY_LOCAL_MACHINE, processorKey(processor).c_str(), L"ProcessorNameString", RRF_RT_REG_SZ, nullptr,
+                 text, &size);
+    return text;
+}
+
+std::uint32_t coreCount()
+{
+    DWORD size = 0;
+    GetLogicalProcessorInformation(nullptr, &size);
+    std::vector<SYSTEM_LOGICAL_PROCESSOR_INFORMATION> parts(size / sizeof(SYSTEM_LOGICAL_PROCESSOR_INFORMATION));
+    if (parts.empty() || !GetLogicalProcessorInformation(parts.data(), &size))
+        return processorCount();
+    return static_cast<std::uint32_t>(std::count_if(
+        parts.begin(), parts.end(), [](const auto& part) { return part.Relationship == RelationProcessorCore; }));
+}
+
+std::wstring systemVersion()
+{
+    // GetVersionEx tells a program the version that it was made for.
+    using Query = LONG(WINAPI*)(OSVERSIONINFOW*);
+    static const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")));
+    OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof version;
+    if (!query || query(&version) != 0)
+        return {};
+    return std::to_wstring(version.dwMajorVersion) + L'.' + std::to_wstring(version.dwMinorVersion) + L'.' +
+           std::to_wstring(version.dwBuildNumber);
 }
 
 std::uint32_t memoryMegabytes()

@@ -45,6 +45,9 @@ void Host::dropClient(ClientId process)
     for (const MachinePtr& machine : machines_.all())
         if (VmProcess* vm = machine->vm())
             vm->events->dropListenersOf(process);
+    for (const std::weak_ptr<EventSource>& weak : progressEvents_)
+        if (const EventSourcePtr events = weak.lock())
+            events->dropListenersOf(process);
 }
 
 bool Host::isBusy() const
@@ -67,7 +70,10 @@ bool Host::processorHas(std::uint32_t feature) const
 
 ProgressPtr Host::newProgress(Progress::Plan plan)
 {
-    return std::make_shared<Progress>(monitor_, faults_, std::move(plan));
+    auto progress = std::make_shared<Progress>(monitor_, faults_, std::move(plan));
+    std::erase_if(progressEvents_, [](const std::weak_ptr<EventSource>& events) { return events.expired(); });
+    progressEvents_.push_back(progress->events());
+    return progress;
 }
 
 } // namespace VBoxSim

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "host/clock.h"
 #include "host/disk.h"
@@ -75,6 +77,7 @@ private:
     Machines machines_{*this};
     Media media_{*this};
     Sessions sessions_{*this};
+    std::vector<std::weak_ptr<EventSource>> progressEvents_;
     std::uint64_t generation_ = 0;
     Scheduler scheduler_; ///< the last: its threads use all of the above
 };

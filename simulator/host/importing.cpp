@@ -243,6 +243,20 @@ ProgressPtr readAppliance(Host& host, const AppliancePtr& data, const std::wstri
     return data->running;
 }
 
+std::vector<std::wstring> diskTexts(const ApplianceData& data)
+{
+    if (!data.appliance)
+        return {};
+    constexpr const char* tab = "\t";
+    constexpr const char* unknownChunk = "-1";
+    std::vector<std::wstring> texts;
+    for (const auto& [id, disk] : data.appliance->descriptor().disks)
+        texts.push_back(fromUtf8(id + tab + std::to_string(disk.capacity) + tab + std::to_string(disk.populatedSize) +
+                                 tab + disk.format + tab + disk.href + tab + std::to_string(disk.size) + tab +
+                                 unknownChunk + tab + disk.compression));
+    return texts;
+}
+
 void interpretAppliance(Host& host, ApplianceData& data)
 {
     checkIdle(data);

@@ -27,6 +27,8 @@ using AppliancePtr = std::shared_ptr<ApplianceData>;
 
 /// IAppliance::Read.
 ProgressPtr readAppliance(Host& host, const AppliancePtr& data, const std::wstring& file);
+/// IAppliance::Disks: what the descriptor says of each disk, with tabs between. None before it was read.
+std::vector<std::wstring> diskTexts(const ApplianceData& data);
 /// IAppliance::Interpret.
 void interpretAppliance(Host& host, ApplianceData& data);
 /// IAppliance::ImportMachines.

@@ -55,6 +55,17 @@ void addSharedFolder(std::vector<SharedFolderSettings>& folders, const SharedFol
     folders.push_back(folder);
 }
 
+void replaceSharedFolder(std::vector<SharedFolderSettings>& folders, const SharedFolderSettings& folder)
+{
+    checkSharedFolder(folder);
+    for (SharedFolderSettings& other : folders)
+        if (other.name == folder.name) {
+            other = folder;
+            return;
+        }
+    throw Failure(Result::accessDenied, L"The shared folder '" + folder.name + L"' was removed");
+}
+
 void eraseSharedFolder(std::vector<SharedFolderSettings>& folders, const std::wstring& name, ResultCode missing)
 {
     if (!std::erase_if(folders, [&](const SharedFolderSettings& folder) { return folder.name == name; }))
@@ -69,6 +80,11 @@ void MachineView::createSharedFolder(const SharedFolderSettings& folder) const
 void MachineView::removeSharedFolder(const std::wstring& name) const
 {
     eraseSharedFolder(change(Allowed::OffOrRunning).sharedFolders, name, Result::objectNotFound);
+}
+
+void MachineView::replaceSharedFolder(const SharedFolderSettings& folder) const
+{
+    VBoxSim::replaceSharedFolder(change(Allowed::OffOrRunning).sharedFolders, folder);
 }
 
 const std::map<std::wstring, GuestPropertySettings>& MachineView::guestProperties() const
@@ -104,7 +120,11 @@ void MachineView::setGuestProperty(const std::wstring& name, const std::wstring&
         properties[name] = {value, host_->clock().nanoseconds(), flags->text()};
     if (running) // what a session of the running machine saves later must have it too
         machine_->working.guestProperties = properties;
-    host_->fire(machineEvent(EventType::OnGuestPropertyChanged, *machine_));
+    Event event = machineEvent(EventType::OnGuestPropertyChanged, *machine_);
+    event.key = name;
+    event.value = value;
+    event.flags = value.empty() ? std::wstring() : flags->text();
+    host_->fire(std::move(event));
 }
 
 std::vector<std::pair<std::wstring, GuestPropertySettings>>

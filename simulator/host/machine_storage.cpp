@@ -70,6 +70,21 @@ void checkMedium(const Media& media, const Medium& medium, std::uint32_t deviceT
                                                L"children");
 }
 
+/// Gives a new controller its number among those of its bus. The first one is that which the machine boots from.
+void numberAmong(const MachineSettings& settings, StorageControllerSettings& made)
+{
+    std::uint32_t count = 0;
+    for (const StorageControllerSettings& other : settings.controllers) {
+        if (other.bus != made.bus)
+            continue;
+        ++count;
+        made.instance = std::max(made.instance, other.instance + 1);
+        made.bootable = made.bootable && !other.bootable;
+    }
+    if (count >= mostControllers(*storageBus(made.bus), settings.chipset))
+        throw Failure(Result::invalidArgument, L"The machine takes no more storage controllers of this bus");
+}
+
 void list(std::vector<MediumRecord>& records, const Medium& medium)
 {
     const auto same = [&](const MediumRecord& record) { return record.id == medium.id; };
@@ -90,36 +105,82 @@ const StorageControllerSettings& MachineView::controller(const std::wstring& nam
     return findController(settings(), name);
 }
 
+const StorageControllerSettings& MachineView::controller(std::uint32_t bus, std::uint32_t instance) const
+{
+    for (const StorageControllerSettings& controller : settings().controllers)
+        if (controller.bus == bus && controller.instance == instance)
+            return controller;
+    throw Failure(Result::objectNotFound, L"Could not find instance " + std::to_wstring(instance) +
+                                              L" of a storage controller of bus " + std::to_wstring(bus));
+}
+
 void MachineView::addController(const std::wstring& name, std::uint32_t bus) const
 {
     const StorageBusLimits* limits = storageBus(bus);
-    if (!limits || name.empty() || !isStorable(name))
-        throw Failure(Result::invalidArgument, L"Invalid storage bus or controller name");
+    if (!limits)
+        throw Failure(Result::invalidArgument, L"Invalid storage bus " + std::to_wstring(bus));
     MachineSettings& changed = change(Allowed::Off);
-    std::vector<StorageControllerSettings>& controllers = changed.controllers;
-    for (const StorageControllerSettings& other : controllers)
+    for (const StorageControllerSettings& other : changed.controllers)
         if (other.name == name)
             throw Failure(Result::objectInUse, L"Storage controller named '" + name + L"' already exists");
-    const auto before = std::count_if(controllers.begin(), controllers.end(),
-                                      [&](const StorageControllerSettings& other) { return other.bus == bus; });
-    if (before >= mostControllers(*limits, changed.chipset))
-        throw Failure(Result::invalidArgument, L"Too many storage controllers of this type");
+    if (name.empty() || !isStorable(name))
+        throw Failure(Result::invalidArgument, L"A storage controller needs a name");
     StorageControllerSettings made;
     made.name = name;
     made.bus = bus;
     made.type = limits->defaultType;
     made.portCount = limits->defaultPorts;
-    made.instance = static_cast<std::uint32_t>(before);
     made.useHostIoCache = limits->usesHostCache;
-    controllers.push_back(made);
+    numberAmong(changed, made);
+    changed.controllers.push_back(made);
+    fireControllerChanged(name);
+}
+
+void MachineView::fireControllerChanged(const std::wstring& controller) const
+{
+    if (!lock_ || !machine_->registered)
+        return;
+    Event event;
+    event.type = EventType::OnStorageControllerChanged;
+    event.machineId = machine_->id;
+    event.controller = controller;
+    host_->fire(std::move(event));
+}
+
+void MachineView::fireDeviceRemoved(const std::wstring& controller, const AttachmentSettings& attachment) const
+{
+    if (!lock_ || !machine_->registered)
+        return;
+    Event event;
+    event.type = EventType::OnStorageDeviceChanged;
+    event.machineId = machine_->id;
+    event.flag = true;
+    event.controller = controller;
+    event.attachment = attachment;
+    host_->fire(std::move(event));
 }
 
 void MachineView::removeController(const std::wstring& name) const
 {
     MachineSettings& changed = change(Allowed::Off);
-    findController(changed, name);
+    const StorageControllerSettings removed = findController(changed, name);
     std::erase_if(changed.controllers,
                   [&](const StorageControllerSettings& controller) { return controller.name == name; });
+    for (const AttachmentSettings& attachment : removed.attachments)
+        fireDeviceRemoved(name, attachment);
+    fireControllerChanged(name);
+}
+
+void MachineView::setBootable(const std::wstring& name, bool bootable) const
+{
+    MachineSettings& changed = change(Allowed::Off);
+    StorageControllerSettings& chosen = findController(changed, name);
+    if (bootable)
+        for (StorageControllerSettings& other : changed.controllers)
+            if (other.bus == chosen.bus)
+                other.bootable = false;
+    chosen.bootable = bootable;
+    fireControllerChanged(name);
 }
 
 const AttachmentSettings& MachineView::attachment(const Slot& slot) const
@@ -151,7 +212,10 @@ void MachineView::attach(const Slot& slot, std::uint32_t deviceType, const Mediu
 void MachineView::detach(const Slot& slot) const
 {
     StorageControllerSettings& controller = findController(change(Allowed::Off), slot.controller);
-    controller.attachments.erase(demandAttachment(controller, slot));
+    const auto found = demandAttachment(controller, slot);
+    const AttachmentSettings removed = *found;
+    controller.attachments.erase(found);
+    fireDeviceRemoved(slot.controller, removed);
 }
 
 AttachmentSettings& MachineView::hardDiskToMark(const Slot& slot) const

@@ -133,6 +133,21 @@ void MachineView::setParavirtProvider(std::uint32_t provider) const
     change(Allowed::Off).paravirt = provider;
 }
 
+void MachineView::setBootDevice(std::uint32_t position, std::uint32_t device) const
+{
+    constexpr std::uint32_t usb = 5;
+    checkRange(position, 1, static_cast<std::uint32_t>(usualBootOrder.size()));
+    if (device == usb)
+        throw Failure(Result::notImplemented, L"Machines do not boot from USB devices");
+    change(Allowed::Off).bootOrder[position - 1] = device;
+}
+
+std::uint32_t MachineView::bootDevice(std::uint32_t position) const
+{
+    checkRange(position, 1, static_cast<std::uint32_t>(usualBootOrder.size()));
+    return settings().bootOrder[position - 1];
+}
+
 std::uint32_t MachineView::effectiveParavirtProvider() const
 {
     const std::uint32_t wanted = settings().paravirt;

@@ -51,6 +51,9 @@ public:
     void setChipset(std::uint32_t chipset) const;
     void setParavirtProvider(std::uint32_t provider) const;
     std::uint32_t effectiveParavirtProvider() const;
+    /// Positions count from 1.
+    void setBootDevice(std::uint32_t position, std::uint32_t device) const;
+    std::uint32_t bootDevice(std::uint32_t position) const;
     std::wstring hardwareId() const;
     std::wstring snapshotFolder() const;
     std::wstring logFolder() const;
@@ -68,8 +71,13 @@ public:
         std::int32_t device = 0;
     };
     const StorageControllerSettings& controller(const std::wstring& name) const;
+    const StorageControllerSettings& controller(std::uint32_t bus, std::uint32_t instance) const;
     void addController(const std::wstring& name, std::uint32_t bus) const;
     void removeController(const std::wstring& name) const;
+    /// One controller of a bus is.
+    void setBootable(const std::wstring& name, bool bootable) const;
+    /// Tells that a storage controller of a session's machine has changed.
+    void fireControllerChanged(const std::wstring& controller) const;
     const AttachmentSettings& attachment(const Slot& slot) const;
     /// A null medium is an empty drive.
     void attach(const Slot& slot, std::uint32_t deviceType, const MediumPtr& medium) const;
@@ -81,6 +89,8 @@ public:
 
     void createSharedFolder(const SharedFolderSettings& folder) const;
     void removeSharedFolder(const std::wstring& name) const;
+    /// In place of the one of that name.
+    void replaceSharedFolder(const SharedFolderSettings& folder) const;
     const std::map<std::wstring, GuestPropertySettings>& guestProperties() const;
     /// One that is absent is empty.
     GuestPropertySettings guestProperty(const std::wstring& name) const;
@@ -90,6 +100,7 @@ public:
 private:
     AttachmentSettings& hardDiskToMark(const Slot& slot) const;
     void requireRegistered() const;
+    void fireDeviceRemoved(const std::wstring& controller, const AttachmentSettings& attachment) const;
 
     Host* host_;
     MachinePtr machine_;
@@ -99,6 +110,8 @@ private:
 /// Adds a shared folder to a list. Throws Failure: invalidArgument for a name or path that cannot be, `taken` for a
 /// name that is there.
 void addSharedFolder(std::vector<SharedFolderSettings>& folders, const SharedFolderSettings& folder, ResultCode taken);
+/// Throws Failure: accessDenied when there is none of that name any more.
+void replaceSharedFolder(std::vector<SharedFolderSettings>& folders, const SharedFolderSettings& folder);
 /// Throws Failure(missing) for a name that is not there.
 void eraseSharedFolder(std::vector<SharedFolderSettings>& folders, const std::wstring& name, ResultCode missing);
 

@@ -40,6 +40,19 @@ void set(std::map<std::wstring, std::wstring>& extraData, const std::wstring& ke
         extraData[key] = value;
 }
 
+/// Whose extra data VirtualBox's own is.
+constexpr const wchar_t* nobody = L"00000000-0000-0000-0000-000000000000";
+
+Event extraDataEvent(std::uint32_t type, const std::wstring& owner, const std::wstring& key, const std::wstring& value)
+{
+    Event event;
+    event.type = type;
+    event.machineId = owner;
+    event.key = key;
+    event.value = value;
+    return event;
+}
+
 std::wstring previousOf(const std::wstring& file)
 {
     return file + L"-prev";
@@ -146,6 +159,10 @@ MachinePtr Machines::open(const std::wstring& file)
         throw Failure(Result::fileError, L"The path '" + file + L"' of a settings file is not absolute");
     const std::wstring path = Files::resolve(host_.surroundings().home, file);
     const MachineSettings settings = loadMachineSettings(path);
+    for (const MachinePtr& machine : machines_)
+        if (machine->id == settings.id)
+            throw Failure(Result::fail, L"The machine " + braced(settings.id) + L" of the file '" + path +
+                                            L"' is registered already");
     checkDisksAreKnown(settings);
     return adopt(settings, path);
 }
@@ -328,6 +345,21 @@ void Machines::writeSaved(Machine& machine, MachineSettings settings)
     machine.saved = std::move(settings);
 }
 
+void Machines::requireConsent(HostLock& lock, const Machine* machine, const std::wstring& key,
+                              const std::wstring& value)
+{
+    checkExtraData(key, value);
+    const EventPtr question = host_.events()->fire(
+        extraDataEvent(EventType::OnExtraDataCanChange, machine ? machine->id : nobody, key, value));
+    if (!question)
+        return;
+    const auto wait = static_cast<std::int32_t>(host_.scenario().times.consent);
+    question->source->waitProcessed(lock, *question, wait);
+    if (!question->vetoes.empty())
+        throw Failure(Result::accessDenied, L"A listener is against the change of the extra data '" + key + L"': " +
+                                                question->vetoes.front());
+}
+
 void Machines::setExtraData(Machine& machine, const std::wstring& key, const std::wstring& value)
 {
     checkExtraData(key, value);
@@ -339,7 +371,7 @@ void Machines::setExtraData(Machine& machine, const std::wstring& key, const std
         writeSaved(machine, std::move(changed));
     }
     set(machine.working.extraData, key, value);
-    host_.fire(machineEvent(EventType::OnExtraDataChanged, machine));
+    host_.fire(extraDataEvent(EventType::OnExtraDataChanged, machine.id, key, value));
 }
 
 void Machines::setState(Machine& machine, std::uint32_t state)
@@ -426,9 +458,7 @@ void Machines::setExtraData(const std::wstring& key, const std::wstring& value)
 {
     checkExtraData(key, value);
     changeRegistry([&](GlobalSettings& registry) { set(registry.extraData, key, value); });
-    Event event;
-    event.type = EventType::OnExtraDataChanged;
-    host_.fire(std::move(event));
+    host_.fire(extraDataEvent(EventType::OnExtraDataChanged, nobody, key, value));
 }
 
 } // namespace VBoxSim

@@ -32,7 +32,8 @@ public:
     const std::vector<MachinePtr>& all() const { return machines_; }
     /// Also those that are not registered but held by somebody.
     std::vector<MachinePtr> everyOne() const;
-    /// By exact name or UUID; inaccessible machines only by UUID. Throws Failure(objectNotFound).
+    /// By UUID, exact name or the full path of the settings file; inaccessible machines only by UUID. Throws
+    /// Failure(objectNotFound).
     MachinePtr find(const std::wstring& nameOrId) const;
     /// Whether find() has an answer, so that VirtualBox gives the name to no other machine.
     bool isNameTaken(const std::wstring& name) const;
@@ -59,6 +60,10 @@ public:
     /// Writes these in place of the saved settings, leaving aside the working ones.
     void writeSaved(Machine& machine, MachineSettings settings);
     void setExtraData(Machine& machine, const std::wstring& key, const std::wstring& value);
+    /// Asks the listeners before extra data change: a machine's, or VirtualBox's own without one. Throws
+    /// Failure(accessDenied) when one of them is against it; who does not answer in time agrees. Waits without the
+    /// lock.
+    void requireConsent(HostLock& lock, const Machine* machine, const std::wstring& key, const std::wstring& value);
 
     void setState(Machine& machine, std::uint32_t state);
     void setSessionState(Machine& machine, std::uint32_t state);

@@ -103,6 +103,16 @@ private:
     const MediumPtr medium_;
 };
 
+Event registeredEvent(const Medium& medium, bool registered)
+{
+    Event event;
+    event.type = EventType::OnMediumRegistered;
+    event.mediumId = medium.id;
+    event.kind = medium.deviceType;
+    event.flag = registered;
+    return event;
+}
+
 } // namespace
 
 MediumPtr Media::find(const std::wstring& id) const
@@ -123,11 +133,14 @@ void Media::learn(const MachineSettings& settings)
 void Media::add(const MediumPtr& medium)
 {
     media_.push_back(medium);
-    host_.fire({EventType::OnMediumRegistered});
+    host_.fire(registeredEvent(*medium, true));
 }
 
 MediumPtr Media::open(const std::wstring& location, std::uint32_t deviceType, bool forceNewUuid)
 {
+    if (const auto id = parseUuid(location))
+        if (MediumPtr known = find(*id))
+            return known;
     if (!Files::isAbsolute(location))
         throw Failure(Result::fileError, L"The location '" + location + L"' is not a full path");
     const std::wstring path = Files::resolve(host_.surroundings().home, location);
@@ -180,7 +193,7 @@ void Media::forget(const MediumPtr& medium)
     }
     medium->closed = true;
     std::erase(media_, medium);
-    host_.fire({EventType::OnMediumRegistered});
+    host_.fire(registeredEvent(*medium, false));
 }
 
 void Media::close(const MediumPtr& medium)

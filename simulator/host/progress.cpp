@@ -4,11 +4,16 @@
 #include <utility>
 
 #include "base/text.h"
+#include "host/error_mapping.h"
 
 namespace VBoxSim {
 
 Progress::Progress(Monitor& monitor, FaultTable& faults, Plan plan)
-    : monitor_(monitor), faults_(faults), id_(newUuid()), plan_(std::move(plan))
+    : monitor_(monitor),
+      faults_(faults),
+      id_(newUuid()),
+      events_(std::make_shared<EventSource>(monitor)),
+      plan_(std::move(plan))
 {}
 
 std::uint32_t Progress::percent() const
@@ -65,9 +70,21 @@ void Progress::waitForOperation(HostLock& lock, std::uint32_t operation, std::in
 
 void Progress::advance(std::size_t operation, std::uint32_t percentOfOperation)
 {
+    const std::uint32_t before = percent();
     operation_ = std::min(operation, plan_.operations.size() - 1);
     operationPercent_ = std::min<std::uint32_t>(percentOfOperation, 100);
+    if (percent() != before)
+        tell(EventType::OnProgressPercentageChanged);
     monitor_.notify();
+}
+
+void Progress::tell(std::uint32_t eventType) const
+{
+    Event event;
+    event.type = eventType;
+    event.progressId = id_;
+    event.percent = percent();
+    events_->fire(std::move(event));
 }
 
 std::optional<Failure> Progress::orderedFailure() const
@@ -99,6 +116,7 @@ void Progress::complete(ResultCode result)
 {
     completed_ = true;
     result_ = result;
+    attempt([&] { tell(EventType::OnProgressTaskCompleted); }); // the end counts also when it cannot be told
     monitor_.notify();
 }
 

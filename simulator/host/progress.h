@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/failure.h"
+#include "host/events.h"
 #include "host/fault_table.h"
 #include "host/monitor.h"
 
@@ -48,6 +49,8 @@ public:
     const std::optional<Failure>& failure() const;
     std::uint32_t timeout() const { return timeout_; }
     void setTimeout(std::uint32_t milliseconds) { timeout_ = milliseconds; }
+    /// Tells how far it is and that it has ended.
+    const EventSourcePtr& events() const { return events_; }
 
     /// Throws Failure(invalidObjectState) when it cannot be canceled (any more).
     void cancel();
@@ -65,11 +68,13 @@ public:
 
 private:
     void complete(ResultCode result);
+    void tell(std::uint32_t eventType) const;
     void requireCompleted(const wchar_t* what) const;
 
     Monitor& monitor_;
     FaultTable& faults_;
     const std::wstring id_;
+    const EventSourcePtr events_;
     Plan plan_;
     std::size_t operation_ = 0;
     std::uint32_t operationPercent_ = 0;

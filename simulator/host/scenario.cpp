@@ -7,6 +7,7 @@
 
 #include "base/failure.h"
 #include "base/text.h"
+#include "host/call_names.h"
 #include "host/fault_table.h"
 
 namespace VBoxSim {
@@ -43,19 +44,21 @@ std::int32_t resultOf(const Json& value)
 
 void readTimes(const Json& object, Scenario::Times& times)
 {
-    allowOnly(object, {"spawn", "start", "stop", "holdLock", "unlock", "copyPerMegabyte"});
+    allowOnly(object, {"spawn", "start", "stop", "holdLock", "unlock", "copyPerMegabyte", "consent"});
     read(object, "spawn", times.spawn);
     read(object, "start", times.start);
     read(object, "stop", times.stop);
     read(object, "holdLock", times.holdLock);
     read(object, "unlock", times.unlock);
     read(object, "copyPerMegabyte", times.copyPerMegabyte);
+    read(object, "consent", times.consent);
 }
 
 void readFault(const Json& object, FaultTable& faults)
 {
     allowOnly(object, {"call", "result", "times", "after", "null", "delay", "die"});
     const std::wstring call = fromUtf8(object.at("call").get<std::string>());
+    checkCallName(call);
     const std::uint32_t times = object.value("times", 0u);
     const std::uint32_t after = object.value("after", 0u);
     if (object.contains("delay"))
@@ -97,6 +100,8 @@ void applyScenario(const std::wstring& json, Scenario& scenario, FaultTable& fau
 {
     try {
         apply(Json::parse(toUtf8(json)), scenario, faults);
+    } catch (const Failure& failure) {
+        throw Failure(Result::invalidArgument, L"The scenario is not valid: " + failure.text());
     } catch (const std::exception& e) {
         throw Failure(Result::invalidArgument, L"The scenario is not valid: " + fromUtf8(e.what()));
     }

@@ -22,6 +22,7 @@ struct Scenario
         std::uint32_t holdLock = 100;      ///< from PoweredOff to the end of the lock
         std::uint32_t unlock = 0;          ///< from UnlockMachine to the end of the lock
         std::uint32_t copyPerMegabyte = 0; ///< extra time of copying disks
+        std::uint32_t consent = 3000;      ///< that listeners have to veto a change before it is made
     };
     Times times;
 

@@ -6,6 +6,7 @@
 
 #include "base/files.h"
 #include "base/text.h"
+#include "base/time.h"
 #include "host/error_mapping.h"
 #include "host/host.h"
 #include "host/task.h"
@@ -236,7 +237,120 @@ private:
     const std::uint32_t before_;
 };
 
+/// A moment as part of a file name.
+std::wstring fileTime(std::int64_t milliseconds)
+{
+    std::wstring text = Time::toIso(milliseconds);
+    std::replace(text.begin(), text.end(), L':', L'-');
+    return text;
+}
+
+/// IMachine::SaveState. There is no guest whose memory could be kept: the file only stands for it.
+class SaveState : public Task
+{
+public:
+    SaveState(Host& host, MachinePtr machine)
+        : Task(host, {L"IMachine::SaveState",
+                      L"Saving the execution state of the virtual machine",
+                      false,
+                      {{L"Saving the execution state"}}}),
+          machine_(std::move(machine)),
+          lock_(machine_->lock),
+          before_(machine_->state),
+          stateFile_(Files::join(machine_->working.snapshotFolder, fileTime(host.clock().milliseconds()) + L".sav")),
+          path_(Files::resolve(Files::folderOf(machine_->file), stateFile_))
+    {}
+
+    void save()
+    {
+        after(host().scenario().times.stop, [this] { saved(); });
+        host().machines().setState(*machine_, MachineState::Saving);
+    }
+
+private:
+    void saved()
+    {
+        if (!lock_->alive)
+            throw Failure(Result::fail, L"The machine's process has ended");
+        checkGoesOn();
+        Host& owner = host();
+        owner.disk().createFolder(Files::folderOf(path_));
+        owner.disk().writeAtomically(path_, "The memory of a machine of vboxsim, which has none.\n");
+        machine_->working.stateFile = stateFile_;
+        owner.machines().save(*machine_);
+        owner.scheduler().after(owner.scenario().times.holdLock, [&owner, machine = machine_, lock = lock_] {
+            if (machine->lock == lock)
+                endLock(owner, *machine);
+        });
+        owner.machines().setState(*machine_, MachineState::Saved);
+        end(std::nullopt);
+    }
+
+    void rollBack() override
+    {
+        host().disk().remove(path_);
+        machine_->working.stateFile.clear();
+        if (lock_->alive)
+            host().machines().setState(*machine_, before_);
+    }
+
+    const MachinePtr machine_;
+    const LockPtr lock_;
+    const std::uint32_t before_;
+    const std::wstring stateFile_; ///< as the settings name it
+    const std::wstring path_;
+};
+
+/// Writes another saved state, or none, into the settings.
+void writeStateFile(Host& host, Machine& machine, const std::wstring& stateFile)
+{
+    MachineSettings changed = machine.saved;
+    changed.stateFile = stateFile;
+    changed.aborted = false;
+    if (stateFile.empty())
+        std::erase_if(changed.guestProperties, [](const auto& entry) { return isTransient(entry.second); });
+    host.machines().writeSaved(machine, std::move(changed));
+    machine.working.stateFile = stateFile;
+    machine.working.aborted = false;
+}
+
 } // namespace
+
+ProgressPtr saveState(Host& host, const MachinePtr& machine)
+{
+    if (machine->state != MachineState::Running && machine->state != MachineState::Paused)
+        refuseState(*machine, L"Running or Paused");
+    const auto task = std::make_shared<SaveState>(host, machine);
+    task->save();
+    return task->progress();
+}
+
+void discardSavedState(Host& host, Machine& machine, bool removeFile)
+{
+    if (machine.state != MachineState::Saved)
+        refuseState(machine, L"Saved");
+    const std::wstring path = Files::resolve(Files::folderOf(machine.file), machine.saved.stateFile);
+    writeStateFile(host, machine, L"");
+    host.machines().setState(machine, MachineState::PoweredOff);
+    if (removeFile)
+        host.disk().remove(path); // VirtualBox does not tell either when this fails
+}
+
+void adoptSavedState(Host& host, Machine& machine, const std::wstring& file)
+{
+    if (machine.state != MachineState::PoweredOff && machine.state != MachineState::Aborted)
+        refuseState(machine, L"PoweredOff or Aborted");
+    if (file.empty() || !isStorable(file))
+        throw Failure(Result::fileError, L"'" + file + L"' is no path of a saved state");
+    writeStateFile(host, machine, file);
+    host.machines().setState(machine, MachineState::Saved);
+}
+
+void requireRunning(const Machine& machine)
+{
+    if (machine.state != MachineState::Running)
+        refuseState(machine, L"Running");
+}
 
 void lockMachine(Host& host, const MachinePtr& machine, const SessionPtr& session, std::uint32_t lockType)
 {

@@ -29,6 +29,14 @@ ProgressPtr launchMachine(Host& host, const MachinePtr& machine, const SessionPt
                           const LaunchRequest& request);
 /// IConsole::PowerDown.
 ProgressPtr powerDown(Host& host, const MachinePtr& machine);
+/// IMachine::SaveState; the machine's process ends with it.
+ProgressPtr saveState(Host& host, const MachinePtr& machine);
+/// IMachine::DiscardSavedState of a locked machine.
+void discardSavedState(Host& host, Machine& machine, bool removeFile);
+/// IMachine::AdoptSavedState of a locked machine. The file is neither checked nor copied.
+void adoptSavedState(Host& host, Machine& machine, const std::wstring& file);
+/// What has no effect without a guest, but is refused where VirtualBox refuses it: a reset, a button.
+void requireRunning(const Machine& machine);
 void pauseMachine(Host& host, Machine& machine);
 void resumeMachine(Host& host, Machine& machine);
 /// The VM process ends without warning.

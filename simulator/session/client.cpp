@@ -8,7 +8,7 @@
 
 namespace VBoxSim {
 
-Client::Client()
+Client::Client() : events_(new ClientEvents)
 {
     ++liveObjects;
 }
@@ -47,8 +47,29 @@ HRESULT Client::get_VirtualBox(IVirtualBox** virtualBox)
 {
     if (!virtualBox)
         return E_POINTER;
-    return CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_IVirtualBox,
-                            reinterpret_cast<void**>(virtualBox));
+    const HRESULT result = CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_IVirtualBox,
+                                            reinterpret_cast<void**>(virtualBox));
+    if (SUCCEEDED(result))
+        noteServer();
+    return result;
+}
+
+void Client::noteServer()
+{
+    Microsoft::WRL::ComPtr<ISimSessions> service;
+    ULONG process = 0;
+    if (SUCCEEDED(CoCreateInstance(sessionsClass, nullptr, CLSCTX_LOCAL_SERVER, IID_ISimSessions,
+                                   reinterpret_cast<void**>(service.GetAddressOf()))) &&
+        SUCCEEDED(service->GetProcess(&process)))
+        events_->serverAnswers(process);
+}
+
+HRESULT Client::get_EventSource(IEventSource** source)
+{
+    if (!source)
+        return E_POINTER;
+    noteServer();
+    return events_.CopyTo<IEventSource>(source);
 }
 
 HRESULT Client::get_Session(ISession** session)

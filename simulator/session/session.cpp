@@ -5,6 +5,7 @@
 #include <winternl.h>
 
 #include <memory>
+#include <vector>
 
 using Microsoft::WRL::ComPtr;
 
@@ -52,6 +53,19 @@ private:
     BSTR text_;
 };
 
+/// The session objects of this process. Never destroyed: objects may outlive the library's statics.
+struct Living
+{
+    std::mutex mutex;
+    std::vector<Session*> sessions;
+};
+
+Living& living()
+{
+    static Living* const all = new Living;
+    return *all;
+}
+
 } // namespace
 
 Session::Session()
@@ -61,10 +75,37 @@ Session::Session()
     wchar_t text[40];
     StringFromGUID2(id_, text, 40);
     idText_ = text;
+    const std::lock_guard guard(living().mutex);
+    living().sessions.push_back(this);
+}
+
+ComPtr<Session> Session::find(const GUID& id)
+{
+    const std::lock_guard guard(living().mutex);
+    for (Session* session : living().sessions) {
+        ULONG count = session->references_;
+        while (session->id_ == id && count != 0)
+            if (session->references_.compare_exchange_weak(count, count + 1)) {
+                const ComPtr<Session> found(session);
+                session->Release(); // not by Attach, which takes a reference of its own in MinGW's header
+                return found;
+            }
+    }
+    return nullptr;
+}
+
+void Session::land()
+{
+    if (inFlight_.exchange(false))
+        Release();
 }
 
 Session::~Session()
 {
+    {
+        const std::lock_guard guard(living().mutex);
+        std::erase(living().sessions, this);
+    }
     if (known_ && !processIsEnding())
         ask([](ISimSessions* service, BSTR id) { return service->Close(id); });
     --liveObjects;
@@ -79,6 +120,8 @@ HRESULT Session::QueryInterface(REFIID id, void** out)
         *out = static_cast<ISession*>(this);
     else if (id == IID_IMarshal)
         *out = static_cast<IMarshal*>(this);
+    else if (id == IID_ISupportErrorInfo)
+        *out = static_cast<ISupportErrorInfo*>(this);
     if (!*out)
         return E_NOINTERFACE;
     AddRef();
@@ -123,6 +166,7 @@ HRESULT Session::findService(ComPtr<ISimSessions>& service)
 template <class Question>
 HRESULT Session::ask(Question&& question)
 {
+    land();
     ComPtr<ISimSessions> service;
     HRESULT result = findService(service);
     if (FAILED(result))
@@ -213,6 +257,8 @@ HRESULT Session::MarshalInterface(IStream* stream, REFIID id, void* object, DWOR
 {
     if (context != MSHCTX_INPROC) {
         known_ = true;
+        if (id == IID_IDispatch && !inFlight_.exchange(true))
+            AddRef();
         const SessionPacket packet{id_, GetCurrentProcessId()};
         return stream->Write(&packet, sizeof packet, nullptr);
     }
@@ -234,6 +280,11 @@ HRESULT Session::ReleaseMarshalData(IStream*)
 HRESULT Session::DisconnectObject(DWORD)
 {
     return S_OK;
+}
+
+HRESULT Session::InterfaceSupportsErrorInfo(REFIID id)
+{
+    return id == IID_ISession || id == IID_IDispatch || id == IID_IMarshal ? S_OK : S_FALSE;
 }
 
 } // namespace VBoxSim

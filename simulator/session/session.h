@@ -8,8 +8,8 @@
 #include <string>
 
 #include "identity.h"
+#include "late_binding/late_bound.h"
 #include "vboxsim_control.h"
-#include "virtualbox_defaults.h"
 
 namespace VBoxSim {
 
@@ -19,10 +19,15 @@ extern std::atomic<long> liveObjects;
 /// VirtualBox's session object, in the client's process. It keeps nothing but its identifier: the server knows what the
 /// session has locked, and is asked each time. When it is passed to the server, only the identifier crosses, so that
 /// the server never needs to call back into the client.
-class Session : public Defaults<ISession>, public IMarshal
+class Session : public LateBound<ISession>, public IMarshal, public ISupportErrorInfo
 {
 public:
     Session();
+
+    /// The session object of this process with that identifier, for its new owner; null when it is gone.
+    static Microsoft::WRL::ComPtr<Session> find(const GUID& id);
+    /// It came back from a call that a script passed it to, or that call has ended.
+    void land();
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
@@ -46,6 +51,8 @@ public:
     HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream* stream) override;
     HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD reserved) override;
 
+    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override;
+
 private:
     virtual ~Session();
 
@@ -60,6 +67,9 @@ private:
     GUID id_;
     std::wstring idText_;
     std::atomic<bool> known_{false}; ///< the server may know the session
+    /// A script's variable passes its session and is cleared before it takes it back: until then the session holds
+    /// itself.
+    std::atomic<bool> inFlight_{false};
 
     std::mutex mutex_; ///< guards what follows
     Microsoft::WRL::ComPtr<ISimSessions> service_;

@@ -48,9 +48,7 @@ public:
         const HRESULT result = stream->Read(&packet, sizeof packet, &got);
         if (FAILED(result) || got != sizeof packet)
             return FAILED(result) ? result : E_INVALIDARG;
-        wchar_t text[40];
-        StringFromGUID2(packet.session, text, 40);
-        return make<SessionReference>(server_, text, packet.process)->QueryInterface(id, out);
+        return make<SessionReference>(server_, packet)->QueryInterface(id, out);
     }
     HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream*) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD) override { return S_OK; }

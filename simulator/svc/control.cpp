@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "base/text.h"
+#include "host/call_names.h"
 #include "host/error_mapping.h"
 #include "host/vm_life.h"
 
@@ -82,7 +83,11 @@ HRESULT Control::run(const std::function<void()>& body)
         const HostLock lock = host().lock();
         body();
     });
-    return failure ? failure->code() : S_OK;
+    if (!failure)
+        return S_OK;
+    const HostLock lock = host().lock();
+    lastFailure_ = failure->text();
+    return failure->code();
 }
 
 HRESULT Control::Status(BSTR* json)
@@ -113,6 +118,7 @@ HRESULT Control::CrashVM(BSTR machine)
 HRESULT Control::Fail(BSTR call, LONG result, ULONG times, ULONG after, BOOL answerNull)
 {
     return run([&] {
+        checkCallName(textOf(call));
         if (answerNull)
             host().faults().answerNull(textOf(call), times, after);
         else
@@ -122,12 +128,18 @@ HRESULT Control::Fail(BSTR call, LONG result, ULONG times, ULONG after, BOOL ans
 
 HRESULT Control::Delay(BSTR call, ULONG milliseconds)
 {
-    return run([&] { host().faults().delay(textOf(call), milliseconds); });
+    return run([&] {
+        checkCallName(textOf(call));
+        host().faults().delay(textOf(call), milliseconds);
+    });
 }
 
 HRESULT Control::DieIn(BSTR call)
 {
-    return run([&] { host().faults().dieIn(textOf(call)); });
+    return run([&] {
+        checkCallName(textOf(call));
+        host().faults().dieIn(textOf(call));
+    });
 }
 
 HRESULT Control::HoldLock(ULONG milliseconds)
@@ -179,6 +191,14 @@ HRESULT Control::Reset()
 HRESULT Control::Stop()
 {
     return run(stop_);
+}
+
+HRESULT Control::LastFailure(BSTR* text)
+{
+    return run([&] {
+        require(text);
+        store(text, lastFailure_);
+    });
 }
 
 HRESULT Control::DieAfter(ULONG milliseconds)

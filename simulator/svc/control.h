@@ -27,6 +27,7 @@ public:
     HRESULT STDMETHODCALLTYPE Reset() override;
     HRESULT STDMETHODCALLTYPE Stop() override;
     HRESULT STDMETHODCALLTYPE DieAfter(ULONG milliseconds) override;
+    HRESULT STDMETHODCALLTYPE LastFailure(BSTR* text) override;
 
     const wchar_t* typeName() const override { return L"IVBoxSimControl"; }
     bool isOwn() const override { return true; }
@@ -37,6 +38,7 @@ private:
     Machine& machineNamed(BSTR name) const;
 
     const std::function<void()> stop_;
+    std::wstring lastFailure_; ///< guarded by the host's lock
 };
 
 } // namespace VBoxSim

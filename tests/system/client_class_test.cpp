@@ -106,5 +106,41 @@ TEST_F(ClientClass, TellsWhyAMachineCannotBeRead)
     EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(nullptr)), Result::invalidArgument);
 }
 
+// Each event is asked for: this client has no thread that could be called.
+TEST_F(ClientClass, TellsThatTheServerIsGoneAndThatAnotherOneAnswers)
+{
+    ComPtr<IEventSource> source;
+    ComPtr<IEventListener> listener;
+    ASSERT_EQ(client_->get_EventSource(&source), S_OK);
+    ASSERT_EQ(source->CreateListener(&listener), S_OK);
+    SAFEARRAY* types = SafeArrayCreateVector(VT_I4, 0, 1);
+    *static_cast<LONG*>(types->pvData) = VBoxEventType::OnVBoxSVCAvailabilityChanged;
+    ASSERT_EQ(source->RegisterListener(listener.Get(), types, FALSE), S_OK);
+    SafeArrayDestroy(types);
+    const auto next = [&](LONG milliseconds) {
+        ComPtr<IEvent> event;
+        ComPtr<IVBoxSVCAvailabilityChangedEvent> availability;
+        EXPECT_EQ(source->GetEvent(listener.Get(), milliseconds, &event), S_OK);
+        if (event) {
+            EXPECT_EQ(event.As(&availability), S_OK);
+        }
+        return availability;
+    };
+    EXPECT_FALSE(next(0)) << "nothing has happened yet";
+    crashServer();
+    ComPtr<IVBoxSVCAvailabilityChangedEvent> event = next(10'000);
+    ASSERT_TRUE(event);
+    BOOL available = TRUE;
+    EXPECT_EQ(event->get_Available(&available), S_OK);
+    EXPECT_FALSE(available);
+    startNextServer();
+    ASSERT_EQ(client_->get_VirtualBox(virtualBox_.ReleaseAndGetAddressOf()), S_OK);
+    event = next(10'000);
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->get_Available(&available), S_OK);
+    EXPECT_TRUE(available);
+    EXPECT_EQ(source->UnregisterListener(listener.Get()), S_OK);
+}
+
 } // namespace
 } // namespace TravikTest

@@ -202,5 +202,34 @@ TEST_F(Controls, TheCommandLineDoesTheSame)
     commandLine({L"no-such-verb"}, 2);
 }
 
+/// What the command line says on its error output when it fails.
+std::string complaint(const std::vector<std::wstring>& arguments)
+{
+    const std::filesystem::path file = scratchFolder() / L"complaint.txt";
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    const HANDLE errors =
+        CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS, 0, nullptr);
+    const HANDLE before = GetStdHandle(STD_ERROR_HANDLE);
+    SetStdHandle(STD_ERROR_HANDLE, errors);
+    ChildProcess program(productFolder() / L"vboxsim.exe", arguments);
+    SetStdHandle(STD_ERROR_HANDLE, before);
+    EXPECT_EQ(program.wait(), DWORD(1));
+    CloseHandle(errors);
+    const std::string text = readFile(file);
+    std::filesystem::remove(file);
+    return text;
+}
+
+// A fault on it would never come, and the test that ordered it would pass for nothing.
+TEST_F(Controls, ACallThatDoesNotExistIsRefusedWithTheNearest)
+{
+    EXPECT_THAT(complaint({L"fail", L"IMachine::get_Nam", L"0x80004005"}), HasSubstr("IMachine::get_Name"));
+    EXPECT_THAT(complaint({L"die-in", L"IMachine::Nope"}), HasSubstr("There is no call 'IMachine::Nope'"));
+    const std::filesystem::path scenario = world().folder() / L"scenario.json";
+    writeFile(scenario, R"({"tims": {}})");
+    EXPECT_THAT(complaint({L"scenario", scenario.wstring()}), HasSubstr("unknown key 'tims'"));
+    EXPECT_THAT(commandLine({L"--version"}), HasSubstr("vboxsim "));
+}
+
 } // namespace
 } // namespace TravikTest

@@ -49,7 +49,8 @@ std::vector<Fault> machineFaults()
         {{L"IMachine::Unregister", 179, nothing, 180}, {L"IMachine::DeleteConfig", 180, fails}});
     add(all, "openMachine", registered,
         [](Slots& s) {
-            return s.box().openMachine(s.world().machineFile(Machines::player).wstring(), &s.places.handle);
+            const auto file = s.world().writeMachine(L"Fresh", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff");
+            return s.box().openMachine(file.wstring(), &s.places.handle);
         },
         {{L"IVirtualBox::OpenMachine", 106, endsWell}});
     add(all, "findMachine", registered,

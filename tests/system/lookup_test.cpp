@@ -220,8 +220,17 @@ TEST_F(Lookup, RegisterIsRefusedForAMachineThatIsRegistered)
 
 TEST_F(Lookup, RegisterIsRefusedForAUuidThatIsTaken)
 {
-    const VBoxHandle copy = open(world().writeMachine(L"Copy", Machines::playerId));
-    EXPECT_TRUE(refused(sdk.registerMachine(copy), RegisterMachineFail, Result::invalidArgument));
+    const std::filesystem::path file = world().writeMachine(L"Copy", newId);
+    const VBoxHandle first = open(file), second = open(file);
+    EXPECT_TRUE(done(sdk.registerMachine(first)));
+    EXPECT_TRUE(refused(sdk.registerMachine(second), RegisterMachineFail, Result::invalidArgument));
+}
+
+TEST_F(Lookup, OpeningIsRefusedForAUuidThatIsTaken)
+{
+    const std::filesystem::path file = world().writeMachine(L"Copy", Machines::playerId);
+    VBoxHandle machine = 0;
+    EXPECT_TRUE(refused(sdk.openMachine(file.wstring(), &machine), OpenMachineFail, Result::fail));
     EXPECT_EQ(nameOf(find(Machines::playerId)), Machines::player);
 }
 

@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "host_fixture.h"
 
 namespace VBoxSim {
@@ -91,6 +93,48 @@ TEST_F(Events, AClosedSourceFailsLikeADeadServer)
     source.close();
     EXPECT_THROW(next(listener), Failure);
     EXPECT_THROW(source.checkOpen(), Failure);
+}
+
+// The listener answers on another thread, as a client does, while the one who asks waits.
+TEST_F(Events, AListenerCanVetoTheChangeOfExtraData)
+{
+    const auto against = listen({EventType::OnExtraDataCanChange});
+    const auto answer = [&](bool veto) {
+        return std::thread([&, veto] {
+            HostLock lock = host.lock();
+            const EventPtr question = source.next(lock, against.get(), 5000);
+            ASSERT_NE(question, nullptr);
+            EXPECT_EQ(question->key, L"Key");
+            EXPECT_EQ(question->value, L"new");
+            if (veto)
+                question->vetoes.push_back(L"because");
+            source.markProcessed(against.get(), *question);
+        });
+    };
+    const auto ask = [&] {
+        HostLock lock = host.lock();
+        host.machines().requireConsent(lock, nullptr, L"Key", L"new");
+    };
+    std::thread yes = answer(false);
+    EXPECT_NO_THROW(ask());
+    yes.join();
+    std::thread no = answer(true);
+    try {
+        ask();
+        ADD_FAILURE() << "it was changed against the veto";
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code(), Result::accessDenied);
+        EXPECT_NE(failure.text().find(L"because"), std::wstring::npos);
+    }
+    no.join();
+}
+
+TEST_F(Events, WhoDoesNotAnswerInTimeAgrees)
+{
+    const auto silent = listen({EventType::OnExtraDataCanChange});
+    host.scenario().times.consent = 10;
+    HostLock lock = host.lock();
+    EXPECT_NO_THROW(host.machines().requireConsent(lock, nullptr, L"Key", L"new"));
 }
 
 } // namespace VBoxSim

@@ -38,7 +38,8 @@ TEST(Scenario, RefusesWhatItDoesNotKnow)
 {
     Scenario scenario;
     FaultTable faults;
-    for (const wchar_t* json : {L"", L"[", L"{\"tims\": {}}", L"{\"times\": {\"start\": \"soon\"}}",
-                                L"{\"faults\": [{\"result\": 1}]}", L"{\"times\": {\"begin\": 1}}"})
+    for (const wchar_t* json :
+         {L"", L"[", L"{\"tims\": {}}", L"{\"times\": {\"start\": \"soon\"}}", L"{\"faults\": [{\"result\": 1}]}",
+          L"{\"times\": {\"begin\": 1}}", L"{\"faults\": [{\"call\": \"IMachine::get_Nam\", \"delay\": 1}]}"})
         EXPECT_THROW(applyScenario(json, scenario, faults), Failure) << toUtf8(json);
 }

@@ -6,22 +6,22 @@ namespace {
 
 using enum Ground;
 
-/// Wine's COM does not carry the error object of a call to another process.
-void needErrorObjects()
+bool underWine()
 {
-    if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr)
-        throw Cannot("under Wine error objects of calls do not cross processes");
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
 /// The error object of a look-up that fails.
 ComPtr<IVirtualBoxErrorInfo> failedLookUp(Lab& lab)
 {
-    needErrorObjects();
     ComPtr<IMachine> machine;
     lab.box->FindMachine(Text(lab.newName()), &machine);
     ComPtr<IErrorInfo> error;
-    if (GetErrorInfo(0, &error) != S_OK)
+    if (GetErrorInfo(0, &error) != S_OK) {
+        if (underWine())
+            throw Cannot("Wine's COM carries no error objects; only the stand-in's own proxies do");
         throw std::runtime_error("there is no error object");
+    }
     return query<IVirtualBoxErrorInfo>(error);
 }
 

@@ -28,6 +28,16 @@ void fileOf(Context& context, const std::string& name)
     context.out.answer(file, {{"free", {{"name", nullptr}, {"file", file}}}});
 }
 
+/// The machine of a settings file. VirtualBox opens only those that it does not have already.
+ScopedMachine machineOf(const Operations& vbox, const std::wstring& file)
+{
+    try {
+        return vbox.findMachine(file);
+    } catch (const SdkError&) {
+        return vbox.openMachine(file);
+    }
+}
+
 struct CreateOptions
 {
     std::string name, file, from;
@@ -39,7 +49,7 @@ void create(Context& context, const CreateOptions& options)
     const Operations& vbox = context.vbox;
     const std::wstring file = options.file.empty() ? std::wstring() : fullPath(options.file);
     // Another machine's file is read before anything is made.
-    const ScopedMachine model = options.from.empty() ? ScopedMachine() : vbox.openMachine(fullPath(options.from));
+    const ScopedMachine model = options.from.empty() ? ScopedMachine() : machineOf(vbox, fullPath(options.from));
     const ScopedMachine machine = vbox.createMachine(file, fromUtf8(options.name));
     if (model)
         vbox.cloneToMachine(model, machine);
