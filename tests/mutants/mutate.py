@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Plants faults and tells which test catches each: mutate.py SOURCE BUILD [WORD...]
+"""Plants faults and tells which test catches each: mutate.py SOURCE BUILD [--check] [WORD...]
 
-The lists beside this script hold the faults. One build carries all of a list, each behind a switch at run time
+The lists beside this script hold the faults. One build carries all of those asked for, each behind a switch at run time
 (TRAVIK_MUTANT in the environment); without it the tests have to pass. WORDs choose lists or faults by a part of their
-names.
+names. --check only tells whether every fault still fits the sources.
 
-A list begins with `tests:` (a pattern of CTest entries) and `targets:`. A fault is
+A list begins with `tests:` (patterns of CTest entries, tried one after the other until one fails) and `targets:`. A
+fault is
 
     == what goes wrong: path of the source
     the text that stands there, once
@@ -21,21 +22,31 @@ import re
 import shutil
 import subprocess
 import sys
+import time
+import zlib
 
-SWITCH = ("#include <cstdlib>\n"
-          "inline bool mutantIsOn(int number)\n"
-          "{\n"
-          "    static const int chosen = [] {\n"
-          "        const char* const text = std::getenv(\"TRAVIK_MUTANT\");\n"
-          "        return text == nullptr ? 0 : std::atoi(text);\n"
-          "    }();\n"
-          "    return chosen == number;\n"
-          "}\n")
+# In front of every planted source; what is planted may be code that the compiler would warn of.
+SWITCH = """\
+#pragma once
+#include <cstdlib>
+inline bool mutantIsOn(long number)
+{
+    static const long chosen = [] {
+        const char* const text = std::getenv("TRAVIK_MUTANT");
+        return text == nullptr ? 0L : std::atol(text);
+    }();
+    return chosen == number;
+}
+""" + "".join(f'#pragma GCC diagnostic ignored "-W{name}"\n' for name in (
+    "unused-variable", "unused-parameter", "unused-function", "unused-but-set-variable", "unused-but-set-parameter",
+    "unused-value", "empty-body", "misleading-indentation", "dangling-else", "return-type", "sign-compare", "extra",
+    "enum-compare", "bool-compare", "tautological-compare", "maybe-uninitialized", "parentheses", "pedantic"))
 
 
 class Fault:
-    def __init__(self, number, name, path, old, new, raw):
-        self.number, self.name, self.path, self.old, self.new, self.raw = number, name, path, old, new, raw
+    def __init__(self, group, name, path, old, new, raw):
+        self.group, self.name, self.path, self.old, self.new, self.raw = group, name, path, old, new, raw
+        self.number = zlib.crc32(name.encode()) & 0x7FFFFFFF  # stays when others come and go: less is built anew
 
     def switched(self):
         on = f"mutantIsOn({self.number})"
@@ -46,46 +57,59 @@ class Fault:
         return f"({on} ? ({self.new}) : ({self.old}))"
 
 
-def read_list(file):
-    head, *parts = re.split(r"^== ", file.read_text(encoding="utf-8"), flags=re.M)
-    settings = dict(re.findall(r"^(tests|targets): (.+)$", head, re.M))
-    faults = []
-    for number, part in enumerate(parts, 1):
+class Group:
+    """One list: its faults, and where to look for them."""
+
+    def __init__(self, file):
+        self.name = file.stem
+        head, *parts = re.split(r"^== ", file.read_text(encoding="utf-8"), flags=re.M)
+        settings = dict(re.findall(r"^(tests|targets): (.+)$", head, re.M))
+        self.tests, self.targets = settings["tests"].split(), settings["targets"].split()
+        self.faults = [self.read(part) for part in parts]
+
+    def read(self, part):
         title, body = part.split("\n", 1)
         name, path = title.rsplit(": ", 1)
         old, new = re.split(r"^\+\+\n", body, maxsplit=1, flags=re.M)
         new = new.rstrip("\n")
         raw = new.endswith("\nraw")
-        faults.append(Fault(number, name, path, old.rstrip("\n"), new.removesuffix("\nraw"), raw))
-    return settings, faults
+        return Fault(self, name, path, old.rstrip("\n"), new.removesuffix("\nraw"), raw)
+
+
+def project_files(source):
+    listing = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=source, check=True,
+                             capture_output=True, text=True).stdout
+    return {name: (source / name).read_bytes() for name in listing.splitlines() if (source / name).is_file()}
+
+
+def plant(files, faults):
+    """The sources with all faults behind their switches; ends with the list of those that do not fit."""
+    texts, misfits = {}, []
+    places = {}
+    for fault in faults:
+        places.setdefault((fault.path, fault.old), []).append(fault)
+    for (path, old), several in places.items():
+        text = texts.get(path) or files.get(path, b"").decode("utf-8")
+        if text.count(old) != 1:
+            misfits += [f"'{fault.name}': its text stands {text.count(old)} times in {path}" for fault in several]
+            continue
+        switched = old
+        for fault in several:  # one place, several faults
+            fault.old = switched
+            switched = fault.switched()
+        texts[path] = text.replace(old, switched)
+    if misfits:
+        sys.exit("mutate.py: these faults do not fit the sources any more:\n  " + "\n  ".join(misfits))
+    return texts
 
 
 def make_tree(source, tree, faults):
     """A copy of the project's files, the faults planted; files that stay the same keep their times for the build."""
-    wanted = {}
-    listing = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=source, check=True,
-                             capture_output=True, text=True).stdout
-    for name in listing.splitlines():
-        if (source / name).is_file():
-            wanted[name] = (source / name).read_bytes()
-    by_path = {}
-    for fault in faults:
-        by_path.setdefault(fault.path, []).append(fault)
-    for path, own in by_path.items():
-        text = wanted[path].decode("utf-8")
-        groups = {}
-        for fault in own:
-            if text.count(fault.old) != 1:
-                sys.exit(f"mutate.py: '{fault.name}': its text stands {text.count(fault.old)} times in {path}")
-            groups.setdefault(fault.old, []).append(fault)
-        for old, several in groups.items():
-            switched = several[0].switched()
-            for more in several[1:]:  # one place, several faults
-                more.old = switched
-                switched = more.switched()
-            text = text.replace(old, switched)
-        wanted[path] = ('#include "mutant.h"\n' + text).encode("utf-8")
-    wanted["mutant/mutant.h"] = ("#pragma once\n" + SWITCH).encode("utf-8")
+    wanted = project_files(source)
+    switch = tree / "mutant.h"
+    for path, text in plant(wanted, faults).items():
+        wanted[path] = f'#include "{switch}"\n{text}'.encode("utf-8")
+    wanted[switch.name] = SWITCH.encode("utf-8")
     for name, content in wanted.items():
         target = tree / name
         if not target.exists() or target.read_bytes() != content:
@@ -96,53 +120,77 @@ def make_tree(source, tree, faults):
 
 
 def build(tree, targets):
-    flags = f"-I{tree / 'mutant'} -w"
-    subprocess.run(["cmake", "--preset", "mingw-release", f"-DCMAKE_CXX_FLAGS={flags}"], cwd=tree, check=True,
-                   stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--preset", "mingw-release"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
     subprocess.run(["cmake", "--build", "--preset", "mingw-release", "--target", *targets], cwd=tree, check=True)
 
 
-def first_failure(tree, pattern, number):
-    """The test that fails first, or None."""
-    environment = os.environ | {"TRAVIK_MUTANT": str(number), "TRAVIK_WINEPREFIX": str(tree / "build/wine")}
-    run = subprocess.run(["ctest", "--preset", "mingw-release", "--stop-on-failure", "--timeout", "90", "-LE", "^long$",
-                          "-R", pattern], cwd=tree, env=environment, capture_output=True, text=True, errors="replace")
+def environment(tree, number):
+    return os.environ | {"TRAVIK_MUTANT": str(number), "TRAVIK_WINEPREFIX": str(tree / "build/wine")}
+
+
+def run_entries(tree, pattern, number):
+    """The test that fails first, or None. Only the usual run counts."""
+    run = subprocess.run(["ctest", "--preset", "mingw-release", "--stop-on-failure", "-LE", "^long$", "-R", pattern,
+                          "--parallel", str(os.cpu_count())],
+                         cwd=tree, env=environment(tree, number), capture_output=True, text=True, errors="replace")
     if run.returncode == 0:
         return None
-    case = re.search(r"^\[  FAILED  \] (\S+)", run.stdout, re.M)
-    entry = re.search(r"Test +#\d+: (\S+) \.*\s*(\*+\s*\w+)", run.stdout)
-    how = re.sub(r"[* ]", "", entry[2]) if entry else "no test ran"
-    return case[1] if case else f"{entry[1] if entry else ''} ({how})"
+    case = re.search(r"^\[  FAILED  \] ([^\s,]+)", run.stdout, re.M)
+    entry = re.search(r"Test +#\d+: (\S+) \.*\s*\*+\s*(.+?)\s*\d+\.\d+ sec", run.stdout)
+    if case:
+        return case[1]
+    return f"{entry[1]} ({entry[2].lower()})" if entry else "no test ran"
 
 
-def run_list(name, file, source, folder, words):
-    settings, faults = read_list(file)
-    tree = folder / name
-    make_tree(source, tree, faults)
-    build(tree, settings["targets"].split())
-    if failure := first_failure(tree, settings["tests"], 0):
+def first_failure(tree, patterns, number):
+    return next((failure for pattern in patterns if (failure := run_entries(tree, pattern, number))), None)
+
+
+def report(rows):
+    print()
+    for name in dict.fromkeys(fault.group.name for fault, _ in rows):
+        tried = [caught for fault, caught in rows if fault.group.name == name]
+        caught = sum(1 for test in tried if test)
+        print(f"{name}: {caught} of {len(tried)} caught ({100 * caught // len(tried)} %)")
+    caught = sum(1 for _, test in rows if test)
+    print(f"{caught} of {len(rows)} caught ({100 * caught // len(rows)} %)")
+
+
+def look_for(tree, chosen, patterns):
+    if failure := first_failure(tree, patterns, 0):
         sys.exit(f"mutate.py: without a fault {failure} fails")
     rows = []
-    for fault in faults:
-        if words and not any(word in name or word in fault.name for word in words):
-            continue
-        caught = first_failure(tree, settings["tests"], fault.number)
-        rows.append((fault.name, caught))
-        print(f"{'caught  ' if caught else 'SURVIVED'} | {fault.name} | {caught or '-'}", flush=True)
-    return rows
+    for fault in chosen:
+        began = time.monotonic()
+        caught = first_failure(tree, fault.group.tests, fault.number)
+        rows.append((fault, caught))
+        print(f"{'caught  ' if caught else 'SURVIVED'} | {fault.name} | {caught or '-'} | "
+              f"{time.monotonic() - began:.0f} s", flush=True)
+    report(rows)
 
 
 def main():
     source, folder = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
     words = sys.argv[3:]
-    rows = []
-    for file in sorted((source / "tests/mutants").glob("*.txt")):
-        names = [file.stem] + [fault.name for fault in read_list(file)[1]]
-        if not words or any(word in name for word in words for name in names):
-            rows += run_list(file.stem, file, source, folder, words)
-    caught = sum(1 for _, test in rows if test)
-    if rows:
-        print(f"{caught} of {len(rows)} caught ({100 * caught // len(rows)} %)")
+    groups = [Group(file) for file in sorted((source / "tests/mutants").glob("*.txt"))]
+    faults = [fault for group in groups for fault in group.faults]
+    if len({fault.number for fault in faults}) != len(faults):
+        sys.exit("mutate.py: two faults have one name")
+    if words == ["--check"]:
+        plant(project_files(source), faults)
+        return
+    chosen = [fault for fault in faults
+              if not words or any(word in fault.group.name or word in fault.name for word in words)]
+    if not chosen:
+        sys.exit("mutate.py: no list and no fault has such a name")
+    asked = list(dict.fromkeys(fault.group for fault in chosen))
+    make_tree(source, folder, [fault for group in asked for fault in group.faults])
+    build(folder, [target for group in asked for target in group.targets])
+    patterns = [pattern for group in asked for pattern in group.tests]
+    # The first program of Wine starts services that keep its output open: it is one that nobody waits for.
+    with subprocess.Popen([folder / "scripts/wine-run", "cmd"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL, env=environment(folder, 0)):
+        look_for(folder, chosen, list(dict.fromkeys(patterns)))
 
 
 if __name__ == "__main__":
