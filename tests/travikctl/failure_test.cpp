@@ -3,6 +3,7 @@
 #include "ctl_test.h"
 #include "start_process.h"
 #include "tour/world.h"
+#include "travik/vbox_types.h"
 
 using namespace TravikTest;
 
@@ -121,7 +122,7 @@ protected:
 TEST_F(TravikctlCtrlC, endsAWaitForALock)
 {
     Control control;
-    control.fail(L"IMachine::LockMachine", 0x80BB0007, 0);
+    control.fail(L"IMachine::LockMachine", Travik::Result::InvalidObjectState, 0);
     control.trace(true);
     Program waiting(ctl(), {L"--wait-lock", L"50", L"set", player(), L"--cpus", L"1"}, CREATE_NO_WINDOW);
     const Outcome run = interrupt(waiting, [&] { return isTraced(control, L"LockMachine"); });
@@ -163,7 +164,7 @@ TEST_F(TravikctlCtrlC, asecondOneEndsTheProgramAtOnce)
     EXPECT_EQ(showing.wait(std::chrono::seconds(1)).exitCode, -1) << "the first one waits for the call";
     showing.pressCtrlC();
     const Outcome run = showing.wait(std::chrono::seconds(10));
-    EXPECT_EQ(static_cast<unsigned>(run.exitCode), STATUS_CONTROL_C_EXIT) << run.all();
+    EXPECT_EQ(run.exitCode, 130) << run.all();
     control.reset();
 }
 
@@ -201,7 +202,7 @@ TEST_F(TravikctlFailures, aTimeoutOfZeroIsNone)
 TEST_F(TravikctlFailures, aTimeoutEndsAWaitForALockToo)
 {
     Control control;
-    control.fail(L"IMachine::LockMachine", 0x80BB0007, 0);
+    control.fail(L"IMachine::LockMachine", Travik::Result::InvalidObjectState, 0);
     const auto before = std::chrono::steady_clock::now();
     const Outcome run = travikctl({L"--wait-lock", L"60", L"--timeout", L"1", L"set", player(), L"--cpus", L"1"});
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));

@@ -157,7 +157,7 @@ int refuseCommandLine(const Request& request, const Options& options, const Verb
 
 int wmain(int count, wchar_t** values)
 {
-    catchInterrupts();
+    catchInterrupts(ExitCode::Interrupted);
     std::vector<std::string> arguments;
     for (int i = 1; i < count; ++i)
         arguments.push_back(toUtf8(values[i]));

@@ -12,6 +12,7 @@ namespace {
 std::mutex outputMutex;
 bool indicatorShown = false; // guarded by outputMutex
 std::atomic<bool> interruptFlag = false;
+int interruptExitCode = 0; // set before the first interrupt can come
 
 bool isConsole(HANDLE handle)
 {
@@ -70,7 +71,9 @@ BOOL WINAPI onConsoleEvent(DWORD event)
 {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
         return FALSE;
-    return interruptFlag.exchange(true) ? FALSE : TRUE;
+    if (interruptFlag.exchange(true))
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(interruptExitCode));
+    return TRUE;
 }
 
 } // namespace
@@ -98,8 +101,9 @@ std::string colored(const std::string& text, Color color, bool onError)
                : text;
 }
 
-void catchInterrupts()
+void catchInterrupts(int exitCode)
 {
+    interruptExitCode = exitCode;
     SetConsoleCtrlHandler(onConsoleEvent, TRUE);
 }
 

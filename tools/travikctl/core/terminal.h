@@ -28,8 +28,8 @@ std::string colored(const std::string& text, Color color, bool onError = false);
 /// count.
 bool wantsColor(bool terminal, const wchar_t* noColor);
 
-/// From here on Ctrl-C only sets a flag; a second Ctrl-C ends the process as usual.
-void catchInterrupts();
+/// From here on Ctrl-C only sets a flag; a second Ctrl-C ends the process at once.
+void catchInterrupts(int exitCode);
 bool interrupted();
 
 /// Stands beside the one thread that works, and never calls the library: on a terminal it shows how long the work
