@@ -223,5 +223,25 @@ TEST_F(LeavingServer, FollowsAClientThatVanished)
     EXPECT_TRUE(soon([] { return serverProcess() == 0; }, milliseconds(30'000)));
 }
 
+TEST_F(LeavingServer, StaysAsLongAsAMachineRuns)
+{
+    setLinger(linger);
+    FrontEndProcess(L"launch", {Machines::player}).readLine(); // and is ended
+    const DWORD server = serverProcess();
+    ASSERT_NE(server, 0u);
+    Sleep(static_cast<DWORD>((2 * linger).count()));
+    EXPECT_EQ(serverProcess(), server);
+
+    const VBoxHandle machine = find(Machines::player);
+    EXPECT_EQ(stateOf(machine), MachineState::Running);
+    VBoxHandle console = 0;
+    ASSERT_TRUE(done(sdk.lockMachine(machine, LockType::Shared)));
+    ASSERT_TRUE(done(sdk.getConsole(&console)));
+    EXPECT_TRUE(done(sdk.powerDown(console, nullptr)));
+    EXPECT_TRUE(soon([&] { return stateOf(machine) == MachineState::PoweredOff; }));
+    sdk.releaseRC();
+    EXPECT_TRUE(soon([] { return serverProcess() == 0; }, milliseconds(30'000)));
+}
+
 } // namespace
 } // namespace TravikTest

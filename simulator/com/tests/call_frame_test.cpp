@@ -42,6 +42,19 @@ TEST_F(CallFrame, TurnsWhatIsThrownIntoAResult)
     EXPECT_EQ(run([] { throw std::runtime_error("x"); }), E_FAIL);
 }
 
+TEST_F(CallFrame, LeavesTheReasonOfAFailure)
+{
+    SetErrorInfo(0, nullptr);
+    EXPECT_EQ(run([] { throw Failure(Result::objectInUse, L"the disk is in use"); }), Result::objectInUse);
+    ComPtr<IErrorInfo> reason;
+    ASSERT_EQ(GetErrorInfo(0, &reason), S_OK);
+    BSTR text = nullptr;
+    ASSERT_EQ(reason->GetDescription(&text), S_OK);
+    EXPECT_EQ(taken(text), L"the disk is in use");
+    ASSERT_EQ(reason->GetSource(&text), S_OK);
+    EXPECT_EQ(taken(text), L"TestWrap");
+}
+
 TEST_F(CallFrame, HoldsTheHostsMutexDuringTheCallOnly)
 {
     std::function<void()> inside = [&] { EXPECT_EQ(run([] {}), S_OK); };

@@ -75,6 +75,26 @@ TEST_F(Events, AWaitableOneIsProcessedWhenAllHaveMarkedIt)
     EXPECT_TRUE(processed());
 }
 
+TEST_F(Events, AWaitableOneIsNotHeldUpByAListenerThatGoes)
+{
+    const auto first = listen({EventType::OnShowWindow}), second = listen({EventType::OnShowWindow});
+    host.fire({EventType::OnShowWindow});
+    const EventPtr event = next(first);
+    source.markProcessed(first.get(), *event);
+    source.remove(second.get());
+    HostLock lock = host.lock();
+    EXPECT_TRUE(source.waitProcessed(lock, *event, 0));
+}
+
+TEST_F(Events, VetoableOnesReachThoseWhoAskedForAllOfThem)
+{
+    const auto listener = listen({EventType::Vetoable});
+    host.fire({EventType::OnShowWindow});
+    EXPECT_EQ(next(listener), nullptr);
+    host.fire({EventType::OnCanShowWindow});
+    EXPECT_NE(next(listener), nullptr);
+}
+
 TEST_F(Events, AnActiveListenerIsServedUntilItGoes)
 {
     const auto listener = std::make_shared<int>();

@@ -56,6 +56,19 @@ void detach(SavingScene& scene)
     scene.unlock();
 }
 
+/// The medium is in the registries of two machines, and attached to neither.
+void listTwice(SavingScene& scene)
+{
+    detach(scene);
+    scene.host.machines().add(scene.other);
+    const MachineView other = scene.lockedBy(scene.session(L"one"), scene.other);
+    other.addController(L"SATA", Travik::StorageBus::SATA);
+    other.attach({L"SATA", 0, 0}, DeviceKind::hardDisk, scene.medium);
+    other.detach({L"SATA", 0, 0});
+    other.saveSettings();
+    scene.unlock();
+}
+
 void rename(SavingScene& scene)
 {
     scene.view().setName(L"renamed");
@@ -101,6 +114,7 @@ const std::vector<Operation>& operations()
          [](SavingScene& scene) { scene.host.machines().setExtraData(*scene.machine, L"Key", L"value"); }},
         {"OpenWithNewUuid", openWithNewUuid},
         {"CloseMedium", [](SavingScene& scene) { scene.host.media().close(scene.medium); }, detach},
+        {"CloseMediumListedTwice", [](SavingScene& scene) { scene.host.media().close(scene.medium); }, listTwice},
         {"DeleteStorage", [](SavingScene& scene) { scene.finish(scene.host.media().deleteStorage(scene.medium)); },
          detach},
         {"Clone", clone, unlock},
@@ -241,6 +255,37 @@ TEST(Save, KeepsTheStateBeforeAlsoAfterARename)
     rename(scene);
     EXPECT_EQ(Files::read(scene.machine->file + L"-prev"), before);
     EXPECT_FALSE(Files::exists(oldFile) || Files::exists(oldFile + L"-prev"));
+    EXPECT_EQ(Files::list(Files::folderOf(scene.machine->file)).size(), 2u) << "nothing is left under the old name";
+}
+
+TEST(Save, LeavesTheStateBeforeInItsPlaceWhenARenameFails)
+{
+    for (int change = 1;; ++change) {
+        SavingScene scene;
+        scene.view().saveSettings();
+        const std::wstring previous = scene.machine->file + L"-prev";
+        const std::string before = Files::read(previous);
+        scene.disk.refuse(change);
+        const bool failed = attempt([&] { rename(scene); }).has_value();
+        if (!scene.disk.hasRefused())
+            break;
+        if (failed) {
+            ASSERT_TRUE(Files::exists(previous)) << "with change " << change << " refused";
+            EXPECT_EQ(Files::read(previous), before) << "with change " << change << " refused";
+        }
+    }
+}
+
+TEST(Import, OfADiskThatDiffersFromItsDigestIsRefusedAndLeavesNothing)
+{
+    SavingScene scene;
+    const std::string manifest = "SHA1(disk1.vmdk)= " + std::string(40, '0') + "\n";
+    ImageWriters::writeFile(scene.folder / "box.mf", ImageWriters::Bytes(manifest.begin(), manifest.end()));
+    readOvf(scene);
+    const std::wstring files = scene.files(), seen = Scene::seen(scene.host);
+    EXPECT_THROW(scene.finish(importAppliance(scene.host, scene.appliance, {})), Failure);
+    EXPECT_EQ(scene.files(), files);
+    EXPECT_EQ(Scene::seen(scene.host), seen);
 }
 
 TEST(Save, LeavesNoFileOfAFailedCopy)
@@ -251,6 +296,7 @@ TEST(Save, LeavesNoFileOfAFailedCopy)
             scene.unlock();
             readOvf(scene);
             const std::wstring before = scene.files();
+            const std::size_t known = scene.host.media().all().size();
             scene.disk.refuse(change);
             std::optional<Failure> failure;
             for (const Operation& operation : operations())
@@ -258,6 +304,7 @@ TEST(Save, LeavesNoFileOfAFailedCopy)
                     failure = failureOf(operation, scene);
             if (failure) {
                 EXPECT_EQ(scene.files(), before) << name << " with change " << change << " refused";
+                EXPECT_EQ(scene.host.media().all().size(), known) << name << " with change " << change << " refused";
             }
             if (!scene.disk.hasRefused())
                 break;

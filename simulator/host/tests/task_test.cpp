@@ -67,6 +67,45 @@ TEST_F(TaskTest, Succeeds)
     expectEnd(progress, Result::ok);
 }
 
+TEST_F(TaskTest, TellsHowFarItIsByTheWeightOfItsOperations)
+{
+    const ProgressPtr progress = start([] {}); // weighs 1 and 3
+    progress->advance(0, 100);
+    EXPECT_EQ(progress->percent(), 25u);
+    progress->advance(1, 50);
+    EXPECT_EQ(progress->percent(), 62u);
+    progress->advance(1, 100);
+    EXPECT_EQ(progress->percent(), 99u) << "100 is for the end";
+    EXPECT_FALSE(progress->isCompleted());
+}
+
+TEST_F(TaskTest, IsWaitedForByOperation)
+{
+    const ProgressPtr progress = start([] {});
+    const auto wait = [&](std::uint32_t operation) {
+        const auto begin = std::chrono::steady_clock::now();
+        HostLock lock = host.lock();
+        progress->waitForOperation(lock, operation, 30);
+        return std::chrono::steady_clock::now() - begin;
+    };
+    EXPECT_GE(wait(0), std::chrono::milliseconds(30)) << "it has only begun";
+    progress->advance(1, 0);
+    const auto begin = std::chrono::steady_clock::now();
+    HostLock lock = host.lock();
+    progress->waitForOperation(lock, 0, 60'000);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+    EXPECT_THROW(progress->waitForOperation(lock, 2, 0), Failure);
+}
+
+TEST_F(TaskTest, IsWorkForTheHostWhileItRuns)
+{
+    bool busy = false;
+    const ProgressPtr progress = start([&] { busy = host.isBusy(); });
+    expectEnd(progress, Result::ok);
+    EXPECT_TRUE(busy);
+    EXPECT_FALSE(host.isBusy());
+}
+
 TEST_F(TaskTest, EndsWithWhateverIsThrown)
 {
     expectEnd(start([] { throw Failure(Result::iprtError, L"x"); }), Result::iprtError);
@@ -173,7 +212,7 @@ TEST_F(TaskTest, AnApplianceThatIsMissingFailsItsReading)
 
 TEST_F(TaskTest, ManyLivesLeaveNothing)
 {
-    for (int life = 0; life < 50; ++life) {
+    for (int life = 0; life < 10; ++life) {
         const MachinePtr machine = withDisk(L"box");
         finish(deleteMachine({host, machine}, unregisterMachine(host, machine, Travik::CleanupMode::Full)));
     }
