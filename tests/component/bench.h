@@ -11,14 +11,14 @@
 #include "fakes.h"
 #include "log_reader.h"
 #include "selq6/vbox.h"
+#include "travik/vbox_types.h"
 
 namespace TravikTest {
 
-using Travik::SdkErrorCode;
-using Travik::VBoxHandle;
+using namespace Travik;
 
 /// VBOX_E_OBJECT_NOT_FOUND, the failure that most tests have VirtualBox give.
-inline constexpr HRESULT notFound = static_cast<HRESULT>(0x80BB0001);
+inline constexpr HRESULT notFound = static_cast<HRESULT>(Result::ObjectNotFound);
 
 /// A file with some content in the scratch folder, and the folders that lead to it.
 std::filesystem::path makeFile(const std::wstring& name);

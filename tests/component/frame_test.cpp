@@ -25,8 +25,8 @@ TEST(LastFailure, IsZeroBeforeAnyFailureAndAfterTheNextOperationStarts)
     EXPECT_EQ(bench.box.getVBoxErrorMessage(), L"");
     failOnce(L"IVirtualBox::FindMachine", notFound);
     EXPECT_EQ(bench.box.findMachine(L"vm1", nullptr), 107);
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80BB0001u);
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80BB0001u);
+    EXPECT_EQ(bench.box.getVBoxError(), Result::ObjectNotFound);
+    EXPECT_EQ(bench.box.getVBoxError(), Result::ObjectNotFound);
     EXPECT_EQ(bench.box.findMachine(L"vm1", nullptr), 0);
     EXPECT_EQ(bench.box.getVBoxError(), 0u);
     EXPECT_NE(bench.box.getVBoxErrorMessage().find(L"FindMachineFail"), std::wstring::npos);
@@ -76,10 +76,10 @@ TEST(LastFailure, OfListVmsHasNoName)
 TEST(LastFailure, IsReadWithBareRecordsAndTouchesNothing)
 {
     Bench bench;
-    bench.box.lastRC = 0x80BB0001;
+    bench.box.lastRC = Result::ObjectNotFound;
     bench.box.lastErrorText = L"the text";
     bench.box.argStream.str(L"arguments");
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80BB0001u);
+    EXPECT_EQ(bench.box.getVBoxError(), Result::ObjectNotFound);
     EXPECT_EQ(bench.box.getVBoxErrorMessage(), L"the text");
     bench.box.lastRC = 0;
     EXPECT_EQ(bench.box.getVBoxError(), 0u);
@@ -127,7 +127,8 @@ TEST(LastFailure, MayNameTheArgumentsOfAnotherThread)
                                EXPECT_TRUE(worker().run([&] { bench.box.setMachineMemory(machine, 64); }));
                            }});
     EXPECT_EQ(bench.box.findMachine(L"vm1", nullptr), 107);
-    EXPECT_EQ(maskedFailure(bench.box.lastErrorText), comFailureText(L"findMachine", L"1 | 64", 107, 0x80BB0001));
+    EXPECT_EQ(maskedFailure(bench.box.lastErrorText),
+              comFailureText(L"findMachine", L"1 | 64", FindMachineFail, Result::ObjectNotFound));
 }
 
 TEST(Recorders, LeaveNoTraceOfTheResultZero)
@@ -228,7 +229,8 @@ TEST(LogOfOperations, GoesOnAfterAPathThatCannotBeOpened)
     EXPECT_NE(testing::internal::GetCapturedStdout().find("(Travik::VBox::saveSettings) <"), std::string::npos);
     EXPECT_EQ(bench.box.setLogPath(logFile().wstring()), 0);
     bench.box.saveSettings(0);
-    EXPECT_EQ(bench.records(), (Records{info(L"saveSettings", L"0"), sdkFailure(L"saveSettings", 181)}));
+    EXPECT_EQ(bench.records(),
+              (Records{info(L"saveSettings", L"0"), sdkFailure(L"saveSettings", COM_Get_MachineFail)}));
 }
 
 TEST(LogOfOperations, KeepsEveryRecordWholeUnderFourThreads)

@@ -55,13 +55,17 @@ TEST(Start, ReturnsZeroWithoutAServerAndTellsTheFailure)
     Bench bench(Bench::withoutRoots);
     FakeWorld::revokeClasses();
     EXPECT_EQ(bench.box.initComComponent(), 0);
-    EXPECT_EQ(bench.records(), (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", 208, 0x80040154)}));
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80040154u); // class not registered
-    EXPECT_EQ(maskedFailure(bench.box.getVBoxErrorMessage()), comFailureText(L"_initVBox", L"", 208, 0x80040154));
+    EXPECT_EQ(bench.records(),
+              (Records{info(L"initComComponent", L""),
+                       comFailure(L"_initVBox", VBoxCoCreateInstanceVBoxFail, Result::ClassNotRegistered)}));
+    EXPECT_EQ(bench.box.getVBoxError(), Result::ClassNotRegistered);
+    EXPECT_EQ(maskedFailure(bench.box.getVBoxErrorMessage()),
+              comFailureText(L"_initVBox", L"", VBoxCoCreateInstanceVBoxFail, Result::ClassNotRegistered));
     EXPECT_TRUE(bench.box.getVBoxErrorMessage().ends_with(L" errorDesc=VBoxCoCreateInstanceVBoxFail"));
     EXPECT_EQ(bench.box.unlockMachine(), 101);
     EXPECT_EQ(bench.box.createMachine(L"a", L"b", nullptr), 101);
-    EXPECT_EQ(maskedFailure(bench.box.lastErrorText), comFailureText(L"_initVBox", L"a | b", 208, 0x80040154));
+    EXPECT_EQ(maskedFailure(bench.box.lastErrorText),
+              comFailureText(L"_initVBox", L"a | b", VBoxCoCreateInstanceVBoxFail, Result::ClassNotRegistered));
     FakeWorld::registerClasses();
     EXPECT_EQ(bench.box.unlockMachine(), 0);
 }
@@ -73,7 +77,9 @@ TEST(Start, TakesVirtualBoxFromALocalServerOnly)
     FakeWorld::revokeClasses();
     FakeWorld::registerClasses(CLSCTX_INPROC_SERVER, CLSCTX_INPROC_SERVER);
     EXPECT_EQ(bench.box.initComComponent(), 0u);
-    EXPECT_EQ(bench.records(), (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", 208, 0x80040154)}));
+    EXPECT_EQ(bench.records(),
+              (Records{info(L"initComComponent", L""),
+                       comFailure(L"_initVBox", VBoxCoCreateInstanceVBoxFail, Result::ClassNotRegistered)}));
     EXPECT_EQ(FakeWorld::takeCalls(), Calls());
     FakeWorld::revokeClasses();
 }
@@ -84,7 +90,9 @@ TEST(Start, TakesTheSessionFromAnInProcessServerOnly)
     FakeWorld::revokeClasses();
     FakeWorld::registerClasses(CLSCTX_LOCAL_SERVER, CLSCTX_LOCAL_SERVER);
     EXPECT_EQ(bench.box.initComComponent(), 0u);
-    EXPECT_EQ(bench.records(), (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", 209, 0x80040154)}));
+    EXPECT_EQ(bench.records(),
+              (Records{info(L"initComComponent", L""),
+                       comFailure(L"_initVBox", VBoxCoCreateInstanceSessionFail, Result::ClassNotRegistered)}));
     EXPECT_EQ(FakeWorld::takeCalls(), Calls{createVirtualBox});
     FakeWorld::revokeClasses();
 }
@@ -94,7 +102,9 @@ TEST(Start, WithoutASessionKeepsVirtualBoxAndDropsItWhenItStartsAgain)
     Bench bench(Bench::withoutRoots);
     FakeWorld::answer(L"Session::CreateInstance", {.result = E_ACCESSDENIED});
     EXPECT_EQ(bench.box.initComComponent(), 0);
-    EXPECT_EQ(bench.records(), (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", 209, 0x80070005)}));
+    EXPECT_EQ(bench.records(),
+              (Records{info(L"initComComponent", L""),
+                       comFailure(L"_initVBox", VBoxCoCreateInstanceSessionFail, Result::AccessDenied)}));
     EXPECT_NE(bench.box.virtualBox, nullptr);
     EXPECT_EQ(bench.box.session, nullptr);
     EXPECT_EQ(FakeWorld::references(), 1);
@@ -128,9 +138,11 @@ TEST(Start, OnAThreadOfAnotherApartmentFailsAndLeavesNothing)
         EXPECT_EQ(bench.box.unlockMachine(), 101);
         CoUninitialize();
     }));
-    EXPECT_EQ(bench.box.lastRC, 0x80010106u); // the thread's apartment is another one
-    EXPECT_EQ(bench.records(), (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", 207, 0x80010106),
-                                        info(L"unlockMachine", L""), comFailure(L"_initVBox", 207, 0x80010106)}));
+    EXPECT_EQ(bench.box.lastRC, Result::RpcChangedMode);
+    EXPECT_EQ(
+        bench.records(),
+        (Records{info(L"initComComponent", L""), comFailure(L"_initVBox", VBoxCoInitializeFail, Result::RpcChangedMode),
+                 info(L"unlockMachine", L""), comFailure(L"_initVBox", VBoxCoInitializeFail, Result::RpcChangedMode)}));
     EXPECT_EQ(bench.box.virtualBox, nullptr);
     EXPECT_EQ(FakeWorld::takeCalls(), Calls());
 }
@@ -146,7 +158,7 @@ TEST(Start, InitialisesTheApartmentOfItsThreadOnEveryRun)
         CoUninitialize();
         CoUninitialize();
     }));
-    EXPECT_EQ(bench.box.lastRC, 0x80040154u);
+    EXPECT_EQ(bench.box.lastRC, Result::ClassNotRegistered);
 }
 
 TEST(Reset, DropsEverythingAndStartsAnew)
@@ -172,10 +184,11 @@ TEST(Reset, WithoutAServerReturnsZeroAndTellsTheFailure)
     Bench bench;
     FakeWorld::answer(L"VirtualBox::CreateInstance", {.result = E_FAIL});
     EXPECT_EQ(bench.box.resetComComponent(), 0);
-    EXPECT_EQ(bench.box.lastRC, 0x80004005u);
+    EXPECT_EQ(bench.box.lastRC, Result::Fail);
     EXPECT_EQ(bench.records(), (Records{info(L"resetComComponent", L""), info(L"_releaseRC", L""),
-                                        comFailure(L"_initVBox", 208, 0x80004005)}));
-    EXPECT_EQ(maskedFailure(bench.box.lastErrorText), comFailureText(L"_initVBox", L"", 208, 0x80004005));
+                                        comFailure(L"_initVBox", VBoxCoCreateInstanceVBoxFail, Result::Fail)}));
+    EXPECT_EQ(maskedFailure(bench.box.lastErrorText),
+              comFailureText(L"_initVBox", L"", VBoxCoCreateInstanceVBoxFail, Result::Fail));
 }
 
 TEST(ReleaseRC, ReleasesTablesInTheirOrderAndThenTheRoots)

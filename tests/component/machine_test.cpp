@@ -71,8 +71,9 @@ TEST(ListVms, TellsAMissingArrayUnlessNobodyWantsTheList)
     EXPECT_EQ(bench.box.listVms(nullptr), 0);
     EXPECT_EQ(bench.box.listVms(&handles), 148);
     EXPECT_EQ(handles, std::vector<VBoxHandle>{9});
-    EXPECT_EQ(bench.records(), (Records{info(L"listVms", L""), info(L"listVms", L""), sdkFailure(L"listVms", 148)}));
-    EXPECT_EQ(maskedFailure(bench.box.lastErrorText), sdkFailureText(L"listVms", L"", 148));
+    EXPECT_EQ(bench.records(),
+              (Records{info(L"listVms", L""), info(L"listVms", L""), sdkFailure(L"listVms", SafeArrayCreateFail)}));
+    EXPECT_EQ(maskedFailure(bench.box.lastErrorText), sdkFailureText(L"listVms", L"", SafeArrayCreateFail));
     EXPECT_EQ(bench.box.lastRC, 0u);
 }
 
@@ -123,7 +124,8 @@ TEST(GetVmUUID, FailsWithTheCodeOfTheRenaming)
     std::wstring uuid = L"before";
     EXPECT_EQ(bench.box.getVmUUID(1, &uuid), 169);
     EXPECT_EQ(uuid, L"before");
-    EXPECT_EQ(bench.records(), (Records{info(L"getVmUUID", L"1"), comFailure(L"getVmUUID", 169, 0x80004005)}));
+    EXPECT_EQ(bench.records(),
+              (Records{info(L"getVmUUID", L"1"), comFailure(L"getVmUUID", PutNameFail, Result::Fail)}));
 }
 
 TEST(CreateVmName, IsTheBuiltInPrefixAndOneInAnEmptyFolder)
@@ -177,10 +179,10 @@ TEST(CreateVmName, WithoutVirtualBoxReturns101AndTheFirstName)
     std::wstring name;
     EXPECT_EQ(bench.box.createVmName(L"a", &name), 101);
     EXPECT_EQ(name, L"a_1");
-    EXPECT_EQ(
-        bench.records(),
-        (Records{info(L"createVmName", L"a"), compose(L"a_1"), comFailure(L"_initVBox", 208, 0x80004005),
-                 record("INFO", L"Travik::Utils::checkFileExists", L""), info(L"createVmName", L"return name = a_1")}));
+    EXPECT_EQ(bench.records(), (Records{info(L"createVmName", L"a"), compose(L"a_1"),
+                                        comFailure(L"_initVBox", VBoxCoCreateInstanceVBoxFail, Result::Fail),
+                                        record("INFO", L"Travik::Utils::checkFileExists", L""),
+                                        info(L"createVmName", L"return name = a_1")}));
 }
 
 TEST(CreateVmName, ChecksThePathOfBeforeWhenComposingFails)
@@ -397,12 +399,13 @@ TEST(LaunchAndLock, WithoutASessionLetVirtualBoxSayWhyAndCreateNone)
     for (const wchar_t* method : {L"IMachine::LockMachine", L"IMachine::LaunchVMProcess"})
         FakeWorld::answer(method, {.result = E_INVALIDARG});
     EXPECT_EQ(bench.box.lockMachine(1, 2), 109);
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80070057u);
-    EXPECT_EQ(maskedFailure(bench.box.lastErrorText), comFailureText(L"lockMachine", L"1 | 2", 109, 0x80070057));
-    EXPECT_EQ(bench.box.launchVMProcess(1, L"gui", {L"A"}, nullptr), 108);
-    EXPECT_EQ(bench.box.lastRC, 0x80070057u);
+    EXPECT_EQ(bench.box.getVBoxError(), Result::InvalidArg);
     EXPECT_EQ(maskedFailure(bench.box.lastErrorText),
-              comFailureText(L"launchVMProcess", L"1 | gui | A", 108, 0x80070057));
+              comFailureText(L"lockMachine", L"1 | 2", LockMachineFail, Result::InvalidArg));
+    EXPECT_EQ(bench.box.launchVMProcess(1, L"gui", {L"A"}, nullptr), 108);
+    EXPECT_EQ(bench.box.lastRC, Result::InvalidArg);
+    EXPECT_EQ(maskedFailure(bench.box.lastErrorText),
+              comFailureText(L"launchVMProcess", L"1 | gui | A", LaunchVMProcessFail, Result::InvalidArg));
     EXPECT_EQ(FakeWorld::takeCalls(),
               (Calls{L"machine#1: IMachine::LockMachine(null, 2)",
                      L"machine#1: IMachine::LaunchVMProcess(null, \"gui\"[3], VT_BSTR[0+1]{\"A\"[1]})"}));

@@ -56,7 +56,7 @@ TEST(ImportOva, TellsOptionsThatCannotBeMade)
         bench.records();
         EXPECT_EQ(bench.box.importOva(file), 148);
         fail(false);
-        EXPECT_EQ(bench.records().back(), sdkFailure(L"importOva", 148));
+        EXPECT_EQ(bench.records().back(), sdkFailure(L"importOva", SafeArrayCreateFail));
         EXPECT_EQ(maskedFailure(bench.box.lastErrorText), sdkFailureText(L"importOva", file, 148));
         EXPECT_EQ(count(FakeWorld::takeCalls(), L"ImportMachines"), 0u);
     }
@@ -102,7 +102,8 @@ TEST(ImportOvaVmName, GoesOnAfterAFailingDescriptionAndASkippedNull)
     EXPECT_EQ(name, L"vm2");
     const Records records = bench.records();
     ASSERT_GE(records.size(), 2u);
-    EXPECT_EQ(records[records.size() - 2], ignored(L"getImportOvaVmName", 212, 0x80004005));
+    EXPECT_EQ(records[records.size() - 2],
+              ignored(L"getImportOvaVmName", VirtualSystemDescriptionGetValuesFail, Result::Fail));
     EXPECT_EQ(records.back(), info(L"getImportOvaVmName", L"import vmname = vm2"));
     EXPECT_EQ(bench.box.lastRC, 0u);
     EXPECT_EQ(bench.box.lastErrorText, L"kept");
@@ -143,12 +144,12 @@ TEST(OpenMedium, OfAMissingFileAsksForNothing)
     EXPECT_EQ(medium, 77u);
     EXPECT_EQ(FakeWorld::takeCalls(), Calls());
     // An empty path is answered without a "return " record.
-    EXPECT_EQ(
-        bench.records(),
-        (Records{info(L"openMedium", missingFile()), record("INFO", L"Travik::Utils::checkFileExists", missingFile()),
-                 record("INFO", L"Travik::Utils::checkFileExists", L"return 0"), sdkFailure(L"openMedium", 195),
-                 info(L"openMedium", L""), record("INFO", L"Travik::Utils::checkFileExists", L""),
-                 sdkFailure(L"openMedium", 195)}));
+    EXPECT_EQ(bench.records(), (Records{info(L"openMedium", missingFile()),
+                                        record("INFO", L"Travik::Utils::checkFileExists", missingFile()),
+                                        record("INFO", L"Travik::Utils::checkFileExists", L"return 0"),
+                                        sdkFailure(L"openMedium", CheckFileExistsFail), info(L"openMedium", L""),
+                                        record("INFO", L"Travik::Utils::checkFileExists", L""),
+                                        sdkFailure(L"openMedium", CheckFileExistsFail)}));
 }
 
 TEST(OpenMedium, PassesTheFlagOn)
@@ -194,7 +195,7 @@ TEST(DeleteMedium, WithoutALocationDeletesNothing)
     EXPECT_EQ(bench.box.deleteMedium(1), 197); // an empty text is one, and no file
     EXPECT_EQ(bench.records(),
               (Records{info(L"deleteMedium", L"1"), record("INFO", L"Travik::Utils::removeFilePath", L""),
-                       sdkFailure(L"deleteMedium", 197)}));
+                       sdkFailure(L"deleteMedium", RemoveFilePathFail)}));
 }
 
 TEST(DeleteMedium, OfAReadOnlyFileLeavesByTheSystemsException)
@@ -252,7 +253,8 @@ TEST(AttachMedium, ReturnsZeroWhenBothMarksAreRefused)
     FakeWorld::answer(L"IMachine::NonRotationalDevice", {.result = S_FALSE}); // any result but 0
     EXPECT_EQ(bench.box.attachMedium(1, 1, L"SATA", 0, 0), 0);
     EXPECT_EQ(bench.records(), (Records{info(L"attachMedium", L"1 | 1 | SATA | 0 | 0"),
-                                        ignored(L"attachMedium", 165, 0x80004001), ignored(L"attachMedium", 166, 1)}));
+                                        ignored(L"attachMedium", SetAutoDiscardForDeviceFail, Result::NotImpl),
+                                        ignored(L"attachMedium", NonRotationalDeviceFail, 1)}));
     EXPECT_EQ(bench.box.lastRC, 0u);
 }
 
@@ -283,7 +285,7 @@ TEST(GetCurrentMedium, OfAnEmptySlotLeavesTheOutputAsItWas)
 TEST(RenameVmDisk, WorksWithoutVirtualBoxAndKeepsTheLastResult)
 {
     Bench bench(Bench::withoutRoots);
-    bench.box.lastRC = 0x80BB0001;
+    bench.box.lastRC = Result::ObjectNotFound;
     const fs::path from = makeFile(L"from \xD83C\xDFAE.vdi");
     const fs::path to = scratchFolder() / L"to.vdi";
     fs::remove(to);
@@ -291,7 +293,7 @@ TEST(RenameVmDisk, WorksWithoutVirtualBoxAndKeepsTheLastResult)
     EXPECT_TRUE(fs::exists(to));
     EXPECT_FALSE(fs::exists(from));
     EXPECT_EQ(bench.box.renameVmDisk(from.wstring(), to.wstring()), 196); // the source is missing now
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80BB0001u);
+    EXPECT_EQ(bench.box.getVBoxError(), Result::ObjectNotFound);
     EXPECT_EQ(bench.box.virtualBox, nullptr);
 }
 
@@ -307,7 +309,7 @@ TEST(RenameVmDisk, OverwritesNothing)
     EXPECT_EQ(bench.box.renameVmDisk(from.wstring(), L""), 196);
     EXPECT_EQ(bench.records(), (Records{info(L"renameVmDisk", from.wstring() + L" | "),
                                         record("INFO", L"Travik::Utils::renameFilePath", from.wstring() + L" | "),
-                                        sdkFailure(L"renameVmDisk", 196)}));
+                                        sdkFailure(L"renameVmDisk", RenameFilePathFail)}));
 }
 
 TEST(RestoreVmDisk, ChecksItsMachineAndTouchesNoFile)

@@ -164,13 +164,15 @@ TEST(ProgressWait, ToleratesEveryFailingReadAndGoesOnWithWhatItLeft)
     FakeWorld::answer(L"IProgress::WaitForCompletion", {.result = E_ABORT});
     wait.run();
     EXPECT_EQ(wait.result, E_ABORT);
-    EXPECT_EQ(wait.records,
-              (Records{ignored(waiter, 122, 0x80004005),
-                       Wait::log(L"get cloneVm Progress completed before waitCompletion: 0"),
-                       Wait::log(L"cloneVm Progress waitting for completion"), ignored(waiter, 122, 0x80004005),
-                       Wait::log(L"get cloneVm Progress completed: 0"), ignored(waiter, 206, 0x80004005),
-                       Wait::log(L"get cloneVm Progress canCancelable: 0"), ignored(waiter, 123, 0x80004005),
-                       Wait::log(L"get cloneVm Progress return:0")}));
+    EXPECT_EQ(wait.records, (Records{ignored(waiter, GetProgressCompletedFail, Result::Fail),
+                                     Wait::log(L"get cloneVm Progress completed before waitCompletion: 0"),
+                                     Wait::log(L"cloneVm Progress waitting for completion"),
+                                     ignored(waiter, GetProgressCompletedFail, Result::Fail),
+                                     Wait::log(L"get cloneVm Progress completed: 0"),
+                                     ignored(waiter, ProgressGetCancelableFail, Result::Fail),
+                                     Wait::log(L"get cloneVm Progress canCancelable: 0"),
+                                     ignored(waiter, GetProgressResultCodeFail, Result::Fail),
+                                     Wait::log(L"get cloneVm Progress return:0")}));
 }
 
 TEST(ProgressWait, ToleratesAFailingCancel)
@@ -183,7 +185,8 @@ TEST(ProgressWait, ToleratesAFailingCancel)
     FakeWorld::answer(L"IProgress::get_Canceled", {.result = E_FAIL});
     wait.run();
     EXPECT_EQ(Records(wait.records.begin() + 4, wait.records.end()),
-              (Records{ignored(waiter, 202, 0x80070005), ignored(waiter, 205, 0x80004005),
+              (Records{ignored(waiter, ProgressCancelFail, Result::AccessDenied),
+                       ignored(waiter, ProgressGetCancelFail, Result::Fail),
                        Wait::log(L"get cloneVm Progress canceled: 0"), Wait::log(L"get cloneVm Progress return:0")}));
 }
 
@@ -195,14 +198,14 @@ TEST(ProgressWait, ToleratesFailingErrorReads)
         answer(L"get_ErrorInfo", OwnValue(), E_FAIL);
         wait.run();
         EXPECT_EQ(wait.result, notFound);
-        EXPECT_EQ(wait.records.back(), ignored(waiter, 204, 0x80004005));
+        EXPECT_EQ(wait.records.back(), ignored(waiter, ProgressGetErrorInfoFail, Result::Fail));
     }
     Wait wait;
     answer(L"get_ResultCode", number(notFound));
     FakeWorld::answer(L"IVirtualBoxErrorInfo::GetDescription", {.result = E_NOTIMPL});
     wait.run();
     EXPECT_EQ(wait.result, notFound);
-    EXPECT_EQ(wait.records.back(), ignored(waiter, 203, 0x80004001));
+    EXPECT_EQ(wait.records.back(), ignored(waiter, ProgressGetDescriptionFail, Result::NotImpl));
 }
 
 TEST(ProgressWait, RunsWithoutTheMutexInEveryCall)
@@ -220,7 +223,7 @@ TEST(ProgressWait, RunsWithoutTheMutexInEveryCall)
     FakeWorld::change(L"IProgress::get_ResultCode", [](Answer& answer) { answer.given = {std::int64_t(notFound)}; });
     EXPECT_EQ(bench.box.deleteMachine(1), 121);
     EXPECT_EQ(free, 9); // Completed is read twice
-    EXPECT_EQ(bench.box.lastRC, 0x80BB0001u);
+    EXPECT_EQ(bench.box.lastRC, Result::ObjectNotFound);
 }
 
 TEST(GetProgressErrorInfo, OfASuccessfulProgressLeavesTheTextAsItWas)
@@ -243,9 +246,10 @@ TEST(GetProgressResultCode, RecordsHexadecimalAndTheNextRecordIsDecimalAgain)
     EXPECT_EQ(bench.box.getProgressResultCode(1, &code), 0);
     EXPECT_EQ(code, notFound);
     EXPECT_EQ(bench.box.setMachineMemory(4095, 255), 181);
-    EXPECT_EQ(bench.records(),
-              (Records{info(L"getProgressResultCode", L"1"), info(L"getProgressResultCode", L"return code = 80bb0001"),
-                       info(L"setMachineMemory", L"4095 | 255"), sdkFailure(L"setMachineMemory", 181)}));
+    EXPECT_EQ(
+        bench.records(),
+        (Records{info(L"getProgressResultCode", L"1"), info(L"getProgressResultCode", L"return code = 80bb0001"),
+                 info(L"setMachineMemory", L"4095 | 255"), sdkFailure(L"setMachineMemory", COM_Get_MachineFail)}));
 }
 
 TEST(ProgressWaitForCompletion, PassesItsTimeOutUnchanged)

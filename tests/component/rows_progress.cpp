@@ -29,11 +29,12 @@ Row row<Op::getProgressResultCode>()
             .arguments = L"{h0}",
             .steps = {find(Table::progress), call(L"progress#1: IProgress::get_ResultCode()", 123, Gives::number),
                       result(L"return code = 80bb0001")},
-            .good = [](Outputs& outputs) { outputs.signedNumber = static_cast<std::int32_t>(0x80BB0001); },
+            .good = [](Outputs& outputs) { outputs.signedNumber = static_cast<std::int32_t>(Result::ObjectNotFound); },
             .prepare =
                 [](const Invocation&) {
-                    FakeWorld::answer(L"IProgress::get_ResultCode",
-                                      {.given = {static_cast<std::int64_t>(static_cast<std::int32_t>(0x80BB0001))}});
+                    FakeWorld::answer(
+                        L"IProgress::get_ResultCode",
+                        {.given = {static_cast<std::int64_t>(static_cast<std::int32_t>(Result::ObjectNotFound))}});
                 }};
 }
 

@@ -51,7 +51,7 @@ TEST(RegisterListener, TellsAnArrayThatCannotBeMade)
     }
     EXPECT_EQ(FakeWorld::takeCalls(), Calls());
     EXPECT_EQ(maskedFailure(bench.box.lastErrorText),
-              sdkFailureText(L"eventSourceRegisterListener", L"1 | 1 | 0", 148));
+              sdkFailureText(L"eventSourceRegisterListener", L"1 | 1 | 0", SafeArrayCreateFail));
 }
 
 TEST(UnregisterListener, GivesBothHandlesBackOnSuccessOnly)
@@ -103,11 +103,11 @@ TEST(ReleaseEvent, TwiceFailsTheSecondTimeAndLeavesTheLastResultAlone)
 {
     Bench bench;
     bench.give(Table::event);
-    bench.box.lastRC = 0x80BB0001;
+    bench.box.lastRC = Result::ObjectNotFound;
     EXPECT_EQ(bench.box.eventSourceReleaseEvent(1), 0);
     EXPECT_EQ(FakeWorld::takeReleased(), Calls{L"event#1"});
     EXPECT_EQ(bench.box.eventSourceReleaseEvent(1), 187);
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80BB0001u);
+    EXPECT_EQ(bench.box.getVBoxError(), Result::ObjectNotFound);
     EXPECT_EQ(FakeWorld::takeCalls(), Calls());
 }
 
@@ -131,9 +131,10 @@ TEST(TypedEvents, OfAnotherKindFailWithThatResult)
     FakeWorld::answer(L"IEvent::QueryInterface_IRuntimeErrorEvent", {.result = E_NOINTERFACE});
     VBoxHandle handle = 77;
     EXPECT_EQ(bench.box.getEventSourceRuntimeErrorEvent(1, &handle), 154);
-    EXPECT_EQ(bench.box.getVBoxError(), 0x80004002u);
+    EXPECT_EQ(bench.box.getVBoxError(), Result::NoInterface);
     EXPECT_EQ(handle, 77u);
-    EXPECT_EQ(bench.records()[1], comFailure(L"getEventSourceRuntimeErrorEvent", 154, 0x80004002));
+    EXPECT_EQ(bench.records()[1],
+              comFailure(L"getEventSourceRuntimeErrorEvent", GetEventSourceRuntimeErrorEventFail, Result::NoInterface));
 }
 
 TEST(RuntimeErrors, FatalPassesAMissingOutputOn)
@@ -141,7 +142,7 @@ TEST(RuntimeErrors, FatalPassesAMissingOutputOn)
     Bench bench;
     bench.give(Table::runtimeErrorEvent);
     EXPECT_EQ(bench.box.eventSourceRuntimeErrorEventGetFatal(1, nullptr), 155);
-    EXPECT_EQ(bench.box.lastRC, 0x80004003u); // what VirtualBox says to that
+    EXPECT_EQ(bench.box.lastRC, Result::Pointer); // what VirtualBox says to that
 }
 
 TEST(RuntimeErrors, FatalIsWhateverVirtualBoxLeftAlsoOnFailure)
@@ -248,7 +249,7 @@ TEST(GuestProperty, WithoutAnOutputForTheTimeFailsInVirtualBox)
     bench.give(Table::machine);
     std::wstring value = L"before";
     EXPECT_EQ(bench.box.getGuestProperty(1, L"name", &value, nullptr, nullptr), 139);
-    EXPECT_EQ(bench.box.lastRC, 0x80004003u);
+    EXPECT_EQ(bench.box.lastRC, Result::Pointer);
     EXPECT_EQ(value, L"before");
     EXPECT_EQ(ComMemory::liveTexts(), 0u); // also the value that came back
 }
@@ -286,7 +287,7 @@ TEST(SharedFolders, ThatExistAlreadyOrDoNotAreVirtualBoxsFailure)
     bench.give(Table::console);
     for (const wchar_t* method : {L"IMachine::CreateSharedFolder", L"IMachine::RemoveSharedFolder",
                                   L"IConsole::CreateSharedFolder", L"IConsole::RemoveSharedFolder"})
-        FakeWorld::answer(method, {.result = static_cast<HRESULT>(0x80BB000C)});
+        FakeWorld::answer(method, {.result = static_cast<HRESULT>(Result::ObjectInUse)});
     EXPECT_EQ(bench.box.machineCreateSharedFolder(1, L"s", L"C:\\", 1, 1), 128);
     EXPECT_EQ(bench.box.machineRemoveSharedFolder(1, L"s"), 127);
     EXPECT_EQ(bench.box.consoleCreateSharedFolder(1, L"s", L"C:\\", 1, 1), 133);

@@ -79,7 +79,7 @@ public:
     {
         using Value = std::remove_cv_t<std::remove_reference_t<Argument>>;
         if constexpr (std::is_pointer_v<Value>)
-            return place<std::remove_pointer_t<Value>>();
+            return output<std::remove_pointer_t<Value>>();
         else if constexpr (std::is_reference_v<Argument>)
             return kept_.emplace_back(text());
         else if constexpr (std::is_same_v<Value, std::wstring>)
@@ -128,7 +128,7 @@ private:
     }
 
     template <class Value>
-    Value* place()
+    Value* output()
     {
         return random_.oneIn(4) ? nullptr : &std::get<Value>(places_);
     }
@@ -172,7 +172,7 @@ const Caller callers[] = {
 void disturbed(Answer& answer, Random& random)
 {
     if (random.oneIn(16))
-        answer.result = static_cast<HRESULT>(random.oneIn(2) ? 0x80BB0001 : random.any() | 0x80000000u);
+        answer.result = static_cast<HRESULT>(random.oneIn(2) ? Result::ObjectNotFound : random.any() | 0x80000000u);
     else if (random.oneIn(16))
         answer.given = {Null(), Null(), Null()};
 }
@@ -214,7 +214,7 @@ protected:
             EXPECT_TRUE(!promise.known || promise.allows(code)) << "answers " << code;
         } catch (const _com_error& error) {
             EXPECT_TRUE(promise.throwsOutOfMemory && noMemory) << "throws a COM error";
-            EXPECT_EQ(static_cast<std::uint32_t>(error.Error()), 0x8007000Eu);
+            EXPECT_EQ(static_cast<std::uint32_t>(error.Error()), Result::OutOfMemory);
             ++thrown;
         } catch (const std::exception& error) {
             EXPECT_TRUE(promise.throwsFileError) << "throws " << error.what();

@@ -38,8 +38,9 @@ struct SharedHandles
 
 HRESULT anyFailure(Random& random)
 {
-    static const std::array<std::uint32_t, 6> failures = {0x80BB0001, 0x80004005, 0x800706BA,
-                                                          0x80070005, 0x8001010E, 0xFFFFFFFF};
+    static const std::array<std::uint32_t, 6> failures = {Result::ObjectNotFound,       Result::Fail,
+                                                          Result::RpcServerUnavailable, Result::AccessDenied,
+                                                          Result::RpcWrongThread,       0xFFFFFFFF};
     return static_cast<HRESULT>(failures[random.below(static_cast<std::uint32_t>(failures.size()))]);
 }
 

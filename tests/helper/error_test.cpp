@@ -24,19 +24,19 @@ SdkError failureOf(FakeVBox& vbox, std::uint32_t code)
 TEST(Check, letsSuccessPass)
 {
     FakeVBox vbox;
-    vbox.lastResult = 0x80004005;
+    vbox.lastResult = Result::Fail;
     EXPECT_NO_THROW(check(vbox, vbox.lockMachine(1, 2)));
 }
 
 TEST(Check, carriesCodeResultTextAndOperation)
 {
     FakeVBox vbox;
-    vbox.fail("findMachine", FindMachineFail, 0x80BB0001);
+    vbox.fail("findMachine", FindMachineFail, Result::ObjectNotFound);
     VBoxHandle machine = 0;
     const SdkError error = failureOf(vbox, vbox.findMachine(L"x", &machine));
     EXPECT_EQ(error.code(), 107u);
     EXPECT_STREQ(error.codeName(), L"FindMachineFail");
-    EXPECT_EQ(error.result(), 0x80BB0001u);
+    EXPECT_EQ(error.result(), Result::ObjectNotFound);
     EXPECT_STREQ(error.resultName(), L"VBOX_E_OBJECT_NOT_FOUND");
     EXPECT_EQ(error.operation(), L"findMachine");
     EXPECT_EQ(error.text(), L"vbox sdk failure in Travik::VBox::findMachine(1 | two):17 errorDesc=FindMachineFail");
@@ -52,7 +52,7 @@ TEST(Check, namesNoResultForFailuresBeforeVirtualBoxIsAsked)
 {
     for (const std::uint32_t code : {181u, 194u, 195u, 196u, 197u}) {
         FakeVBox vbox;
-        vbox.lastResult = 0x80BB0001; // of an older failure: renameVmDisk leaves it standing
+        vbox.lastResult = Result::ObjectNotFound; // of an older failure: renameVmDisk leaves it standing
         vbox.lastText =
             std::wstring(L"vbox sdk failure in Travik::VBox::renameVmDisk(a | b):9 errorDesc=") + errorCodeName(code);
         const SdkError error = failureOf(vbox, code);
@@ -61,15 +61,15 @@ TEST(Check, namesNoResultForFailuresBeforeVirtualBoxIsAsked)
         EXPECT_STRNE(error.what(), "") << code;
     }
     FakeVBox vbox;
-    vbox.lastResult = 0x80BB0001;
-    EXPECT_EQ(failureOf(vbox, 180).result(), 0x80BB0001u);
-    EXPECT_EQ(failureOf(vbox, 198).result(), 0x80BB0001u);
+    vbox.lastResult = Result::ObjectNotFound;
+    EXPECT_EQ(failureOf(vbox, 180).result(), Result::ObjectNotFound);
+    EXPECT_EQ(failureOf(vbox, 198).result(), Result::ObjectNotFound);
 }
 
 TEST(Check, doesNotPassAnOlderTextOn)
 {
     FakeVBox vbox;
-    vbox.fail("lockMachine", LockMachineFail, 0x80BB0007);
+    vbox.fail("lockMachine", LockMachineFail, Result::InvalidObjectState);
     vbox.lockMachine(1, 2);
     vbox.failSilently("importOva", ApplianceImportMachinesFail, 0); // success without an object leaves no text
     const SdkError error = failureOf(vbox, vbox.importOva(L"x.ova"));
@@ -81,19 +81,19 @@ TEST(Check, doesNotPassAnOlderTextOn)
 TEST(Check, keepsTheTextOfACreationThatFailed)
 {
     FakeVBox vbox;
-    vbox.lastResult = 0x80040154;
+    vbox.lastResult = Result::ClassNotRegistered;
     vbox.lastText = L"vbox sdk failure in Travik::VBox::_initVBox():38 with rc=0x80040154 rcDesc=Unknow "
                     L"errorDesc=VBoxCoCreateInstanceVBoxFail";
     const SdkError error = failureOf(vbox, InitVboxComFail);
     EXPECT_EQ(error.operation(), L"_initVBox");
-    EXPECT_EQ(error.result(), 0x80040154u);
+    EXPECT_EQ(error.result(), Result::ClassNotRegistered);
     EXPECT_STREQ(error.resultName(), L"REGDB_E_CLASSNOTREG");
 }
 
 TEST(Check, keepsTheTextOfTheCodeWithoutName)
 {
     FakeVBox vbox;
-    vbox.fail("listVms", 210, 0x80004005);
+    vbox.fail("listVms", 210, Result::Fail);
     std::vector<VBoxHandle> machines;
     const SdkError error = failureOf(vbox, vbox.listVms(&machines));
     EXPECT_EQ(error.operation(), L"listVms");
@@ -117,19 +117,25 @@ TEST(Check, findsTheArgumentsInALibraryText)
     EXPECT_EQ(arguments(L"No space left (disk):1"), L"");
 }
 
-const std::uint32_t processGone[] = {0x800706BA, 0x800706BE, 0x800706BF, 0x80010108,
-                                     0x80010007, 0x80010012, 0x800401FD};
+const std::uint32_t processGone[] = {Result::RpcServerUnavailable,
+                                     Result::RpcCallFailed,
+                                     Result::RpcCallFailedDne,
+                                     Result::RpcDisconnected,
+                                     0x80010007,
+                                     0x80010012,
+                                     0x800401FD};
 
 TEST(Check, throwsServerGoneWhenTheServerDoesNotAnswerEither)
 {
     for (const std::uint32_t result : processGone) {
         FakeVBox vbox;
         vbox.fail("saveSettings", SaveSettingsFail, result);
-        vbox.fail("getHost", GetHostFail, 0x800706BA);
+        vbox.fail("getHost", GetHostFail, Result::RpcServerUnavailable);
         EXPECT_TRUE(isProcessGone(result));
         EXPECT_THROW(check(vbox, vbox.saveSettings(1)), ServerGone) << result;
     }
-    for (const std::uint32_t result : {0u, 0x80BB0007u, 0x80070005u, 0x80004005u, 0x80040154u})
+    for (const std::uint32_t result :
+         {Result::Ok, Result::InvalidObjectState, Result::AccessDenied, Result::Fail, Result::ClassNotRegistered})
         EXPECT_FALSE(isProcessGone(result)) << result;
 }
 
@@ -154,7 +160,7 @@ TEST(Check, throwsMachineGoneWhenOnlyTheMachinesProcessIsGone)
 TEST(Check, asksTheServerOnlyThen)
 {
     FakeVBox vbox;
-    vbox.fail("saveSettings", SaveSettingsFail, 0x80BB0004);
+    vbox.fail("saveSettings", SaveSettingsFail, Result::FileError);
     EXPECT_THROW(check(vbox, vbox.saveSettings(1)), SdkError);
     EXPECT_EQ(vbox.count("getHost"), 0);
 }

@@ -38,7 +38,7 @@ TEST_F(EventLoopTest, registersAPassiveListenerAndUnregistersIt)
 
 TEST_F(EventLoopTest, givesBothHandlesBackItselfWhenUnregisteringFails)
 {
-    vbox.fail("eventSourceUnregisterListener", EventSourceUnregisterListenerFail, 0x800706BA);
+    vbox.fail("eventSourceUnregisterListener", EventSourceUnregisterListenerFail, Result::RpcServerUnavailable);
     {
         EventLoop loop = makeLoop();
     }
@@ -48,7 +48,7 @@ TEST_F(EventLoopTest, givesBothHandlesBackItselfWhenUnregisteringFails)
 
 TEST_F(EventLoopTest, givesHandlesBackWhenTheRegistrationIsRefused)
 {
-    vbox.fail("eventSourceRegisterListener", EventSourceRegisterListenerFail, 0x80070057);
+    vbox.fail("eventSourceRegisterListener", EventSourceRegisterListenerFail, Result::InvalidArg);
     EXPECT_THROW(makeLoop(), SdkError);
     EXPECT_TRUE(vbox.live.empty());
     EXPECT_EQ(vbox.count("eventSourceUnregisterListener"), 0);
@@ -62,6 +62,17 @@ TEST_F(EventLoopTest, isQuietWithoutAnEvent)
     EXPECT_TRUE(vbox.called("eventSourceGetEvent(7, 101, 30)"));
     EXPECT_EQ(vbox.count("eventSourceEventProcessed"), 0);
     EXPECT_EQ(vbox.count("eventSourceReleaseEvent"), 0);
+}
+
+TEST_F(EventLoopTest, waitsInSlicesSoThatAWakeIsSeen)
+{
+    EventLoop loop = makeLoop();
+    vbox.nothing["eventSourceGetEvent"] = {true, true, true};
+    EXPECT_EQ(loop.next(milliseconds(250), ignore), Step::Quiet);
+    EXPECT_EQ(vbox.count("eventSourceGetEvent"), 3);
+    EXPECT_TRUE(vbox.called("eventSourceGetEvent(7, 101, 100)"));
+    EXPECT_TRUE(vbox.called("eventSourceGetEvent(7, 101, 50)"));
+    EXPECT_FALSE(vbox.called("eventSourceGetEvent(7, 101, 250)"));
 }
 
 TEST_F(EventLoopTest, readsAStateAndMarksAndReleasesTheEvent)
@@ -117,7 +128,7 @@ TEST_F(EventLoopTest, marksTheEventAlsoWhenTheHandlerThrows)
 TEST_F(EventLoopTest, marksTheEventAlsoWhenItCannotBeRead)
 {
     EventLoop loop = makeLoop();
-    vbox.fail("eventSourceEventGetType", EventSourceEventGetTypeFail, 0x80004005);
+    vbox.fail("eventSourceEventGetType", EventSourceEventGetTypeFail, Result::Fail);
     EXPECT_THROW(loop.next(milliseconds(0), ignore), SdkError);
     EXPECT_EQ(vbox.count("eventSourceEventProcessed"), 1);
     EXPECT_EQ(vbox.count("eventSourceReleaseEvent"), 1);
@@ -127,7 +138,7 @@ TEST_F(EventLoopTest, registersAnotherListenerWhenItsOwnWasDropped)
 {
     {
         EventLoop loop = makeLoop();
-        vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x80BB0001);
+        vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::ObjectNotFound);
         EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Resync);
         EXPECT_TRUE(vbox.called("releaseEventListener(101)"));
         EXPECT_TRUE(vbox.called("eventSourceRegisterListener(7, 102, [46 57], 0)"));
@@ -140,8 +151,8 @@ TEST_F(EventLoopTest, registersAnotherListenerWhenItsOwnWasDropped)
 TEST_F(EventLoopTest, triesAgainWhenTheOtherListenerCouldNotBeMade)
 {
     EventLoop loop = makeLoop();
-    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x80BB0001);
-    vbox.fail("eventSourceCreateListener", EventSourceCreateListenerFail, 0x80004005);
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::ObjectNotFound);
+    vbox.fail("eventSourceCreateListener", EventSourceCreateListenerFail, Result::Fail);
     EXPECT_THROW(loop.next(milliseconds(0), ignore), SdkError);
     EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Resync);
     EXPECT_EQ(vbox.count("eventSourceRegisterListener"), 2);
@@ -151,8 +162,8 @@ TEST_F(EventLoopTest, triesAgainWhenTheOtherListenerCouldNotBeMade)
 TEST_F(EventLoopTest, doesNotRegisterAgainForAnythingElse)
 {
     EventLoop loop = makeLoop();
-    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA);
-    vbox.fail("getHost", GetHostFail, 0x800706BA);
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::RpcServerUnavailable);
+    vbox.fail("getHost", GetHostFail, Result::RpcServerUnavailable);
     EXPECT_THROW(loop.next(milliseconds(0), ignore), ServerGone);
     vbox.fail("eventSourceGetEvent", COM_Get_EventSourceListenerFail, 0);
     EXPECT_THROW(loop.next(milliseconds(0), ignore), SdkError);
@@ -162,7 +173,7 @@ TEST_F(EventLoopTest, doesNotRegisterAgainForAnythingElse)
 TEST_F(EventLoopTest, endsWithTheMachinesProcess)
 {
     EventLoop loop = makeLoop();
-    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA);
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::RpcServerUnavailable);
     EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
     EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
     EXPECT_EQ(vbox.count("eventSourceGetEvent"), 1) << "nobody is asked again";
@@ -171,15 +182,15 @@ TEST_F(EventLoopTest, endsWithTheMachinesProcess)
 TEST_F(EventLoopTest, endsWhenTheProcessGoesBeforeItsLastEventIsRead)
 {
     EventLoop loop = makeLoop();
-    vbox.fail("eventSourceEventGetType", EventSourceEventGetTypeFail, 0x80010108);
+    vbox.fail("eventSourceEventGetType", EventSourceEventGetTypeFail, Result::RpcDisconnected);
     EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
 }
 
 TEST_F(EventLoopTest, endsWhenTheProcessIsGoneInsteadOfTheListener)
 {
     EventLoop loop = makeLoop();
-    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x80BB0001);
-    vbox.fail("eventSourceCreateListener", EventSourceCreateListenerFail, 0x800706BA);
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::ObjectNotFound);
+    vbox.fail("eventSourceCreateListener", EventSourceCreateListenerFail, Result::RpcServerUnavailable);
     EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Ended);
 }
 
@@ -187,7 +198,7 @@ TEST_F(EventLoopTest, givesBothHandlesBackAtTheEndOfAnEndedOne)
 {
     {
         EventLoop loop = makeLoop();
-        vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA);
+        vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::RpcServerUnavailable);
         loop.next(milliseconds(0), ignore);
     }
     EXPECT_TRUE(vbox.live.empty() || vbox.called("releaseEventListener(101)"));
@@ -199,8 +210,9 @@ TEST_F(EventLoopTest, passesOnWhatTheHandlerItselfMeets)
 {
     EventLoop loop = makeLoop();
     comes(VBoxEventType::OnSharedFolderChanged);
-    EXPECT_THROW(loop.next(milliseconds(0), [](const EventData&) { throw MachineGone(130, 0x800706BA, L""); }),
-                 MachineGone);
+    EXPECT_THROW(
+        loop.next(milliseconds(0), [](const EventData&) { throw MachineGone(130, Result::RpcServerUnavailable, L""); }),
+        MachineGone);
     comes(VBoxEventType::OnSharedFolderChanged);
     EXPECT_EQ(loop.next(milliseconds(0), ignore), Step::Handled) << "the loop has not ended";
 }

@@ -18,7 +18,7 @@ public:
 
     /// The calls in order, as "lockMachine(7, 2)" without output places; those that read the last failure are left out.
     std::vector<std::string> calls;
-    /// What operations write to their place, in order.
+    /// What operations write to their output, in order.
     std::map<std::string, std::deque<std::wstring>> texts;
     std::map<std::string, std::deque<std::int64_t>> numbers;
     std::vector<VBoxHandle> listed;
@@ -84,7 +84,7 @@ private:
     template <class Object>
     static std::string noted(Object*)
     {
-        return "place";
+        return "out";
     }
     template <class Number, class = std::enable_if_t<std::is_arithmetic_v<Number>>>
     static std::string noted(Number number)
@@ -119,11 +119,11 @@ private:
     }
 
     template <class... Arguments>
-    SdkErrorCode handOut(const std::string& operation, VBoxHandle* place, const Arguments&... arguments)
+    SdkErrorCode handOut(const std::string& operation, VBoxHandle* out, const Arguments&... arguments)
     {
         const SdkErrorCode code = answer(operation, arguments...);
-        if (code == 0 && place && !take(nothing[operation], false)) {
-            *place = ++next_;
+        if (code == 0 && out && !take(nothing[operation], false)) {
+            *out = ++next_;
             live.push_back(next_);
         }
         return code;
@@ -137,26 +137,26 @@ private:
     }
 
     template <class... Arguments>
-    SdkErrorCode tell(const std::string& operation, std::wstring* place, const Arguments&... arguments)
+    SdkErrorCode tell(const std::string& operation, std::wstring* out, const Arguments&... arguments)
     {
         const SdkErrorCode code = answer(operation, arguments...);
         if (code == 0)
-            *place = take(texts[operation], *place);
+            *out = take(texts[operation], *out);
         return code;
     }
     template <class Number, class... Arguments>
-    SdkErrorCode tell(const std::string& operation, Number* place, const Arguments&... arguments)
+    SdkErrorCode tell(const std::string& operation, Number* out, const Arguments&... arguments)
     {
         const SdkErrorCode code = answer(operation, arguments...);
         if (code == 0)
-            *place = static_cast<Number>(take(numbers[operation], std::int64_t(*place)));
+            *out = static_cast<Number>(take(numbers[operation], std::int64_t(*out)));
         return code;
     }
-    SdkErrorCode tell(const std::string& operation, std::vector<VBoxHandle>* place)
+    SdkErrorCode tell(const std::string& operation, std::vector<VBoxHandle>* out)
     {
         const SdkErrorCode code = answer(operation);
         if (code == 0)
-            *place = listed;
+            *out = listed;
         return code;
     }
 

@@ -119,6 +119,8 @@ TEST_F(OperationsTest, ofTheSessionAndTheRunningMachine)
     EXPECT_CALL_OF(o.getConsole(), "getConsole()");
     EXPECT_CALL_OF(o.consoleGetState(own.console), "consoleGetState(3)");
     EXPECT_CALL_OF(o.consoleResume(own.console), "consoleResume(3)");
+    EXPECT_CALL_OF(o.consoleCreateSharedFolder(own.console, L"n", L"p", true, false),
+                   "consoleCreateSharedFolder(3, n, p, 1, 0)");
     EXPECT_CALL_OF(o.consoleCreateSharedFolder(own.console, L"n", L"p", false, true),
                    "consoleCreateSharedFolder(3, n, p, 0, 1)");
     EXPECT_CALL_OF(o.consoleRemoveSharedFolder(own.console, L"n"), "consoleRemoveSharedFolder(3, n)");
@@ -149,7 +151,7 @@ TEST_F(OperationsTest, ofHostNetworkPropertiesAndAudio)
     EXPECT_CALL_OF(o.setAudioAdapterEnabled(own.audio, true), "setAudioAdapterEnabled(8, 1)");
     EXPECT_EQ(callOf([&] { static_cast<void>(o.getRedirects(own.engine)); }).substr(0, 13), "getRedirects(");
     EXPECT_EQ(callOf([&] { static_cast<void>(o.getGuestProperty(own.machine, L"n")); }),
-              "getGuestProperty(1, n, place, place)");
+              "getGuestProperty(1, n, out, out)");
 }
 
 TEST_F(OperationsTest, ofDiskImages)
@@ -193,7 +195,7 @@ TEST_F(OperationsTest, givesUpTheOwnershipThatTheLibraryTakes)
 {
     o.eventSourceReleaseEvent(own.event);
     EXPECT_FALSE(own.event);
-    vbox.fail("eventSourceUnregisterListener", EventSourceUnregisterListenerFail, 0x80004005);
+    vbox.fail("eventSourceUnregisterListener", EventSourceUnregisterListenerFail, Result::Fail);
     EXPECT_THROW(o.eventSourceUnregisterListener(own.source, own.listener), SdkError);
     EXPECT_TRUE(own.source && own.listener);
     o.eventSourceUnregisterListener(own.source, own.listener);
@@ -246,7 +248,7 @@ TEST(ConnectionTest, connectsAndReleases)
     }
     EXPECT_EQ(vbox.calls.back(), "releaseRC()");
 
-    vbox.failSilently("initComComponent", 0, 0x80040154);
+    vbox.failSilently("initComComponent", 0, Result::ClassNotRegistered);
     EXPECT_THROW(Connection(vbox, std::chrono::seconds(1)), SdkError);
 }
 

@@ -102,7 +102,7 @@ TEST(Ask, returnsOwnersAndValues)
 TEST(Ask, throwsAndOwnsNothing)
 {
     FakeVBox vbox;
-    vbox.fail("openMachine", OpenMachineFail, 0x80BB0004);
+    vbox.fail("openMachine", OpenMachineFail, Result::FileError);
     EXPECT_THROW(static_cast<void>(Operations(vbox).openMachine(L"x.vbox")), SdkError);
     EXPECT_EQ(vbox.calls, std::vector<std::string>{"openMachine(x.vbox)"});
 }
@@ -116,7 +116,7 @@ TEST(ListMachines, marksAnInaccessibleOne)
     vbox.texts["getVmName"] = {L"one", L"three"};
     vbox.numbers["machineGetState"] = {MachineState::PoweredOff, MachineState::Running};
     vbox.succeed("getVmName");
-    vbox.fail("getVmName", PutNameFail, 0x80070005);
+    vbox.fail("getVmName", PutNameFail, Result::AccessDenied);
     {
         const std::vector<MachineEntry> entries = listMachines(vbox);
         ASSERT_EQ(entries.size(), 3u);
@@ -138,11 +138,11 @@ TEST(ListMachines, endsWhenTheServerIsGone)
     FakeVBox vbox;
     vbox.listed = {1, 2};
     vbox.live = {1, 2};
-    vbox.fail("getVmUUID", PutNameFail, 0x800706BA);
-    vbox.fail("getHost", GetHostFail, 0x800706BA);
+    vbox.fail("getVmUUID", PutNameFail, Result::RpcServerUnavailable);
+    vbox.fail("getHost", GetHostFail, Result::RpcServerUnavailable);
     EXPECT_THROW(static_cast<void>(listMachines(vbox)), ServerGone);
     EXPECT_TRUE(vbox.live.empty());
 
-    vbox.fail("listVms", 210, 0x80004005);
+    vbox.fail("listVms", 210, Result::Fail);
     EXPECT_THROW(static_cast<void>(listMachines(vbox)), SdkError);
 }

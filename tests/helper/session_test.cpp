@@ -45,7 +45,7 @@ TEST(LockedSessionTest, retriesTheLockRaceAndTellsHowLong)
     FakeVBox vbox;
     const Borrowed machine(vbox);
     for (int i = 0; i < 3; ++i)
-        vbox.fail("lockMachine", LockMachineFail, 0x80BB0007);
+        vbox.fail("lockMachine", LockMachineFail, Result::InvalidObjectState);
     int ticks = 0;
     const LockedSession session(vbox, machine, Lock::Write, enough, [&] { ++ticks; });
     EXPECT_EQ(vbox.count("lockMachine"), 4);
@@ -55,7 +55,8 @@ TEST(LockedSessionTest, retriesTheLockRaceAndTellsHowLong)
 
 TEST(LockedSessionTest, retriesNothingElse)
 {
-    for (const std::uint32_t result : {0x80BB0003u, 0x80070005u, 0x8000FFFFu, 0x80004005u, 0x800706BAu}) {
+    for (const std::uint32_t result :
+         {Result::VMError, Result::AccessDenied, Result::Unexpected, Result::Fail, Result::RpcServerUnavailable}) {
         FakeVBox vbox;
         const Borrowed machine(vbox);
         vbox.fail("lockMachine", LockMachineFail, result);
@@ -68,7 +69,9 @@ TEST(LockedSessionTest, throwsTheLastFailureAtTheDeadline)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.onCall = [&](const std::string& operation) { vbox.fail(operation, LockMachineFail, 0x80BB0007); };
+    vbox.onCall = [&](const std::string& operation) {
+        vbox.fail(operation, LockMachineFail, Result::InvalidObjectState);
+    };
     try {
         LockedSession session(vbox, machine, Lock::Shared, Deadline(milliseconds(120)));
         FAIL() << "nothing was thrown";
@@ -84,7 +87,7 @@ TEST(LockedSessionTest, unlocksWhenTheMutableMachineIsRefused)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.fail("createMutableMachine", CreateMutableMachineFail, 0x8000FFFF);
+    vbox.fail("createMutableMachine", CreateMutableMachineFail, Result::Unexpected);
     EXPECT_THROW(LockedSession(vbox, machine, Lock::Write, enough), SdkError);
     EXPECT_EQ(vbox.calls.back(), "unlockMachine()");
 }
@@ -93,7 +96,7 @@ TEST(LockedSessionTest, unlocksWhenTheWorkThrows)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.fail("setMachineMemory", SetMachineMemoryFail, 0x80070057);
+    vbox.fail("setMachineMemory", SetMachineMemoryFail, Result::InvalidArg);
     try {
         LockedSession session(vbox, machine, Lock::Write, enough);
         Operations(vbox).setMachineMemory(session.machine(), 0);
@@ -110,7 +113,7 @@ TEST(LockedSessionTest, unlocksOnceAndTellsAFailure)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.fail("unlockMachine", UnlockMachineFail, 0x8000FFFF);
+    vbox.fail("unlockMachine", UnlockMachineFail, Result::Unexpected);
     {
         LockedSession session(vbox, machine, Lock::Write, enough);
         EXPECT_THROW(session.unlock(), SdkError);
@@ -123,7 +126,7 @@ TEST(LockedSessionTest, keepsAFailureAtItsEndToItself)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.fail("unlockMachine", UnlockMachineFail, 0x8000FFFF); // the machine's end has closed the session
+    vbox.fail("unlockMachine", UnlockMachineFail, Result::Unexpected); // the machine's end has closed the session
     EXPECT_NO_THROW(LockedSession(vbox, machine, Lock::Shared, enough));
     EXPECT_EQ(vbox.count("unlockMachine"), 1);
 }
@@ -139,6 +142,24 @@ TEST(LockedSessionTest, moves)
     }
     EXPECT_EQ(vbox.count("unlockMachine"), 1);
     EXPECT_EQ(vbox.count("releaseMachine"), 1);
+}
+
+TEST(LockedSessionTest, givesItsMachineBackBeforeItsLock)
+{
+    const std::vector<std::string> end{"releaseMachine(101)", "unlockMachine()"};
+    const auto tail = [](const FakeVBox& vbox) {
+        return std::vector<std::string>(vbox.calls.end() - 2, vbox.calls.end());
+    };
+    {
+        FakeVBox vbox;
+        LockedSession session(vbox, Borrowed(vbox), Lock::Write, enough);
+        session.unlock();
+        EXPECT_EQ(tail(vbox), end);
+    }
+    FakeVBox vbox, other;
+    LockedSession session(vbox, Borrowed(vbox), Lock::Write, enough);
+    session = LockedSession(other, Borrowed(other), Lock::Write, enough);
+    EXPECT_EQ(tail(vbox), end) << "also when another one takes its place";
 }
 
 TEST(LockedSessionTest, takesOverTheLockOfALaunch)
@@ -181,7 +202,7 @@ TEST(StartMachine, launchesWaitsAndGivesTheLockBack)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.fail("launchVMProcess", LaunchVMProcessFail, 0x80BB0007);
+    vbox.fail("launchVMProcess", LaunchVMProcessFail, Result::InvalidObjectState);
     vbox.numbers["getProgressCompleted"] = {0, 1};
     startMachine(vbox, machine, enough);
     EXPECT_EQ(vbox.count("launchVMProcess"), 2) << "the lock race is waited for";
@@ -196,7 +217,7 @@ TEST(StartMachine, tellsTheMachinesOwnFailure)
     FakeVBox vbox;
     const Borrowed machine(vbox);
     vbox.numbers["getProgressCompleted"] = {1};
-    vbox.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(0x80004005)};
+    vbox.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(Result::Fail)};
     vbox.texts["getProgressErrorInfo"] = {L"VT-x is not available"};
     EXPECT_THROW(startMachine(vbox, machine, enough, L"gui", {L"A=1"}), ProgressError);
     EXPECT_TRUE(vbox.called("launchVMProcess(7, gui, 1 texts)"));
@@ -238,10 +259,10 @@ TEST(DeleteMachine, waitsForTheLock)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.fail("deleteMachine", MachineUnregisterFail, 0x80BB0007);
+    vbox.fail("deleteMachine", MachineUnregisterFail, Result::InvalidObjectState);
     deleteMachine(vbox, machine, enough);
     EXPECT_EQ(vbox.count("deleteMachine"), 2);
-    vbox.fail("deleteMachine", MachineUnregisterFail, 0x80BB0002);
+    vbox.fail("deleteMachine", MachineUnregisterFail, Result::InvalidVMState);
     EXPECT_THROW(deleteMachine(vbox, machine, enough), SdkError);
 }
 
@@ -249,11 +270,11 @@ TEST(RetryWhileLocked, servesOtherOperationsToo)
 {
     FakeVBox vbox;
     const Borrowed machine(vbox);
-    vbox.fail("deleteMachine", MachineUnregisterFail, 0x80BB0007);
+    vbox.fail("deleteMachine", MachineUnregisterFail, Result::InvalidObjectState);
     EXPECT_GE(retryWhileLocked(vbox, enough, [&] { return vbox.deleteMachine(7); }), milliseconds(30));
     EXPECT_EQ(vbox.count("deleteMachine"), 2);
 
-    vbox.fail("deleteMachine", MachineUnregisterFail, 0x80BB0002);
+    vbox.fail("deleteMachine", MachineUnregisterFail, Result::InvalidVMState);
     EXPECT_THROW(retryWhileLocked(vbox, enough, [&] { return vbox.deleteMachine(7); }), SdkError);
     EXPECT_EQ(vbox.count("deleteMachine"), 3);
 }

@@ -23,6 +23,16 @@ TEST(DeadlineTest, passesAndTellsWhatIsLeft)
     EXPECT_EQ(Deadline::never().left(milliseconds(250)), milliseconds(250));
 }
 
+TEST(DeadlineTest, leavesNothingOnlyWhenItHasPassed)
+{
+    for (int round = 0; round < 20; ++round) {
+        const Deadline deadline(milliseconds(3));
+        while (deadline.left(milliseconds(100)) > milliseconds(0)) {
+        }
+        EXPECT_TRUE(deadline.passed()) << "a wait for what is left would be one too short";
+    }
+}
+
 TEST(DeadlineTest, isMadeOfAnyDuration)
 {
     const Deadline minute = std::chrono::minutes(1);
@@ -48,14 +58,14 @@ TEST(WaitFor, throwsTheProgressesOwnError)
 {
     FakeVBox vbox;
     vbox.numbers["getProgressCompleted"] = {1};
-    vbox.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(0x80004005)};
+    vbox.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(Result::Fail)};
     vbox.texts["getProgressErrorInfo"] = {L"VT-x is not available"};
     try {
         Details::waitFor(vbox, 9, Deadline(milliseconds(1000)));
         FAIL() << "nothing was thrown";
     } catch (const ProgressError& error) {
         EXPECT_EQ(error.code(), 121u);
-        EXPECT_EQ(error.result(), 0x80004005u);
+        EXPECT_EQ(error.result(), Result::Fail);
         EXPECT_EQ(error.text(), L"VT-x is not available");
         EXPECT_EQ(error.operation(), L"");
     }
@@ -88,8 +98,8 @@ TEST(WaitFor, looksOnceEvenWithoutTime)
 TEST(WaitFor, endsWhenTheServerGoesAway)
 {
     FakeVBox vbox;
-    vbox.fail("progressWaitForCompletion", ProgressWaitForCompletionFail, 0x800706BE);
-    vbox.fail("getHost", GetHostFail, 0x800706BA);
+    vbox.fail("progressWaitForCompletion", ProgressWaitForCompletionFail, Result::RpcCallFailed);
+    vbox.fail("getHost", GetHostFail, Result::RpcServerUnavailable);
     EXPECT_THROW(Details::waitFor(vbox, 9, Deadline(milliseconds(60000))), ServerGone);
 }
 
@@ -106,14 +116,14 @@ TEST(Connect, looksAtTheResultBecauseTheReturnValueDoesNotTell)
     FakeVBox vbox;
     EXPECT_NO_THROW(connect(vbox, Deadline(milliseconds(0))));
 
-    vbox.failSilently("initComComponent", 0, 0x80040154);
+    vbox.failSilently("initComComponent", 0, Result::ClassNotRegistered);
     vbox.lastText = L"the library's text";
     try {
         connect(vbox, Deadline(milliseconds(60000)));
         FAIL() << "nothing was thrown";
     } catch (const SdkError& error) {
         EXPECT_EQ(error.code(), 101u);
-        EXPECT_EQ(error.result(), 0x80040154u);
+        EXPECT_EQ(error.result(), Result::ClassNotRegistered);
         EXPECT_EQ(error.text(), L"the library's text");
     }
     EXPECT_EQ(vbox.count("initComComponent"), 2);
@@ -122,8 +132,8 @@ TEST(Connect, looksAtTheResultBecauseTheReturnValueDoesNotTell)
 TEST(Connect, triesAgainWhileTheServerCannotBeStarted)
 {
     FakeVBox vbox;
-    vbox.failSilently("initComComponent", 0, 0x80080005);
-    vbox.failSilently("initComComponent", 0, 0x800706BA); // the old server's last moment
+    vbox.failSilently("initComComponent", 0, Result::ServerExecFailure);
+    vbox.failSilently("initComComponent", 0, Result::RpcServerUnavailable); // the old server's last moment
     connect(vbox, Deadline(milliseconds(60000)));
     EXPECT_EQ(vbox.calls, (std::vector<std::string>{"initComComponent()", "releaseRC()", "initComComponent()",
                                                     "releaseRC()", "initComComponent()"}));
@@ -132,7 +142,7 @@ TEST(Connect, triesAgainWhileTheServerCannotBeStarted)
 TEST(Connect, givesUpAtTheDeadline)
 {
     FakeVBox vbox;
-    vbox.failSilently("initComComponent", 0, 0x80080005);
+    vbox.failSilently("initComComponent", 0, Result::ServerExecFailure);
     EXPECT_THROW(connect(vbox, Deadline(milliseconds(0))), SdkError);
     EXPECT_EQ(vbox.count("initComComponent"), 1);
 }
@@ -143,6 +153,6 @@ TEST(Reconnect, dropsAllAndLooksAtTheNewResult)
     reconnect(vbox, Deadline(milliseconds(0)));
     EXPECT_EQ(vbox.calls, (std::vector<std::string>{"resetComComponent()", "initComComponent()"}));
 
-    vbox.failSilently("initComComponent", 0, 0x800706BA);
+    vbox.failSilently("initComComponent", 0, Result::RpcServerUnavailable);
     EXPECT_THROW(reconnect(vbox, Deadline(milliseconds(0))), SdkError);
 }

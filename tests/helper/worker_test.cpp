@@ -161,7 +161,7 @@ TEST_F(WorkerTest, deliversEventsBetweenJobs)
 
 TEST_F(WorkerTest, tellsTheEndOfListeningOnce)
 {
-    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA); // the server answers
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::RpcServerUnavailable); // the server answers
     Heard heard;
     Worker worker(vbox);
     worker.listen(source, {EventType::Any}, heard.listener()).get();
@@ -174,8 +174,8 @@ TEST_F(WorkerTest, tellsTheEndOfListeningOnce)
 
 TEST_F(WorkerTest, tellsTheFailureThatEndedListening)
 {
-    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, 0x800706BA);
-    vbox.fail("getHost", GetHostFail, 0x800706BA);
+    vbox.fail("eventSourceGetEvent", EventSourceGetEventFail, Result::RpcServerUnavailable);
+    vbox.fail("getHost", GetHostFail, Result::RpcServerUnavailable);
     Heard heard;
     Worker worker(vbox);
     worker.listen(source, {EventType::Any}, heard.listener()).get();
@@ -185,7 +185,7 @@ TEST_F(WorkerTest, tellsTheFailureThatEndedListening)
 
 TEST_F(WorkerTest, tellsWhyListeningCouldNotBegin)
 {
-    vbox.fail("eventSourceRegisterListener", EventSourceRegisterListenerFail, 0x80070057);
+    vbox.fail("eventSourceRegisterListener", EventSourceRegisterListenerFail, Result::InvalidArg);
     Worker worker(vbox);
     EXPECT_THROW(worker.listen(source, {EventType::Any}, [](const Worker::Notice&) {}).get(), SdkError);
 }

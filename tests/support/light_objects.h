@@ -43,10 +43,10 @@ private:
     std::atomic<long> references_ = 1;
 };
 
-template <class Made, class Place>
-HRESULT give(Place** place)
+template <class Made, class Out>
+HRESULT give(Out** out)
 {
-    *place = new Made;
+    *out = new Made;
     return S_OK;
 }
 

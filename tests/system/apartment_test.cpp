@@ -279,7 +279,7 @@ protected:
     ApartmentThread none{"a thread without COM", std::nullopt};
 };
 
-constexpr std::uint32_t wrongThread = 0x8001010E;
+constexpr std::uint32_t wrongThread = Result::RpcWrongThread;
 
 TEST_F(Apartments, EverySlotFromEveryKindOfThreadGivesACode)
 {
@@ -351,7 +351,7 @@ TEST_F(Apartments, HandlesGivenBackOnAWrongThreadAreGone)
 // The first call decides which thread the objects belong to.
 TEST_F(Apartments, AThreadOfAnotherKindCreatesTheObjectsOrSaysWhyNot)
 {
-    static constexpr std::uint32_t changedMode = 0x80010106;
+    static constexpr std::uint32_t changedMode = Result::RpcChangedMode;
     multi.run([this] {
         EXPECT_TRUE(done(sdk.initComComponent()));
         EXPECT_EQ(sdk.getVBoxError(), changedMode);

@@ -81,7 +81,7 @@ TEST_F(ClientClass, HandsOutANewSessionEachTime)
     ASSERT_EQ(machine(Machines::player)->LockMachine(first.Get(), LockType::Write), S_OK);
     EXPECT_EQ(stateOfSession(second), unlocked);
     EXPECT_EQ(static_cast<std::uint32_t>(machine(Machines::player)->LockMachine(second.Get(), LockType::Write)),
-              Result::invalidObjectState);
+              Result::InvalidObjectState);
     EXPECT_EQ(machine(Machines::worker)->LockMachine(second.Get(), LockType::Write), S_OK);
     EXPECT_EQ(second->UnlockMachine(), S_OK);
     EXPECT_EQ(first->UnlockMachine(), S_OK);
@@ -93,7 +93,7 @@ TEST_F(ClientClass, ItsLockIsOneForTheLibraryToo)
     const ComPtr<ISession> session = newSession();
     const VBoxHandle player = find(Machines::player);
     ASSERT_EQ(machine(Machines::player)->LockMachine(session.Get(), LockType::Write), S_OK);
-    EXPECT_TRUE(refused(sdk.lockMachine(player, LockType::Write), LockMachineFail, Result::invalidObjectState));
+    EXPECT_TRUE(refused(sdk.lockMachine(player, LockType::Write), LockMachineFail, Result::InvalidObjectState));
     ASSERT_EQ(session->UnlockMachine(), S_OK);
     EXPECT_TRUE(done(sdk.lockMachine(player, LockType::Write)));
     EXPECT_TRUE(done(sdk.unlockMachine()));
@@ -102,8 +102,8 @@ TEST_F(ClientClass, ItsLockIsOneForTheLibraryToo)
 TEST_F(ClientClass, TellsWhyAMachineCannotBeRead)
 {
     EXPECT_EQ(client_->CheckMachineError(machine(Machines::player).Get()), S_OK);
-    EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(machine(Machines::damagedId).Get())), Result::fail);
-    EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(nullptr)), Result::invalidArgument);
+    EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(machine(Machines::damagedId).Get())), Result::Fail);
+    EXPECT_EQ(static_cast<std::uint32_t>(client_->CheckMachineError(nullptr)), Result::InvalidArg);
 }
 
 // Each event is asked for: this client has no thread that could be called.

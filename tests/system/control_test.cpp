@@ -39,18 +39,18 @@ TEST_F(Controls, PauseIsRefusedForAMachineThatDoesNotRun)
 
 TEST_F(Controls, FailCountsTimes)
 {
-    control().fail(L"IVirtualBox::FindMachine", Result::vmError, 2);
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::vmError));
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::vmError));
+    control().fail(L"IVirtualBox::FindMachine", Result::VMError, 2);
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::VMError));
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::VMError));
     EXPECT_TRUE(done(sdk.findMachine(Machines::player, nullptr)));
 }
 
 TEST_F(Controls, FailLetsCallsThroughFirst)
 {
-    control().fail(L"IVirtualBox::FindMachine", Result::vmError, 1, 2);
+    control().fail(L"IVirtualBox::FindMachine", Result::VMError, 1, 2);
     EXPECT_TRUE(done(sdk.findMachine(Machines::player, nullptr)));
     EXPECT_TRUE(done(sdk.findMachine(Machines::player, nullptr)));
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::vmError));
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::VMError));
     EXPECT_TRUE(done(sdk.findMachine(Machines::player, nullptr)));
 }
 
@@ -58,8 +58,8 @@ TEST_F(Controls, FailReachesTheSessionInTheClient)
 {
     const VBoxHandle machine = find(Machines::player);
     lockForWriting(machine);
-    control().fail(L"ISession::UnlockMachine", Result::accessDenied);
-    EXPECT_TRUE(refused(sdk.unlockMachine(), UnlockMachineFail, Result::accessDenied));
+    control().fail(L"ISession::UnlockMachine", Result::AccessDenied);
+    EXPECT_TRUE(refused(sdk.unlockMachine(), UnlockMachineFail, Result::AccessDenied));
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
 
@@ -145,7 +145,7 @@ TEST_F(Controls, AScenarioSetsSeveralThingsAtOnce)
 {
     control().scenario(LR"({"times": {"spawn": 10, "start": 10},
         "faults": [{"call": "IVirtualBox::FindMachine", "result": "0x80BB0003", "times": 1}]})");
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::vmError));
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::VMError));
     launch(Machines::player);
     EXPECT_THROW(control().scenario(L"{not JSON"), std::runtime_error);
     EXPECT_THROW(control().scenario(LR"({"mistyped": 1})"), std::runtime_error);
@@ -154,7 +154,7 @@ TEST_F(Controls, AScenarioSetsSeveralThingsAtOnce)
 TEST_F(Controls, ResetBeginsAnew)
 {
     launch(Machines::player);
-    control().fail(L"IVirtualBox::FindMachine", Result::vmError, 0);
+    control().fail(L"IVirtualBox::FindMachine", Result::VMError, 0);
     world().writeMachine(L"Damaged", Machines::damagedId);
     control().reset();
     check(sdk, sdk.resetComComponent());
@@ -170,7 +170,7 @@ TEST_F(Controls, StopEndsTheServer)
     control().stop();
     awaitServerDeath();
     EXPECT_EQ(sdk.findMachine(Machines::player, nullptr), FindMachineFail);
-    EXPECT_EQ(sdk.getVBoxError(), Result::serverUnavailable);
+    EXPECT_EQ(sdk.getVBoxError(), Result::RpcServerUnavailable);
 }
 
 // ---- the command line
@@ -191,7 +191,7 @@ TEST_F(Controls, TheCommandLineDoesTheSame)
     EXPECT_EQ(stateOf(machine), MachineState::Paused);
     EXPECT_TRUE(done(sdk.consoleResume(consoleOf())));
     commandLine({L"fail", L"IMachine::get_Name", L"0x80BB0003", L"--times", L"1"});
-    EXPECT_TRUE(refused(sdk.getVmName(machine, nullptr), PutNameFail, Result::vmError));
+    EXPECT_TRUE(refused(sdk.getVmName(machine, nullptr), PutNameFail, Result::VMError));
     EXPECT_THAT(commandLine({L"references"}), HasSubstr("IMachine"));
     commandLine({L"trace", L"on"});
     EXPECT_EQ(nameOf(machine), Machines::player);

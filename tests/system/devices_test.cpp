@@ -53,9 +53,9 @@ TEST_F(Devices, PermanentSharesLastWhenTheyAreSaved)
     restartServer();
     own = lockForWriting(find(Machines::player));
     EXPECT_TRUE(refused(sdk.machineCreateSharedFolder(own, L"kept \u5171\u4eab", hostFolder(), 1, 0),
-                        MachineCreateSharedFolderFail, Result::objectInUse));
+                        MachineCreateSharedFolderFail, Result::ObjectInUse));
     EXPECT_TRUE(
-        refused(sdk.machineRemoveSharedFolder(own, L"lost"), MachineRemoveSharedFolderFail, Result::objectNotFound));
+        refused(sdk.machineRemoveSharedFolder(own, L"lost"), MachineRemoveSharedFolderFail, Result::ObjectNotFound));
     EXPECT_TRUE(done(sdk.machineRemoveSharedFolder(own, L"kept \u5171\u4eab")));
     saveAndUnlock(own);
     EXPECT_THAT(playerFile(), Not(HasSubstr("<SharedFolder ")));
@@ -65,12 +65,12 @@ TEST_F(Devices, PermanentSharesAreRefused)
 {
     const VBoxHandle machine = find(Machines::player);
     EXPECT_TRUE(refused(sdk.machineCreateSharedFolder(machine, L"share", hostFolder(), 1, 1),
-                        MachineCreateSharedFolderFail, Result::invalidVmState));
+                        MachineCreateSharedFolderFail, Result::InvalidVMState));
     EXPECT_TRUE(refused(sdk.machineRemoveSharedFolder(machine, L"share"), MachineRemoveSharedFolderFail,
-                        Result::invalidVmState));
+                        Result::InvalidVMState));
     const VBoxHandle own = lockForWriting(machine);
     EXPECT_TRUE(refused(sdk.machineCreateSharedFolder(own, L"share", L"not\\a\\full\\path", 1, 1),
-                        MachineCreateSharedFolderFail, Result::invalidArgument));
+                        MachineCreateSharedFolderFail, Result::InvalidArg));
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
 
@@ -80,9 +80,9 @@ TEST_F(Devices, TransientSharesEndWithTheMachine)
     VBoxHandle console = consoleOf();
     EXPECT_TRUE(done(sdk.consoleCreateSharedFolder(console, L"share", hostFolder(), 1, 1)));
     EXPECT_TRUE(refused(sdk.consoleCreateSharedFolder(console, L"share", hostFolder(), 1, 1),
-                        ConsoleCreateSharedFolderFail, Result::fileError));
+                        ConsoleCreateSharedFolderFail, Result::FileError));
     EXPECT_TRUE(
-        refused(sdk.consoleRemoveSharedFolder(console, L"other"), ConsoleRemoveSharedFolderFail, Result::fileError));
+        refused(sdk.consoleRemoveSharedFolder(console, L"other"), ConsoleRemoveSharedFolderFail, Result::FileError));
     EXPECT_TRUE(done(sdk.consoleRemoveSharedFolder(console, L"share")));
     EXPECT_TRUE(done(sdk.consoleCreateSharedFolder(console, L"share", hostFolder(), 1, 1)));
     EXPECT_THAT(playerFile(), Not(HasSubstr("<SharedFolder ")));
@@ -90,7 +90,7 @@ TEST_F(Devices, TransientSharesEndWithTheMachine)
     launch(Machines::player);
     console = consoleOf();
     EXPECT_TRUE(
-        refused(sdk.consoleRemoveSharedFolder(console, L"share"), ConsoleRemoveSharedFolderFail, Result::fileError))
+        refused(sdk.consoleRemoveSharedFolder(console, L"share"), ConsoleRemoveSharedFolderFail, Result::FileError))
         << "it went with the last run";
 }
 
@@ -121,7 +121,7 @@ TEST_F(Devices, ForwardingRulesLastWhenTheyAreSaved)
     EXPECT_EQ(ruleCount(nat), 1u) << "two are there, of which one is shown";
     EXPECT_TRUE(done(sdk.removeRedirect(nat, L"adb")));
     EXPECT_TRUE(done(sdk.removeRedirect(nat, L"dns")));
-    EXPECT_TRUE(refused(sdk.removeRedirect(nat, L"lost"), RemoveRedirectFail, Result::invalidArgument));
+    EXPECT_TRUE(refused(sdk.removeRedirect(nat, L"lost"), RemoveRedirectFail, Result::InvalidArg));
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
 
@@ -129,23 +129,23 @@ TEST_F(Devices, ForwardingRulesAreRefused)
 {
     const VBoxHandle machine = find(Machines::player);
     EXPECT_TRUE(refused(sdk.addRedirect(natOf(machine), L"adb", NATProtocol::TCP, L"", 5555, L"", 5555),
-                        AddRedirectFail, Result::invalidVmState))
+                        AddRedirectFail, Result::InvalidVMState))
         << "no lock";
     const VBoxHandle own = lockForWriting(machine);
     const VBoxHandle nat = natOf(own);
     EXPECT_TRUE(done(sdk.addRedirect(nat, L"adb", NATProtocol::TCP, L"", 5555, L"", 5555)));
     EXPECT_TRUE(done(sdk.addRedirect(nat, L"ssh", NATProtocol::TCP, L"", 2222, L"", 22)));
     EXPECT_TRUE(refused(sdk.addRedirect(nat, L"adb", NATProtocol::TCP, L"", 6666, L"", 5555), AddRedirectFail,
-                        Result::invalidArgument))
+                        Result::InvalidArg))
         << "the name is taken";
     EXPECT_TRUE(refused(sdk.addRedirect(nat, L"other", NATProtocol::TCP, L"", 5555, L"", 7777), AddRedirectFail,
-                        Result::invalidArgument))
+                        Result::InvalidArg))
         << "the port is taken; assumed of VirtualBox";
     EXPECT_EQ(ruleCount(nat), 1u) << "the two are still there";
-    EXPECT_TRUE(refused(sdk.removeRedirect(nat, L"nobody"), RemoveRedirectFail, Result::invalidArgument));
-    control().fail(L"INATEngine::get_Redirects", Result::fail);
+    EXPECT_TRUE(refused(sdk.removeRedirect(nat, L"nobody"), RemoveRedirectFail, Result::InvalidArg));
+    control().fail(L"INATEngine::get_Redirects", Result::Fail);
     std::list<std::wstring> rules = {L"as it was"};
-    EXPECT_TRUE(refused(sdk.getRedirects(nat, &rules), GetRedirectsFail, Result::fail));
+    EXPECT_TRUE(refused(sdk.getRedirects(nat, &rules), GetRedirectsFail, Result::Fail));
     EXPECT_EQ(rules.size(), 1u);
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
@@ -166,11 +166,11 @@ TEST_F(Devices, AdaptersGoBySlot)
     for (std::uint32_t slot = 0; slot < 8; ++slot)
         EXPECT_TRUE(done(sdk.getNetworkAdapter(machine, slot, &adapter))) << slot;
     VBoxHandle other = 77;
-    EXPECT_TRUE(refused(sdk.getNetworkAdapter(machine, 8, &other), GetNetworkAdapterFail, Result::invalidArgument));
+    EXPECT_TRUE(refused(sdk.getNetworkAdapter(machine, 8, &other), GetNetworkAdapterFail, Result::InvalidArg));
     EXPECT_TRUE(
-        refused(sdk.getNetworkAdapter(machine, 0xFFFFFFFFu, &other), GetNetworkAdapterFail, Result::invalidArgument));
-    control().fail(L"INetworkAdapter::get_NATEngine", Result::fail);
-    EXPECT_TRUE(refused(sdk.getNATEngine(adapter, &other), GetNATEngineFail, Result::fail));
+        refused(sdk.getNetworkAdapter(machine, 0xFFFFFFFFu, &other), GetNetworkAdapterFail, Result::InvalidArg));
+    control().fail(L"INetworkAdapter::get_NATEngine", Result::Fail);
+    EXPECT_TRUE(refused(sdk.getNATEngine(adapter, &other), GetNATEngineFail, Result::Fail));
     EXPECT_TRUE(done(sdk.releaseNetworkAdapter(adapter)));
     EXPECT_TRUE(failedUnasked(sdk.getNATEngine(adapter, &other), COM_Get_NetAdaptFail));
     EXPECT_EQ(other, 77u);
@@ -212,26 +212,26 @@ TEST_F(Devices, GuestPropertiesKeepValueTimeAndFlags)
 TEST_F(Devices, GuestPropertiesAreRefused)
 {
     const VBoxHandle machine = find(Machines::player);
-    EXPECT_TRUE(refused(sdk.setGuestProperty(machine, L"/a", L"1", L""), SetGuestPropertyFail, Result::invalidVmState))
+    EXPECT_TRUE(refused(sdk.setGuestProperty(machine, L"/a", L"1", L""), SetGuestPropertyFail, Result::InvalidVMState))
         << "no lock";
-    EXPECT_TRUE(refused(sdk.deleteGuestProperty(machine, L"/a"), DeleteGuestPropertyFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.deleteGuestProperty(machine, L"/a"), DeleteGuestPropertyFail, Result::InvalidVMState));
     const VBoxHandle own = lockForWriting(machine);
     EXPECT_TRUE(
-        refused(sdk.setGuestProperty(own, L"/a", L"1", L"NOSUCHFLAG"), SetGuestPropertyFail, Result::invalidArgument));
+        refused(sdk.setGuestProperty(own, L"/a", L"1", L"NOSUCHFLAG"), SetGuestPropertyFail, Result::InvalidArg));
     EXPECT_TRUE(
-        refused(sdk.setGuestProperty(own, L"/a", L"1", L"TRANSIENT"), SetGuestPropertyFail, Result::invalidObjectState))
+        refused(sdk.setGuestProperty(own, L"/a", L"1", L"TRANSIENT"), SetGuestPropertyFail, Result::InvalidObjectState))
         << "the machine does not run";
     EXPECT_TRUE(done(sdk.setGuestProperty(own, L"/fixed", L"1", L"RDONLYHOST")));
-    EXPECT_TRUE(refused(sdk.setGuestProperty(own, L"/fixed", L"2", L""), SetGuestPropertyFail, Result::accessDenied));
+    EXPECT_TRUE(refused(sdk.setGuestProperty(own, L"/fixed", L"2", L""), SetGuestPropertyFail, Result::AccessDenied));
     EXPECT_TRUE(done(sdk.unlockMachine()));
 
     std::wstring value = L"as it was";
     std::int64_t timestamp = 77;
     EXPECT_TRUE(refused(sdk.getGuestProperty(find(Machines::damagedId), L"/a", &value, &timestamp, nullptr),
-                        GetGuestPropertyFail, Result::accessDenied));
+                        GetGuestPropertyFail, Result::AccessDenied));
     EXPECT_TRUE(refused(sdk.getGuestProperty(machine, L"/a", &value, nullptr, nullptr), GetGuestPropertyFail,
-                        Result::nullPlace))
-        << "the time stamp's place is required";
+                        Result::RpcNullReference))
+        << "the time stamp's output is required";
     EXPECT_EQ(value, L"as it was");
 }
 
@@ -269,15 +269,15 @@ TEST_F(Devices, AudioIsRefused)
 {
     VBoxHandle audio = 0;
     EXPECT_TRUE(done(sdk.getAudioAdapter(find(Machines::player), &audio)));
-    EXPECT_TRUE(refused(sdk.setAudioAdapterEnabled(audio, 1), SetAudioAdapterEnabledFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.setAudioAdapterEnabled(audio, 1), SetAudioAdapterEnabledFail, Result::InvalidVMState));
     VBoxHandle other = 77;
     EXPECT_TRUE(
-        refused(sdk.getAudioAdapter(find(Machines::damagedId), &other), GetAudioAdapterFail, Result::accessDenied));
+        refused(sdk.getAudioAdapter(find(Machines::damagedId), &other), GetAudioAdapterFail, Result::AccessDenied));
     EXPECT_EQ(other, 77u);
     launch(Machines::player);
     const auto own = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::createMutableMachine, 0u);
     check(sdk, sdk.getAudioAdapter(own, &audio));
-    EXPECT_TRUE(refused(sdk.setAudioAdapterEnabled(audio, 1), SetAudioAdapterEnabledFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.setAudioAdapterEnabled(audio, 1), SetAudioAdapterEnabledFail, Result::InvalidVMState));
     EXPECT_TRUE(done(sdk.releaseAudioAdapter(audio)));
     EXPECT_TRUE(failedUnasked(sdk.setAudioAdapterEnabled(audio, 1), COM_Get_AudioAdaptFail));
 }
@@ -307,12 +307,12 @@ TEST_F(Devices, TheHostIsRefused)
 {
     VBoxHandle host = 77;
     std::uint32_t supported = 77;
-    control().fail(L"IVirtualBox::get_Host", Result::fail);
-    EXPECT_TRUE(refused(sdk.getHost(&host), GetHostFail, Result::fail));
+    control().fail(L"IVirtualBox::get_Host", Result::Fail);
+    EXPECT_TRUE(refused(sdk.getHost(&host), GetHostFail, Result::Fail));
     EXPECT_EQ(host, 77u);
     ASSERT_TRUE(done(sdk.getHost(&host)));
     EXPECT_TRUE(
-        refused(sdk.hostGetProcessorFeature(host, 6, &supported), HostGetProcessorFeatureFail, Result::invalidArgument))
+        refused(sdk.hostGetProcessorFeature(host, 6, &supported), HostGetProcessorFeatureFail, Result::InvalidArg))
         << "assumed of VirtualBox";
     EXPECT_TRUE(done(sdk.releaseHost(host)));
     EXPECT_TRUE(failedUnasked(sdk.hostGetProcessorFeature(host, 0, &supported), COM_Get_HostFail));

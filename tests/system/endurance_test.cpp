@@ -123,7 +123,7 @@ protected:
                 EXPECT_EQ(sdk.releaseMachine(machine), 0u);
             } else {
                 ASSERT_TRUE(refusedAny(code, OpenMachineFail,
-                                       {Result::xmlError, Result::fail, Result::fileError, Result::invalidArgument}))
+                                       {Result::XMLError, Result::Fail, Result::FileError, Result::InvalidArg}))
                     << "round " << round << " of seed " << seed;
             }
         }

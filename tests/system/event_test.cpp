@@ -100,7 +100,7 @@ TEST_F(Events, AFatalRuntimeErrorComesAfterThePause)
     EXPECT_EQ(typeOf(stateEvent), VBoxEventType::OnStateChanged);
     VBoxHandle wrong = 77;
     EXPECT_TRUE(refused(sdk.getEventSourceRuntimeErrorEvent(stateEvent, &wrong), GetEventSourceRuntimeErrorEventFail,
-                        Result::noInterface));
+                        Result::NoInterface));
     EXPECT_EQ(wrong, 77u);
     finish(stateEvent);
 
@@ -108,7 +108,7 @@ TEST_F(Events, AFatalRuntimeErrorComesAfterThePause)
     ASSERT_NE(event, 0u);
     EXPECT_EQ(typeOf(event), VBoxEventType::OnRuntimeError);
     EXPECT_TRUE(refused(sdk.getEventSourceStateChangedEvent(event, &wrong), GetEventSourceStateChangedEventFail,
-                        Result::noInterface));
+                        Result::NoInterface));
     VBoxHandle typed = 0;
     VBoxHandle again = 0;
     ASSERT_TRUE(done(sdk.getEventSourceRuntimeErrorEvent(event, &typed)));
@@ -233,11 +233,11 @@ TEST_F(Events, AnUnregisteredListenerIsRefused)
     ASSERT_TRUE(done(sdk.eventSourceCreateListener(source, &stranger)));
     VBoxHandle event = 77;
     EXPECT_TRUE(
-        refused(sdk.eventSourceGetEvent(source, stranger, 0, &event), EventSourceGetEventFail, Result::objectNotFound));
+        refused(sdk.eventSourceGetEvent(source, stranger, 0, &event), EventSourceGetEventFail, Result::ObjectNotFound));
     EXPECT_TRUE(refused(sdk.eventSourceUnregisterListener(source, stranger), EventSourceUnregisterListenerFail,
-                        Result::objectNotFound));
+                        Result::ObjectNotFound));
     EXPECT_TRUE(refused(sdk.eventSourceRegisterListener(source, listener, {VBoxEventType::OnStateChanged}, 0),
-                        EventSourceRegisterListenerFail, Result::invalidArgument))
+                        EventSourceRegisterListenerFail, Result::InvalidArg))
         << "the same listener twice";
     EXPECT_EQ(event, 77u);
     EXPECT_EQ(nextEvent(0), 0u) << "a refused unregistration keeps the handles";
@@ -250,7 +250,7 @@ TEST_F(Events, AListenerThatDoesNotFetchIsDroppedAndRegistersAnew)
         control().runtimeError(Machines::player, false, L"HostMemoryLow", std::to_wstring(i));
     VBoxHandle event = 77;
     EXPECT_TRUE(
-        refused(sdk.eventSourceGetEvent(source, listener, 0, &event), EventSourceGetEventFail, Result::objectNotFound));
+        refused(sdk.eventSourceGetEvent(source, listener, 0, &event), EventSourceGetEventFail, Result::ObjectNotFound));
     EXPECT_EQ(event, 77u);
 
     addListener({VBoxEventType::OnRuntimeError});
@@ -305,24 +305,24 @@ TEST_F(Events, ReadersReportAFailureOfVirtualBox)
 
     std::uint32_t number = 77;
     std::wstring text = L"as it was";
-    control().fail(L"IEvent::get_Type", Result::accessDenied);
+    control().fail(L"IEvent::get_Type", Result::AccessDenied);
     EXPECT_TRUE(
-        refused(sdk.eventSourceEventGetType(stateEvent, &number), EventSourceEventGetTypeFail, Result::accessDenied));
-    control().fail(L"IStateChangedEvent::get_State", Result::accessDenied);
+        refused(sdk.eventSourceEventGetType(stateEvent, &number), EventSourceEventGetTypeFail, Result::AccessDenied));
+    control().fail(L"IStateChangedEvent::get_State", Result::AccessDenied);
     EXPECT_TRUE(refused(sdk.eventSourceStateChangedEventGetState(state, &number),
-                        EventSourceStateChangedEventGetStateFail, Result::accessDenied));
+                        EventSourceStateChangedEventGetStateFail, Result::AccessDenied));
     EXPECT_TRUE(refused(sdk.eventSourceRuntimeErrorEventGetFatal(error, nullptr),
-                        EventSourceRuntimeErrorEventGetFatalFail, Result::nullPlace))
-        << "the missing place is VirtualBox's to refuse";
-    control().fail(L"IRuntimeErrorEvent::get_Id", Result::accessDenied);
+                        EventSourceRuntimeErrorEventGetFatalFail, Result::RpcNullReference))
+        << "the missing output is VirtualBox's to refuse";
+    control().fail(L"IRuntimeErrorEvent::get_Id", Result::AccessDenied);
     EXPECT_TRUE(refused(sdk.eventSourceRuntimeErrorEventGetId(error, &text), EventSourceRuntimeErrorEventGetIdFail,
-                        Result::accessDenied));
-    control().fail(L"IRuntimeErrorEvent::get_Message", Result::accessDenied);
+                        Result::AccessDenied));
+    control().fail(L"IRuntimeErrorEvent::get_Message", Result::AccessDenied);
     EXPECT_TRUE(refused(sdk.eventSourceRuntimeErrorEventGetMessage(error, &text),
-                        EventSourceRuntimeErrorEventGetMessageFail, Result::accessDenied));
-    control().fail(L"IEventSource::EventProcessed", Result::objectNotFound);
+                        EventSourceRuntimeErrorEventGetMessageFail, Result::AccessDenied));
+    control().fail(L"IEventSource::EventProcessed", Result::ObjectNotFound);
     EXPECT_TRUE(refused(sdk.eventSourceEventProcessed(source, listener, stateEvent), EventSourceEventProcessedFail,
-                        Result::objectNotFound));
+                        Result::ObjectNotFound));
     EXPECT_EQ(number, 77u);
     EXPECT_EQ(text, L"as it was");
 }

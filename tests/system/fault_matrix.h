@@ -93,7 +93,7 @@ public:
     /// The state that an operation needs, made anew.
     void stage(Scene scene)
     {
-        places = {};
+        outputs = {};
         machine = find(Machines::player);
         worker = find(Machines::worker);
         diskMachine = find(diskful);
@@ -167,10 +167,10 @@ public:
     /// Nothing was handed out.
     testing::AssertionResult nothingWritten() const
     {
-        if (places.handle == untouched && places.text == L"as it was")
+        if (outputs.handle == untouched && outputs.text == L"as it was")
             return testing::AssertionSuccess();
         return testing::AssertionFailure()
-               << "wrote the handle " << places.handle << ", the text \"" << utf8(places.text) << "\"";
+               << "wrote the handle " << outputs.handle << ", the text \"" << utf8(outputs.text) << "\"";
     }
 
     /// Runs the operation and tells whether it took a bounded time.
@@ -196,7 +196,7 @@ public:
     VBoxInstanceImpl& box() { return sdk; }
     Control& order() { return control(); }
 
-    struct Places
+    struct Outputs
     {
         VBoxHandle handle = untouched;
         std::uint32_t number = 0;
@@ -204,7 +204,7 @@ public:
         std::wstring text = L"as it was";
         std::list<std::wstring> rules;
         std::vector<VBoxHandle> machines;
-    } places;
+    } outputs;
     VBoxHandle machine = 0, worker = 0, diskMachine = 0, medium = 0, host = 0, mutableMachine = 0, adapter = 0, nat = 0,
                audio = 0, console = 0, source = 0, listener = 0, event = 0, stateChanged = 0, runtimeError = 0,
                progress = 0;

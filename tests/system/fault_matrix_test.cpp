@@ -49,13 +49,13 @@ void forEachFault(FaultMatrix& matrix, const std::function<void(const Fault&)>& 
 TEST_F(FaultMatrix, EveryCallFails)
 {
     forEachFault(*this, [this](const Fault& fault) {
-        control().fail(fault.call, Result::vmError);
+        control().fail(fault.call, Result::VMError);
         milliseconds time;
         const SdkErrorCode got = timed(fault, time);
         if (fault.absence == Absence::tolerated)
             expectRecorded(got, 0, {0});
         else
-            expectRecorded(got, fault.code, {Result::vmError});
+            expectRecorded(got, fault.code, {Result::VMError});
         EXPECT_TRUE(fault.absence == Absence::tolerated || nothingWritten());
         expectWorld();
     });
@@ -112,10 +112,10 @@ TEST_P(FaultMatrixDeath, TheServerDiesInEveryCall)
             expectRecorded(got, 0, {0});
         else
             expectRecorded(got, tolerated ? fault.otherCode : fault.code,
-                           {Result::callFailed, Result::serverUnavailable});
+                           {Result::RpcCallFailed, Result::RpcServerUnavailable});
         awaitServerDeath();
         EXPECT_TRUE(tolerated || nothingWritten());
-        EXPECT_TRUE(refused(sdk.findMachine(Machines::worker, nullptr), FindMachineFail, Result::serverUnavailable));
+        EXPECT_TRUE(refused(sdk.findMachine(Machines::worker, nullptr), FindMachineFail, Result::RpcServerUnavailable));
         startNextServer();
         EXPECT_TRUE(done(sdk.resetComComponent()));
         expectWorld();
@@ -140,9 +140,9 @@ TEST_F(FaultMatrix, EveryAwaitedOperationFails)
         SCOPED_TRACE(std::string(fault.operation) + ", " + utf8(fault.call));
         begin();
         stage(fault.scene);
-        control().fail(fault.call, Result::vmError);
+        control().fail(fault.call, Result::VMError);
         milliseconds time;
-        expectRecorded(timed(fault, time), fault.code, {Result::vmError});
+        expectRecorded(timed(fault, time), fault.code, {Result::VMError});
         expectWorld();
     }
     begin();
@@ -151,12 +151,12 @@ TEST_F(FaultMatrix, EveryAwaitedOperationFails)
 // The creation of the root object itself: it counts as ready by contract, what needs the object answers 101.
 TEST_F(FaultMatrix, TheCreationFailsAndWorksAgain)
 {
-    control().fail(L"VirtualBox::CreateInstance", Result::vmError);
+    control().fail(L"VirtualBox::CreateInstance", Result::VMError);
     EXPECT_TRUE(done(sdk.initComComponent()));
-    EXPECT_EQ(sdk.getVBoxError(), Result::vmError);
-    control().fail(L"VirtualBox::CreateInstance", Result::vmError);
+    EXPECT_EQ(sdk.getVBoxError(), Result::VMError);
+    control().fail(L"VirtualBox::CreateInstance", Result::VMError);
     EXPECT_EQ(sdk.findMachine(Machines::worker, nullptr), InitVboxComFail);
-    EXPECT_EQ(sdk.getVBoxError(), Result::vmError);
+    EXPECT_EQ(sdk.getVBoxError(), Result::VMError);
     expectWorld();
 }
 

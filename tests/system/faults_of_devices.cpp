@@ -9,10 +9,10 @@ std::vector<Fault> deviceFaults()
     using enum Scene;
     using enum Absence;
     std::vector<Fault> all;
-    add(all, "getHost", registered, [](Slots& s) { return s.box().getHost(&s.places.handle); },
+    add(all, "getHost", registered, [](Slots& s) { return s.box().getHost(&s.outputs.handle); },
         {{L"IVirtualBox::get_Host", 125, endsWell}});
     add(all, "hostGetProcessorFeature", registered,
-        [](Slots& s) { return s.box().hostGetProcessorFeature(s.host, 0, &s.places.number); },
+        [](Slots& s) { return s.box().hostGetProcessorFeature(s.host, 0, &s.outputs.number); },
         {{L"IHost::GetProcessorFeature", 126, nothing}});
     add(all, "machineRemoveSharedFolder", locked,
         [](Slots& s) { return s.box().machineRemoveSharedFolder(s.mutableMachine, L"there"); },
@@ -27,20 +27,20 @@ std::vector<Fault> deviceFaults()
         [](Slots& s) { return s.box().consoleCreateSharedFolder(s.console, L"share", L"C:\\", 0, 0); },
         {{L"IConsole::CreateSharedFolder", 133, nothing}});
     add(all, "getNetworkAdapter", registered,
-        [](Slots& s) { return s.box().getNetworkAdapter(s.machine, 0, &s.places.handle); },
+        [](Slots& s) { return s.box().getNetworkAdapter(s.machine, 0, &s.outputs.handle); },
         {{L"IMachine::GetNetworkAdapter", 134, endsWell}});
-    add(all, "getNATEngine", locked, [](Slots& s) { return s.box().getNATEngine(s.adapter, &s.places.handle); },
+    add(all, "getNATEngine", locked, [](Slots& s) { return s.box().getNATEngine(s.adapter, &s.outputs.handle); },
         {{L"INetworkAdapter::get_NATEngine", 135, endsWell}});
     add(all, "removeRedirect", locked, [](Slots& s) { return s.box().removeRedirect(s.nat, L"there"); },
         {{L"INATEngine::RemoveRedirect", 136, nothing}});
     add(all, "addRedirect", locked, [](Slots& s) { return s.box().addRedirect(s.nat, L"rule", 1, L"", 2022, L"", 22); },
         {{L"INATEngine::AddRedirect", 137, nothing}});
-    add(all, "getRedirects", locked, [](Slots& s) { return s.box().getRedirects(s.nat, &s.places.rules); },
+    add(all, "getRedirects", locked, [](Slots& s) { return s.box().getRedirects(s.nat, &s.outputs.rules); },
         {{L"INATEngine::get_Redirects", 138, endsWell}});
     add(all, "getGuestProperty", locked,
         [](Slots& s) {
             std::int64_t time = 0;
-            return s.box().getGuestProperty(s.mutableMachine, L"/there", &s.places.text, &time, nullptr);
+            return s.box().getGuestProperty(s.mutableMachine, L"/there", &s.outputs.text, &time, nullptr);
         },
         {{L"IMachine::GetGuestProperty", 139, endsWell}});
     add(all, "setGuestProperty", locked,
@@ -50,7 +50,7 @@ std::vector<Fault> deviceFaults()
         [](Slots& s) { return s.box().deleteGuestProperty(s.mutableMachine, L"/there"); },
         {{L"IMachine::DeleteGuestProperty", 141, nothing}});
     add(all, "getAudioAdapter", registered,
-        [](Slots& s) { return s.box().getAudioAdapter(s.machine, &s.places.handle); },
+        [](Slots& s) { return s.box().getAudioAdapter(s.machine, &s.outputs.handle); },
         {{L"IMachine::get_AudioAdapter", 142, endsWell}});
     add(all, "setAudioAdapterEnabled", locked, [](Slots& s) { return s.box().setAudioAdapterEnabled(s.audio, 1); },
         {{L"IAudioAdapter::put_Enabled", 143, nothing}});

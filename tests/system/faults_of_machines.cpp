@@ -17,12 +17,12 @@ std::vector<Fault> machineFaults()
     using enum Absence;
     std::vector<Fault> all;
     add(all, "composeMachineFilename", registered,
-        [](Slots& s) { return s.box().composeMachineFilename(L"made", &s.places.text); },
+        [](Slots& s) { return s.box().composeMachineFilename(L"made", &s.outputs.text); },
         {{L"IVirtualBox::ComposeMachineFilename", 159, endsWell}});
     add(all, "createVmName", registered, [](Slots& s) { return s.box().createVmName(L"made", nullptr); },
         {{L"IVirtualBox::ComposeMachineFilename", 159, endsWell}});
     add(all, "getDefaultMachineFolder", registered,
-        [](Slots& s) { return s.box().getDefaultMachineFolder(&s.places.text); },
+        [](Slots& s) { return s.box().getDefaultMachineFolder(&s.outputs.text); },
         {{L"IVirtualBox::get_SystemProperties", 160, fails},
          {L"ISystemProperties::get_DefaultMachineFolder", 162, endsWell}});
     add(all, "setDefaultMachineFolder", registered,
@@ -31,13 +31,13 @@ std::vector<Fault> machineFaults()
          {L"ISystemProperties::put_DefaultMachineFolder", 161, nothing}});
     add(all, "setVmName", locked, [](Slots& s) { return s.box().setVmName(s.mutableMachine, L"Renamed"); },
         {{L"IMachine::put_Name", 169, nothing}});
-    add(all, "getVmName", registered, [](Slots& s) { return s.box().getVmName(s.machine, &s.places.text); },
+    add(all, "getVmName", registered, [](Slots& s) { return s.box().getVmName(s.machine, &s.outputs.text); },
         {{L"IMachine::get_Name", 169, endsWell}});
-    add(all, "getVmUUID", registered, [](Slots& s) { return s.box().getVmUUID(s.machine, &s.places.text); },
+    add(all, "getVmUUID", registered, [](Slots& s) { return s.box().getVmUUID(s.machine, &s.outputs.text); },
         {{L"IMachine::get_Id", 169, endsWell}});
     add(all, "createMachine", registered,
         [](Slots& s) {
-            return s.box().createMachine(s.world().machineFile(L"made").wstring(), L"made", &s.places.handle);
+            return s.box().createMachine(s.world().machineFile(L"made").wstring(), L"made", &s.outputs.handle);
         },
         {{L"IVirtualBox::CreateMachine", 177, endsWell}});
     add(all, "cloneToMachine", registered, clone,
@@ -50,11 +50,11 @@ std::vector<Fault> machineFaults()
     add(all, "openMachine", registered,
         [](Slots& s) {
             const auto file = s.world().writeMachine(L"Fresh", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff");
-            return s.box().openMachine(file.wstring(), &s.places.handle);
+            return s.box().openMachine(file.wstring(), &s.outputs.handle);
         },
         {{L"IVirtualBox::OpenMachine", 106, endsWell}});
     add(all, "findMachine", registered,
-        [](Slots& s) { return s.box().findMachine(Machines::player, &s.places.handle); },
+        [](Slots& s) { return s.box().findMachine(Machines::player, &s.outputs.handle); },
         {{L"IVirtualBox::FindMachine", 107, endsWell}});
     add(all, "registerMachine", registered,
         [](Slots& s) {
@@ -64,10 +64,10 @@ std::vector<Fault> machineFaults()
         },
         {{L"IVirtualBox::RegisterMachine", 111, nothing}});
     add(all, "getMachineExtraData", registered,
-        [](Slots& s) { return s.box().getMachineExtraData(s.machine, L"key", &s.places.text); },
+        [](Slots& s) { return s.box().getMachineExtraData(s.machine, L"key", &s.outputs.text); },
         {{L"IMachine::GetExtraData", 158, endsWell}});
     add(all, "createMutableMachine", locked,
-        [](Slots& s) { return s.box().createMutableMachine(s.machine, &s.places.handle); },
+        [](Slots& s) { return s.box().createMutableMachine(s.machine, &s.outputs.handle); },
         {{L"ISession::get_Machine", 113, endsWell}});
     add(all, "setMachineCPUCount", locked, [](Slots& s) { return s.box().setMachineCPUCount(s.mutableMachine, 2); },
         {{L"IMachine::put_CPUCount", 115, nothing}});
@@ -81,7 +81,7 @@ std::vector<Fault> machineFaults()
         {{L"IMachine::SetExtraData", 118, nothing}});
     add(all, "saveSettings", locked, [](Slots& s) { return s.box().saveSettings(s.mutableMachine); },
         {{L"IMachine::SaveSettings", 119, nothing}});
-    add(all, "listVms", registered, [](Slots& s) { return s.box().listVms(&s.places.machines); },
+    add(all, "listVms", registered, [](Slots& s) { return s.box().listVms(&s.outputs.machines); },
         {{L"IVirtualBox::get_Machines", 210, otherCode, 148}});
     return all;
 }

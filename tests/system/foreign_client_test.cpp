@@ -83,7 +83,7 @@ TEST_F(ForeignClient, FindsAMachineByItsSettingsFile)
     for (wchar_t& c : path)
         c = c == L'\\' ? L'/' : static_cast<wchar_t>(towupper(c));
     EXPECT_EQ(findMachine(path, machine), S_OK) << "in any case, with either slash";
-    EXPECT_EQ(static_cast<std::uint32_t>(findMachine(L"Player.vbox", machine)), Result::objectNotFound)
+    EXPECT_EQ(static_cast<std::uint32_t>(findMachine(L"Player.vbox", machine)), Result::ObjectNotFound)
         << "only the whole path";
     EXPECT_FALSE(machine);
 }
@@ -267,7 +267,7 @@ TEST_F(ForeignListener, CanForbidThatExtraDataChange)
             ASSERT_EQ(CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_PPV_ARGS(&virtualBox)),
                       S_OK);
             const HRESULT result = virtualBox->SetExtraData(_bstr_t(L"Key"), _bstr_t(L"new"));
-            EXPECT_EQ(static_cast<std::uint32_t>(result), Result::accessDenied);
+            EXPECT_EQ(static_cast<std::uint32_t>(result), Result::AccessDenied);
         }
         CoUninitialize();
     });
@@ -340,7 +340,7 @@ TEST_F(ForeignListener, GetsAnEventAgainThatIsFiredAgain)
 TEST_F(ForeignClient, GetsTheErrorObjectOfAFailedCall)
 {
     ComPtr<IMachine> machine;
-    ASSERT_EQ(static_cast<std::uint32_t>(findMachine(L"No such machine", machine)), Result::objectNotFound);
+    ASSERT_EQ(static_cast<std::uint32_t>(findMachine(L"No such machine", machine)), Result::ObjectNotFound);
     ComPtr<IErrorInfo> error;
     ASSERT_EQ(GetErrorInfo(0, &error), S_OK);
     BSTR value = nullptr;
@@ -355,7 +355,7 @@ TEST_F(ForeignClient, GetsTheErrorObjectOfAFailedCall)
     ASSERT_EQ(error.As(&whole), S_OK);
     LONG code = 0;
     EXPECT_EQ(whole->get_ResultCode(&code), S_OK);
-    EXPECT_EQ(static_cast<std::uint32_t>(code), Result::objectNotFound);
+    EXPECT_EQ(static_cast<std::uint32_t>(code), Result::ObjectNotFound);
     EXPECT_EQ(whole->get_InterfaceID(&value), S_OK);
     const std::wstring interfaceId = taken(value);
     EXPECT_EQ(interfaceId.size(), 36u);
@@ -418,7 +418,7 @@ TEST_F(ForeignClient, SetsUpANatEngine)
     ULONG mtu = 0, a = 0, b = 0, c = 0, d = 0;
     EXPECT_EQ(saved->GetNetworkSettings(&mtu, &a, &b, &c, &d), S_OK);
     EXPECT_EQ((std::vector<ULONG>{mtu, a, b, c, d}), (std::vector<ULONG>{1400, 1, 2, 3, 4}));
-    EXPECT_EQ(static_cast<std::uint32_t>(saved->put_DNSProxy(FALSE)), Result::invalidVmState) << "without a lock";
+    EXPECT_EQ(static_cast<std::uint32_t>(saved->put_DNSProxy(FALSE)), Result::InvalidVMState) << "without a lock";
 }
 
 TEST_F(ForeignClient, ChangesASharedFolder)
@@ -450,7 +450,7 @@ TEST_F(ForeignClient, ChangesASharedFolder)
     BSTR point = nullptr;
     EXPECT_EQ(saved->get_AutoMountPoint(&point), S_OK);
     EXPECT_EQ(taken(point), L"X:");
-    EXPECT_EQ(static_cast<std::uint32_t>(saved->put_Writable(FALSE)), Result::invalidVmState) << "without a lock";
+    EXPECT_EQ(static_cast<std::uint32_t>(saved->put_Writable(FALSE)), Result::InvalidVMState) << "without a lock";
 }
 
 /// Clients that bring VirtualBox's own type library cross on the system's marshaller.

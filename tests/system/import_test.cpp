@@ -192,7 +192,7 @@ protected:
     {
         const VBoxHandle machine = find(name);
         retryWhileLocked(sdk, Deadline(milliseconds(10'000)), [&] { return sdk.deleteMachine(machine); });
-        EXPECT_TRUE(refused(sdk.findMachine(name, nullptr), FindMachineFail, Result::objectNotFound));
+        EXPECT_TRUE(refused(sdk.findMachine(name, nullptr), FindMachineFail, Result::ObjectNotFound));
     }
 
     /// The machines and their files are as they were when the test began.
@@ -464,13 +464,13 @@ TEST_F(ImportCodes, AMissingFileIsTold)
 
 TEST_F(ImportCodes, NoApplianceObject)
 {
-    expectBoth(CreateApplianceFail, Result::fail, failing(L"IVirtualBox::CreateAppliance", Result::fail));
+    expectBoth(CreateApplianceFail, Result::Fail, failing(L"IVirtualBox::CreateAppliance", Result::Fail));
     expectBothWithoutAnObject(CreateApplianceFail, L"IVirtualBox::CreateAppliance");
 }
 
 TEST_F(ImportCodes, TheReadingDoesNotBegin)
 {
-    expectBoth(ApplianceReadFail, Result::accessDenied, failing(L"IAppliance::Read", Result::accessDenied));
+    expectBoth(ApplianceReadFail, Result::AccessDenied, failing(L"IAppliance::Read", Result::AccessDenied));
     expectBothWithoutAnObject(ApplianceReadFail, L"IAppliance::Read");
 }
 
@@ -478,28 +478,28 @@ TEST_F(ImportCodes, AFileWithAnotherSuffixIsRefusedAtOnce)
 {
     for (const wchar_t* name : {L"sample.zip", L"sample", L"sample.ova.txt"}) {
         const std::wstring file = put(name, text(disk_)).wstring();
-        EXPECT_TRUE(refused(sdk.getImportOvaVmName(file, nullptr), ApplianceReadFail, Result::fileError));
-        EXPECT_TRUE(refused(sdk.importOva(file), ApplianceReadFail, Result::fileError));
+        EXPECT_TRUE(refused(sdk.getImportOvaVmName(file, nullptr), ApplianceReadFail, Result::FileError));
+        EXPECT_TRUE(refused(sdk.importOva(file), ApplianceReadFail, Result::FileError));
     }
 }
 
 TEST_F(ImportCodes, TheReadingFails)
 {
-    expectBoth(ProgressWaitForCompletionFail, Result::iprtError,
-               failing(L"IAppliance::Read.progress", Result::iprtError));
+    expectBoth(ProgressWaitForCompletionFail, Result::IPRTError,
+               failing(L"IAppliance::Read.progress", Result::IPRTError));
 }
 
 TEST_F(ImportCodes, TheInterpretationFails)
 {
-    expectBoth(ApplianceInterpretFail, Result::fail, failing(L"IAppliance::Interpret", Result::fail));
+    expectBoth(ApplianceInterpretFail, Result::Fail, failing(L"IAppliance::Interpret", Result::Fail));
 }
 
 TEST_F(ImportCodes, TheDescriptionsCannotBeListed)
 {
     std::wstring name = L"as it was";
-    control().fail(L"IAppliance::get_VirtualSystemDescriptions", Result::fail);
+    control().fail(L"IAppliance::get_VirtualSystemDescriptions", Result::Fail);
     EXPECT_TRUE(refused(sdk.getImportOvaVmName(ova().wstring(), &name), ApplianceGetVirtualSystemDescriptionsFail,
-                        Result::fail));
+                        Result::Fail));
     EXPECT_EQ(name, L"as it was");
     EXPECT_TRUE(done(sdk.importOva(ova().wstring()))) << "the import does not list them";
 }
@@ -510,11 +510,11 @@ TEST_F(ImportCodes, ADescriptionWithoutValuesIsPassedOver)
     parts.after = systemXml("two");
     const std::wstring file = ova(parts).wstring();
     std::wstring name = L"as it was";
-    control().fail(L"IVirtualSystemDescription::GetValuesByType", Result::fail);
+    control().fail(L"IVirtualSystemDescription::GetValuesByType", Result::Fail);
     EXPECT_TRUE(done(sdk.getImportOvaVmName(file, &name)));
     EXPECT_EQ(name, L"two");
     name = L"as it was";
-    control().fail(L"IVirtualSystemDescription::GetValuesByType", Result::fail, 2);
+    control().fail(L"IVirtualSystemDescription::GetValuesByType", Result::Fail, 2);
     EXPECT_TRUE(done(sdk.getImportOvaVmName(file, &name)));
     EXPECT_EQ(name, L"as it was");
 }
@@ -577,8 +577,8 @@ TEST_F(ImportCodes, TheOptionsCannotBeMade)
 TEST_F(ImportCodes, TheImportDoesNotBegin)
 {
     const std::wstring file = ova().wstring();
-    control().fail(L"IAppliance::ImportMachines", Result::invalidArgument);
-    EXPECT_TRUE(refused(sdk.importOva(file), ApplianceImportMachinesFail, Result::invalidArgument));
+    control().fail(L"IAppliance::ImportMachines", Result::InvalidArg);
+    EXPECT_TRUE(refused(sdk.importOva(file), ApplianceImportMachinesFail, Result::InvalidArg));
     control().answerNull(L"IAppliance::ImportMachines");
     EXPECT_EQ(sdk.importOva(file), ApplianceImportMachinesFail);
 }
@@ -586,8 +586,8 @@ TEST_F(ImportCodes, TheImportDoesNotBegin)
 TEST_F(ImportCodes, TheImportFailsAfterTheDisksAndIsTakenBack)
 {
     const std::wstring file = ova().wstring();
-    control().fail(L"IAppliance::ImportMachines.progress", Result::vmError);
-    EXPECT_TRUE(refused(sdk.importOva(file), ProgressWaitForCompletionFail, Result::vmError));
+    control().fail(L"IAppliance::ImportMachines.progress", Result::VMError);
+    EXPECT_TRUE(refused(sdk.importOva(file), ProgressWaitForCompletionFail, Result::VMError));
     expectNothingMade();
     EXPECT_TRUE(done(sdk.importOva(file)));
     EXPECT_EQ(nameOf(find(L"vm")), L"vm");
@@ -597,7 +597,7 @@ TEST_F(ImportCodes, TheServerDiesDuringTheReading)
 {
     EXPECT_TRUE(done(sdk.initComComponent()));
     control().dieIn(L"IAppliance::Read");
-    EXPECT_TRUE(refused(sdk.importOva(ova().wstring()), ApplianceReadFail, Result::callFailed));
+    EXPECT_TRUE(refused(sdk.importOva(ova().wstring()), ApplianceReadFail, Result::RpcCallFailed));
     awaitServerDeath();
 }
 
@@ -612,7 +612,7 @@ TEST(ImportWithoutVirtualBox, MissingFilesAreToldFirst)
     EXPECT_TRUE(failedUnasked(sdk.importOva((scratchFolder() / L"missing.ova").wstring()), CheckFileExistsFail));
     writeFile(file, "anything");
     EXPECT_EQ(sdk.getImportOvaVmName(file.wstring(), &name), InitVboxComFail);
-    EXPECT_EQ(sdk.getVBoxError(), Result::classNotRegistered);
+    EXPECT_EQ(sdk.getVBoxError(), Result::ClassNotRegistered);
     EXPECT_EQ(sdk.importOva(file.wstring()), InitVboxComFail);
     EXPECT_EQ(name, L"as it was");
     EXPECT_TRUE(done(sdk.releaseRC()));
@@ -629,19 +629,19 @@ TEST_F(ImportRefusals, ArchivesThatAreDamagedOrCutOff)
     Bytes sum = good;
     sum[10] ^= 1; // the checksum of the header no longer fits
     const std::map<std::wstring, std::pair<Bytes, std::uint32_t>> cases = {
-        {L"cut off in the disk", {Bytes(good.begin(), good.end() - 4096), Result::iprtError}},
-        {L"cut off in the descriptor", {Bytes(good.begin(), good.begin() + 700), Result::iprtError}},
-        {L"a damaged header", {sum, Result::iprtError}},
-        {L"empty", {{}, Result::iprtError}},
-        {L"another file", {bytes(std::string(3000, 'x')), Result::iprtError}},
-        {L"no descriptor", {Tar().add("disk1.vmdk", disk_).finish(), Result::fileError}},
+        {L"cut off in the disk", {Bytes(good.begin(), good.end() - 4096), Result::IPRTError}},
+        {L"cut off in the descriptor", {Bytes(good.begin(), good.begin() + 700), Result::IPRTError}},
+        {L"a damaged header", {sum, Result::IPRTError}},
+        {L"empty", {{}, Result::IPRTError}},
+        {L"another file", {bytes(std::string(3000, 'x')), Result::IPRTError}},
+        {L"no descriptor", {Tar().add("disk1.vmdk", disk_).finish(), Result::FileError}},
         {L"a manifest of nonsense",
          {Tar()
               .add("sample.ovf", makeOvf({}))
               .add("sample.mf", std::string("nonsense\n"))
               .add("disk1.vmdk", disk_)
               .finish(),
-          Result::iprtError}},
+          Result::IPRTError}},
     };
     for (const auto& [name, made] : cases) {
         SCOPED_TRACE(utf8(name));
@@ -651,8 +651,8 @@ TEST_F(ImportRefusals, ArchivesThatAreDamagedOrCutOff)
 
 TEST_F(ImportRefusals, ADescriptorWhoseFileIsMissing)
 {
-    expectImportRefused(put(L"alone/sample.ovf", makeOvf({})), Result::objectNotFound);
-    expectImportRefused(put(L"alone.ova", Tar().add("sample.ovf", makeOvf({})).finish()), Result::fileError);
+    expectImportRefused(put(L"alone/sample.ovf", makeOvf({})), Result::ObjectNotFound);
+    expectImportRefused(put(L"alone.ova", Tar().add("sample.ovf", makeOvf({})).finish()), Result::FileError);
 }
 
 TEST_F(ImportRefusals, DescriptorsThatMakeNoSense)
@@ -667,18 +667,18 @@ TEST_F(ImportRefusals, DescriptorsThatMakeNoSense)
     asked.disks = "<Disk ovf:diskId='vmdisk1' ovf:capacity='${size}' ovf:format=''/>";
     const std::string good = makeOvf({});
     const std::map<std::string, std::pair<std::string, std::uint32_t>> cases = {
-        {"empty", {"", Result::fileError}},
-        {"no XML", {"no descriptor at all", Result::fileError}},
-        {"cut off", {good.substr(0, good.size() / 2), Result::fileError}},
-        {"another document", {"<?xml version='1.0'?><a/>", Result::fileError}},
+        {"empty", {"", Result::FileError}},
+        {"no XML", {"no descriptor at all", Result::FileError}},
+        {"cut off", {good.substr(0, good.size() / 2), Result::FileError}},
+        {"another document", {"<?xml version='1.0'?><a/>", Result::FileError}},
         {"entities",
          {"<?xml version='1.0'?><!DOCTYPE a [<!ENTITY b SYSTEM 'file:///none'>]>" + good.substr(good.find("<Env")),
-          Result::fileError}},
-        {"an unknown file", {makeOvf(unknownFile), Result::fileError}},
-        {"an unknown disk", {makeOvf(unknownDisk), Result::fileError}},
-        {"no namespace", {"<Envelope/>", Result::fileError}},
-        {"units", {makeOvf(units), Result::fileError}},
-        {"asked for", {makeOvf(asked), Result::fileError}},
+          Result::FileError}},
+        {"an unknown file", {makeOvf(unknownFile), Result::FileError}},
+        {"an unknown disk", {makeOvf(unknownDisk), Result::FileError}},
+        {"no namespace", {"<Envelope/>", Result::FileError}},
+        {"units", {makeOvf(units), Result::FileError}},
+        {"asked for", {makeOvf(asked), Result::FileError}},
     };
     for (const auto& [name, made] : cases) {
         SCOPED_TRACE(name);
@@ -692,7 +692,7 @@ TEST_F(ImportRefusals, AFileThatDiffersFromItsDigest)
     expectImportRefused(
         put(L"digest.ova",
             Tar().add("digest.ovf", makeOvf({})).add("digest.mf", manifest).add("disk1.vmdk", disk_).finish()),
-        Result::fileError);
+        Result::FileError);
 }
 
 TEST_F(ImportRefusals, DisksThatAreDamagedOrOfNoUse)
@@ -718,15 +718,15 @@ TEST_F(ImportRefusals, DisksThatAreDamagedOrOfNoUse)
         SCOPED_TRACE(name);
         OvfParts parts;
         parts.references = "<File ovf:id='file1' ovf:href='" + name + "'/>";
-        expectImportRefused(ova(makeOvf(parts), made, name), Result::fileError);
+        expectImportRefused(ova(makeOvf(parts), made, name), Result::FileError);
     }
 }
 
 TEST_F(ImportRefusals, FormatsThatVirtualBoxDoesNotImport)
 {
-    for (const auto& [name, result] : {std::pair<const char*, std::uint32_t>{"disk.vdi", Result::fileError},
-                                       {"disk.vhd", Result::fileError},
-                                       {"disk.xyz", Result::fail}}) {
+    for (const auto& [name, result] : {std::pair<const char*, std::uint32_t>{"disk.vdi", Result::FileError},
+                                       {"disk.vhd", Result::FileError},
+                                       {"disk.xyz", Result::Fail}}) {
         OvfParts parts;
         parts.references = "<File ovf:id='file1' ovf:href='" + std::string(name) + "'/>";
         parts.disks = "<Disk ovf:diskId='vmdisk1' ovf:capacity='1048576' ovf:format='' ovf:fileRef='file1'/>";
@@ -743,7 +743,7 @@ TEST_F(ImportRefusals, TheFirstDiskIsTakenBackWhenTheSecondFails)
     expectImportRefused(
         put(L"two.ova",
             Tar().add("two.ovf", makeOvf(twoDisks())).add("disk1.vmdk", disk_).add("disk2.vmdk", broken).finish()),
-        Result::fileError);
+        Result::FileError);
 }
 
 TEST_F(ImportRefusals, TheFirstMachineIsTakenBackWhenTheSecondFails)
@@ -752,7 +752,7 @@ TEST_F(ImportRefusals, TheFirstMachineIsTakenBackWhenTheSecondFails)
     parts.after = systemXml("Worker two");
     writeFile(world().machineFile(L"Worker two"), "somebody's");
     machinesBefore_ = listing(world().machineFolder());
-    expectImportRefused(ova(parts), Result::fileError);
+    expectImportRefused(ova(parts), Result::FileError);
     EXPECT_EQ(readFile(world().machineFile(L"Worker two")), "somebody's");
 }
 
@@ -761,12 +761,12 @@ TEST_F(ImportRefusals, FilesThatAreThereAlreadyAreNotReplaced)
     const fs::path disk = world().machineFile(L"vm").parent_path() / L"disk1.vdi";
     writeFile(disk, "somebody's disk");
     machinesBefore_ = listing(world().machineFolder());
-    expectImportRefused(ova(), Result::fileError);
+    expectImportRefused(ova(), Result::FileError);
     EXPECT_EQ(readFile(disk), "somebody's disk");
     fs::remove(disk);
     writeFile(world().machineFile(L"vm"), "somebody's settings");
     machinesBefore_ = listing(world().machineFolder());
-    expectImportRefused(ova(), Result::fileError);
+    expectImportRefused(ova(), Result::FileError);
     EXPECT_EQ(readFile(world().machineFile(L"vm")), "somebody's settings");
 }
 
@@ -774,19 +774,19 @@ TEST_F(ImportRefusals, ADiskWithoutAPlace)
 {
     OvfParts parts;
     parts.items = item({{"InstanceID", "3"}, {"ResourceType", "5"}}) + diskItem("vmdisk1", 4);
-    expectImportRefused(ova(parts), Result::notSupported);
+    expectImportRefused(ova(parts), Result::NotSupported);
     parts.items = sampleItems() + diskItem("vmdisk1", 30);
-    expectImportRefused(ova(parts), Result::invalidArgument);
+    expectImportRefused(ova(parts), Result::InvalidArg);
     parts = twoDisks();
     parts.items = sampleItems() + diskItem("second", 0);
-    expectImportRefused(ova(parts), Result::objectInUse);
+    expectImportRefused(ova(parts), Result::ObjectInUse);
 }
 
 TEST_F(ImportRefusals, AMachineElementThatDoesNotKnowTheDisks)
 {
     OvfParts parts = withMachineElement();
     parts.disks = OvfParts().disks; // without the UUID
-    expectImportRefused(ova(parts), Result::fail);
+    expectImportRefused(ova(parts), Result::Fail);
 }
 
 /// The descriptor alone tells that there are no places: the disks are not looked at.
@@ -802,7 +802,7 @@ TEST_F(ImportRefusals, ManyDisksWithoutAPlaceAreRefusedSoon)
         parts.items += diskItem("d" + number, i);
     }
     const auto begin = std::chrono::steady_clock::now();
-    expectImportRefused(ova(parts), Result::invalidArgument);
+    expectImportRefused(ova(parts), Result::InvalidArg);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
@@ -821,13 +821,13 @@ TEST_F(ImportRefusals, ACanceledImportIsTakenBack)
     };
     // The wait for the reading is left out when that is over already; else it is the one that fails.
     for (int attempt = 0; attempt < 50 && !importBegan(); ++attempt) {
-        control().fail(L"IProgress::WaitForCompletion", Result::iprtError);
+        control().fail(L"IProgress::WaitForCompletion", Result::IPRTError);
         ASSERT_EQ(sdk.importOva(file.wstring()), ProgressWaitForCompletionFail);
     }
     ASSERT_TRUE(importBegan());
     EXPECT_THAT(control().traceText(), HasSubstr(L"IProgress::Cancel"));
     expectNothingMade();
-    EXPECT_TRUE(refused(sdk.findMachine(L"vm", nullptr), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(L"vm", nullptr), FindMachineFail, Result::ObjectNotFound));
 }
 
 const Role importer(L"import", [](const RoleIo& io) {
@@ -1010,8 +1010,8 @@ TEST_F(HostileAppliances, NamesThatLeadOutAreRefused)
         SCOPED_TRACE(href);
         OvfParts parts;
         parts.references = "<File ovf:id='file1' ovf:href='" + href + "'/>";
-        expectReadRefused(put(L"loose/inner/sample.ovf", makeOvf(parts)), Result::fileError);
-        expectReadRefused(ova(makeOvf(parts), disk_, href.substr(0, 100)), Result::fileError);
+        expectReadRefused(put(L"loose/inner/sample.ovf", makeOvf(parts)), Result::FileError);
+        expectReadRefused(ova(makeOvf(parts), disk_, href.substr(0, 100)), Result::FileError);
     }
 }
 

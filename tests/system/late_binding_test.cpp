@@ -164,7 +164,7 @@ TEST_F(LateBinding, AFailureIsAnExceptionWithItsText)
     EXCEPINFO exception{};
     ASSERT_EQ(call(virtualBox.Get(), L"FindMachine", DISPATCH_METHOD, {L"No such machine"}, machine, &exception),
               DISP_E_EXCEPTION);
-    EXPECT_EQ(static_cast<std::uint32_t>(exception.scode), Result::objectNotFound);
+    EXPECT_EQ(static_cast<std::uint32_t>(exception.scode), Result::ObjectNotFound);
     EXPECT_THAT(std::wstring(exception.bstrDescription), testing::HasSubstr(L"No such machine"));
     EXPECT_EQ(std::wstring(exception.bstrSource), L"VirtualBoxWrap");
     SysFreeString(exception.bstrDescription);

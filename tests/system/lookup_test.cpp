@@ -87,19 +87,19 @@ TEST_F(Lookup, UuidIsInLowerCaseWithoutBraces)
 TEST_F(Lookup, UnknownMachineIsRefusedInTheseWords)
 {
     VBoxHandle machine = 77;
-    EXPECT_TRUE(refused(sdk.findMachine(L"vm1", &machine), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(L"vm1", &machine), FindMachineFail, Result::ObjectNotFound));
     EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()),
               L"vbox sdk failure in Travik::VBox::findMachine(vm1): with rc=0x80bb0001 rcDesc=ObjectNotFound "
               L"errorDesc=FindMachineFail");
     EXPECT_EQ(machine, 77u);
-    EXPECT_TRUE(refused(sdk.findMachine(noId, &machine), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(noId, &machine), FindMachineFail, Result::ObjectNotFound));
 }
 
 // Assumed of VirtualBox, not documented.
 TEST_F(Lookup, NamesDifferByCase)
 {
     VBoxHandle machine = 77;
-    EXPECT_TRUE(refused(sdk.findMachine(L"player", &machine), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(L"player", &machine), FindMachineFail, Result::ObjectNotFound));
 }
 
 TEST_F(Lookup, FindWithoutAPlaceIsFine)
@@ -122,7 +122,7 @@ TEST_F(Lookup, StrangeNamesAreRefusedAndRecorded)
                                     std::wstring(L"\xD83C", 1), L"* | ? < > \"", L"\r\n\t"};
     for (const std::wstring& name : strange) {
         VBoxHandle machine = 77;
-        EXPECT_TRUE(refused(sdk.findMachine(name, &machine), FindMachineFail, Result::objectNotFound));
+        EXPECT_TRUE(refused(sdk.findMachine(name, &machine), FindMachineFail, Result::ObjectNotFound));
         EXPECT_NE(sdk.getVBoxErrorMessage().find(L"findMachine(" + name + L"):"), std::wstring::npos);
         EXPECT_EQ(machine, 77u);
     }
@@ -134,7 +134,7 @@ TEST_F(Lookup, InaccessibleMachineIsFoundByUuidOnly)
     const VBoxHandle damaged = find(Machines::damagedId);
     EXPECT_EQ(uuidOf(damaged), Machines::damagedId);
     VBoxHandle machine = 77;
-    EXPECT_TRUE(refused(sdk.findMachine(L"Damaged", &machine), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(L"Damaged", &machine), FindMachineFail, Result::ObjectNotFound));
 }
 
 // That it is E_ACCESSDENIED is assumed of VirtualBox; that it fails is documented.
@@ -143,9 +143,9 @@ TEST_F(Lookup, InaccessibleMachineRefusesTheRestAndDisturbsNobody)
     const VBoxHandle damaged = find(Machines::damagedId);
     std::wstring name = L"as it was";
     std::uint32_t state = 77;
-    EXPECT_TRUE(refused(sdk.getVmName(damaged, &name), PutNameFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.machineGetState(damaged, &state), MachineGetStateFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.setVmName(damaged, L"New"), PutNameFail, Result::accessDenied));
+    EXPECT_TRUE(refused(sdk.getVmName(damaged, &name), PutNameFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.machineGetState(damaged, &state), MachineGetStateFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.setVmName(damaged, L"New"), PutNameFail, Result::AccessDenied));
     EXPECT_EQ(name, L"as it was");
     EXPECT_EQ(state, 77u);
     EXPECT_EQ(nameOf(find(Machines::worker)), Machines::worker);
@@ -173,7 +173,7 @@ TEST_F(Lookup, OpenIsRefusedForAMissingFile)
 {
     VBoxHandle machine = 77;
     const std::wstring missing = world().machineFile(L"Missing").wstring();
-    EXPECT_TRUE(refused(sdk.openMachine(missing, &machine), OpenMachineFail, Result::fail));
+    EXPECT_TRUE(refused(sdk.openMachine(missing, &machine), OpenMachineFail, Result::Fail));
     EXPECT_NE(sdk.getVBoxErrorMessage().find(L"openMachine(" + missing + L"):"), std::wstring::npos);
     EXPECT_EQ(machine, 77u);
 }
@@ -181,20 +181,20 @@ TEST_F(Lookup, OpenIsRefusedForAMissingFile)
 TEST_F(Lookup, OpenIsRefusedForAPathThatIsNotWhole)
 {
     VBoxHandle machine = 77;
-    EXPECT_TRUE(refused(sdk.openMachine(L"Player\\Player.vbox", &machine), OpenMachineFail, Result::fileError));
+    EXPECT_TRUE(refused(sdk.openMachine(L"Player\\Player.vbox", &machine), OpenMachineFail, Result::FileError));
 }
 
 TEST_F(Lookup, OpenIsRefusedForADamagedFile)
 {
     VBoxHandle machine = 77;
     const std::wstring damaged = world().machineFile(L"Damaged").wstring();
-    EXPECT_TRUE(refusedAny(sdk.openMachine(damaged, &machine), OpenMachineFail, {Result::xmlError, Result::fail}));
+    EXPECT_TRUE(refusedAny(sdk.openMachine(damaged, &machine), OpenMachineFail, {Result::XMLError, Result::Fail}));
     for (const char* content :
          {"", "no XML at all", "<VirtualBox/>", "\xff\xfe\x00", "<?xml version=\"1.0\"?><Other/>"}) {
         const auto file = world().machineFile(L"Bad");
         writeFile(file, content);
         EXPECT_TRUE(
-            refusedAny(sdk.openMachine(file.wstring(), &machine), OpenMachineFail, {Result::xmlError, Result::fail}))
+            refusedAny(sdk.openMachine(file.wstring(), &machine), OpenMachineFail, {Result::XMLError, Result::Fail}))
             << content;
     }
     EXPECT_EQ(machine, 77u);
@@ -203,7 +203,7 @@ TEST_F(Lookup, OpenIsRefusedForADamagedFile)
 TEST_F(Lookup, RegistersAnOpenedMachineForGood)
 {
     const VBoxHandle machine = open(world().writeMachine(L"Fresh", newId));
-    EXPECT_TRUE(refused(sdk.findMachine(L"Fresh", nullptr), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(L"Fresh", nullptr), FindMachineFail, Result::ObjectNotFound));
     EXPECT_TRUE(done(sdk.registerMachine(machine)));
     EXPECT_EQ(uuidOf(find(L"Fresh")), newId);
     EXPECT_EQ(nameOf(machine), L"Fresh"); // the handle stays good
@@ -215,7 +215,7 @@ TEST_F(Lookup, RegistersAnOpenedMachineForGood)
 // Which results VirtualBox gives for these two is assumed.
 TEST_F(Lookup, RegisterIsRefusedForAMachineThatIsRegistered)
 {
-    EXPECT_TRUE(refused(sdk.registerMachine(find(Machines::player)), RegisterMachineFail, Result::invalidObjectState));
+    EXPECT_TRUE(refused(sdk.registerMachine(find(Machines::player)), RegisterMachineFail, Result::InvalidObjectState));
 }
 
 TEST_F(Lookup, RegisterIsRefusedForAUuidThatIsTaken)
@@ -223,14 +223,14 @@ TEST_F(Lookup, RegisterIsRefusedForAUuidThatIsTaken)
     const std::filesystem::path file = world().writeMachine(L"Copy", newId);
     const VBoxHandle first = open(file), second = open(file);
     EXPECT_TRUE(done(sdk.registerMachine(first)));
-    EXPECT_TRUE(refused(sdk.registerMachine(second), RegisterMachineFail, Result::invalidArgument));
+    EXPECT_TRUE(refused(sdk.registerMachine(second), RegisterMachineFail, Result::InvalidArg));
 }
 
 TEST_F(Lookup, OpeningIsRefusedForAUuidThatIsTaken)
 {
     const std::filesystem::path file = world().writeMachine(L"Copy", Machines::playerId);
     VBoxHandle machine = 0;
-    EXPECT_TRUE(refused(sdk.openMachine(file.wstring(), &machine), OpenMachineFail, Result::fail));
+    EXPECT_TRUE(refused(sdk.openMachine(file.wstring(), &machine), OpenMachineFail, Result::Fail));
     EXPECT_EQ(nameOf(find(Machines::playerId)), Machines::player);
 }
 
@@ -258,7 +258,7 @@ TEST_F(Lookup, RenamesAnOpenedMachineWithItsFiles)
 TEST_F(Lookup, RenameIsRefusedWithoutALock)
 {
     const VBoxHandle machine = find(Machines::player);
-    EXPECT_TRUE(refused(sdk.setVmName(machine, L"Other"), PutNameFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.setVmName(machine, L"Other"), PutNameFail, Result::InvalidVMState));
     EXPECT_EQ(nameOf(machine), Machines::player);
 }
 

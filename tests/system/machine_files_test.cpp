@@ -68,7 +68,7 @@ TEST_F(MachineFiles, ComposeReplacesWhatAFileNameCannotHold)
 TEST_F(MachineFiles, ComposeIsRefusedForAnEmptyName)
 {
     std::wstring file = L"as it was";
-    EXPECT_TRUE(refused(sdk.composeMachineFilename(L"", &file), ComposeMachineFilenameFail, Result::invalidArgument));
+    EXPECT_TRUE(refused(sdk.composeMachineFilename(L"", &file), ComposeMachineFilenameFail, Result::InvalidArg));
     EXPECT_EQ(file, L"as it was");
 }
 
@@ -93,13 +93,13 @@ TEST_F(MachineFiles, DefaultFolderIsRefused)
     EXPECT_TRUE(failedUnasked(sdk.setDefaultMachineFolder(missing), CheckFileExistsFail));
     EXPECT_FALSE(fs::exists(missing));
     // It exists, but is not a full path; that VirtualBox then answers E_INVALIDARG is assumed.
-    EXPECT_TRUE(refused(sdk.setDefaultMachineFolder(L"."), PutDefaultMachineFolderFail, Result::invalidArgument));
+    EXPECT_TRUE(refused(sdk.setDefaultMachineFolder(L"."), PutDefaultMachineFolderFail, Result::InvalidArg));
     EXPECT_EQ(fs::path(ask<std::wstring>(sdk, &VBoxInstanceImpl::getDefaultMachineFolder)), world().machineFolder());
     std::wstring folder = L"as it was";
-    control().fail(L"ISystemProperties::get_DefaultMachineFolder", Result::fail);
-    EXPECT_TRUE(refused(sdk.getDefaultMachineFolder(&folder), GetDefaultMachineFolderFail, Result::fail));
-    control().fail(L"IVirtualBox::get_SystemProperties", Result::fail);
-    EXPECT_TRUE(refused(sdk.getDefaultMachineFolder(&folder), GetSystemPropertiesFail, Result::fail));
+    control().fail(L"ISystemProperties::get_DefaultMachineFolder", Result::Fail);
+    EXPECT_TRUE(refused(sdk.getDefaultMachineFolder(&folder), GetDefaultMachineFolderFail, Result::Fail));
+    control().fail(L"IVirtualBox::get_SystemProperties", Result::Fail);
+    EXPECT_TRUE(refused(sdk.getDefaultMachineFolder(&folder), GetSystemPropertiesFail, Result::Fail));
     EXPECT_EQ(folder, L"as it was");
 }
 
@@ -133,7 +133,7 @@ TEST_F(MachineFiles, CreateConfigureSaveRegisterRestartFind)
     EXPECT_TRUE(done(sdk.machineCreateSharedFolder(machine, L"share", world().folder().wstring(), 1, 1)));
     EXPECT_TRUE(done(sdk.saveSettings(machine)));
     EXPECT_TRUE(fs::exists(file));
-    EXPECT_TRUE(refused(sdk.findMachine(name, nullptr), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(name, nullptr), FindMachineFail, Result::ObjectNotFound));
     EXPECT_TRUE(done(sdk.registerMachine(machine)));
     const std::wstring uuid = uuidOf(machine);
 
@@ -160,8 +160,8 @@ TEST_F(MachineFiles, CreateTakesASettingsFileOfTheCallersChoice)
 TEST_F(MachineFiles, CreateIsRefused)
 {
     VBoxHandle machine = 77;
-    EXPECT_TRUE(refused(sdk.createMachine(L"", L"", &machine), CreateMachineFail, Result::invalidArgument));
-    EXPECT_TRUE(refused(sdk.createMachine(L"", Machines::player, &machine), CreateMachineFail, Result::fileError))
+    EXPECT_TRUE(refused(sdk.createMachine(L"", L"", &machine), CreateMachineFail, Result::InvalidArg));
+    EXPECT_TRUE(refused(sdk.createMachine(L"", Machines::player, &machine), CreateMachineFail, Result::FileError))
         << "its settings file exists";
     EXPECT_EQ(machine, 77u);
 }
@@ -198,7 +198,7 @@ TEST_F(MachineFiles, RenameToANameThatIsTakenFailsWhenItIsSaved)
     const VBoxHandle machine = find(diskful);
     const VBoxHandle own = lockForWriting(machine);
     EXPECT_TRUE(done(sdk.setVmName(own, Machines::player)));
-    EXPECT_TRUE(refused(sdk.saveSettings(own), SaveSettingsFail, Result::fileError));
+    EXPECT_TRUE(refused(sdk.saveSettings(own), SaveSettingsFail, Result::FileError));
     EXPECT_TRUE(done(sdk.unlockMachine()));
     EXPECT_EQ(nameOf(machine), diskful);
     EXPECT_TRUE(fs::exists(world().machineFile(diskful)));
@@ -231,7 +231,7 @@ TEST_F(MachineFiles, DifficultNamesAreKeptOrRefused)
         EXPECT_TRUE(done(sdk.deleteMachine(found)));
     }
     for (const std::wstring& name : notTaken)
-        EXPECT_TRUE(refused(sdk.findMachine(name, nullptr), FindMachineFail, Result::objectNotFound)) << utf8(name);
+        EXPECT_TRUE(refused(sdk.findMachine(name, nullptr), FindMachineFail, Result::ObjectNotFound)) << utf8(name);
 }
 
 TEST_F(MachineFiles, APathOf260CharactersIsOpenedOrRefused)
@@ -247,7 +247,7 @@ TEST_F(MachineFiles, APathOf260CharactersIsOpenedOrRefused)
         restartServer();
         EXPECT_EQ(nameOf(find(L"Long path")), L"Long path");
     } else {
-        EXPECT_EQ(sdk.getVBoxError(), Result::fileError);
+        EXPECT_EQ(sdk.getVBoxError(), Result::FileError);
     }
 }
 
@@ -283,15 +283,15 @@ TEST_F(MachineFiles, CloneIsRefused)
     EXPECT_TRUE(failedUnasked(sdk.cloneToMachine(source, 4'000'000'000u), COM_Get_MachineFail));
     EXPECT_EQ(sdk.cloneToMachine(source, find(Machines::player)), CloneMachineFail) << "the target is registered";
     EXPECT_NE(sdk.getVBoxError(), 0u);
-    control().fail(L"IMachine::CloneTo", Result::invalidObjectState);
-    EXPECT_TRUE(refused(sdk.cloneToMachine(source, create(L"Clone")), CloneMachineFail, Result::invalidObjectState));
+    control().fail(L"IMachine::CloneTo", Result::InvalidObjectState);
+    EXPECT_TRUE(refused(sdk.cloneToMachine(source, create(L"Clone")), CloneMachineFail, Result::InvalidObjectState));
 }
 
 TEST_F(MachineFiles, ACloneThatFailsOnTheWayIsReported)
 {
-    control().fail(L"IMachine::CloneTo.progress", Result::fileError);
+    control().fail(L"IMachine::CloneTo.progress", Result::FileError);
     EXPECT_TRUE(
-        refused(sdk.cloneToMachine(find(diskful), create(L"Clone")), ProgressWaitForCompletionFail, Result::fileError));
+        refused(sdk.cloneToMachine(find(diskful), create(L"Clone")), ProgressWaitForCompletionFail, Result::FileError));
 }
 
 // When the wait fails, the library cancels what goes on.
@@ -299,11 +299,11 @@ TEST_F(MachineFiles, ACloneThatCannotBeWaitedForIsCanceled)
 {
     fs::resize_file(disk(), 3 << 20);
     control().scenario(LR"({"times": {"copyPerMegabyte": 1000}})");
-    control().fail(L"IProgress::WaitForCompletion", Result::iprtError);
+    control().fail(L"IProgress::WaitForCompletion", Result::IPRTError);
     control().trace(true);
     const VBoxHandle target = create(L"Clone");
     EXPECT_TRUE(refusedAny(sdk.cloneToMachine(find(diskful), target), ProgressWaitForCompletionFail,
-                           {Result::iprtError, Result::fail}));
+                           {Result::IPRTError, Result::Fail}));
     EXPECT_THAT(utf8(control().traceText()), HasSubstr("IProgress::Cancel"));
     control().scenario(LR"({"times": {"copyPerMegabyte": 0}})");
     std::wstring name;
@@ -316,13 +316,13 @@ TEST_F(MachineFiles, DeleteTakesTheDiskAndTheFolderAlong)
 {
     const VBoxHandle machine = find(diskful);
     EXPECT_TRUE(done(sdk.deleteMachine(machine)));
-    EXPECT_TRUE(refused(sdk.findMachine(diskful, nullptr), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(diskful, nullptr), FindMachineFail, Result::ObjectNotFound));
     EXPECT_FALSE(fs::exists(disk()));
     EXPECT_FALSE(fs::exists(world().machineFile(diskful)));
     EXPECT_FALSE(fs::exists(world().machineFile(diskful).parent_path()));
     EXPECT_TRUE(fs::exists(world().machineFile(Machines::player)));
     restartServer();
-    EXPECT_TRUE(refused(sdk.findMachine(diskful, nullptr), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(diskful, nullptr), FindMachineFail, Result::ObjectNotFound));
 }
 
 TEST_F(MachineFiles, DeleteLeavesForeignFilesAlone)
@@ -338,7 +338,7 @@ TEST_F(MachineFiles, DeleteIsRefusedWhileTheMachineIsLocked)
 {
     const VBoxHandle machine = find(diskful);
     lockForWriting(machine);
-    EXPECT_TRUE(refused(sdk.deleteMachine(machine), MachineUnregisterFail, Result::invalidObjectState));
+    EXPECT_TRUE(refused(sdk.deleteMachine(machine), MachineUnregisterFail, Result::InvalidObjectState));
     EXPECT_TRUE(done(sdk.unlockMachine()));
     EXPECT_TRUE(fs::exists(disk()));
     EXPECT_TRUE(failedUnasked(sdk.deleteMachine(4'000'000'000u), COM_Get_MachineFail));
@@ -346,21 +346,21 @@ TEST_F(MachineFiles, DeleteIsRefusedWhileTheMachineIsLocked)
 
 TEST_F(MachineFiles, DeleteThatFailsHalfwayIsReportedStepByStep)
 {
-    control().fail(L"IMachine::DeleteConfig", Result::iprtError);
+    control().fail(L"IMachine::DeleteConfig", Result::IPRTError);
     const VBoxHandle first = find(diskful);
-    EXPECT_TRUE(refused(sdk.deleteMachine(first), MachineDeleteConfigFail, Result::iprtError));
-    EXPECT_TRUE(refused(sdk.findMachine(diskful, nullptr), FindMachineFail, Result::objectNotFound))
+    EXPECT_TRUE(refused(sdk.deleteMachine(first), MachineDeleteConfigFail, Result::IPRTError));
+    EXPECT_TRUE(refused(sdk.findMachine(diskful, nullptr), FindMachineFail, Result::ObjectNotFound))
         << "it is unregistered already";
     EXPECT_TRUE(fs::exists(disk()));
-    control().fail(L"IMachine::DeleteConfig.progress", Result::iprtError);
-    EXPECT_TRUE(refused(sdk.deleteMachine(find(Machines::worker)), ProgressWaitForCompletionFail, Result::iprtError));
+    control().fail(L"IMachine::DeleteConfig.progress", Result::IPRTError);
+    EXPECT_TRUE(refused(sdk.deleteMachine(find(Machines::worker)), ProgressWaitForCompletionFail, Result::IPRTError));
 }
 
 TEST_F(MachineFiles, DeleteOfAnInaccessibleMachineUnregistersItOnly)
 {
     const VBoxHandle damaged = find(Machines::damagedId);
-    EXPECT_TRUE(refused(sdk.deleteMachine(damaged), MachineDeleteConfigFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::damagedId, nullptr), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.deleteMachine(damaged), MachineDeleteConfigFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::damagedId, nullptr), FindMachineFail, Result::ObjectNotFound));
     EXPECT_TRUE(fs::exists(world().machineFile(L"Damaged")));
 }
 
@@ -371,7 +371,7 @@ TEST_F(MachineFiles, AVanishedSettingsFileMakesOneMachineInaccessible)
     fs::remove(world().machineFile(Machines::worker));
     restartServer();
     const VBoxHandle machine = find(Machines::workerId);
-    EXPECT_TRUE(refused(sdk.getVmName(machine, nullptr), PutNameFail, Result::accessDenied));
+    EXPECT_TRUE(refused(sdk.getVmName(machine, nullptr), PutNameFail, Result::AccessDenied));
     EXPECT_EQ(nameOf(find(Machines::player)), Machines::player);
     std::vector<VBoxHandle> machines;
     EXPECT_TRUE(done(sdk.listVms(&machines)));
@@ -398,8 +398,8 @@ TEST_F(MachineFiles, SaveIsRefusedWhenTheFileCannotBeWritten)
 {
     const VBoxHandle own = lockForWriting(find(Machines::player));
     EXPECT_TRUE(done(sdk.setMachineMemory(own, 512)));
-    control().fail(L"IMachine::SaveSettings", Result::fileError);
-    EXPECT_TRUE(refused(sdk.saveSettings(own), SaveSettingsFail, Result::fileError));
+    control().fail(L"IMachine::SaveSettings", Result::FileError);
+    EXPECT_TRUE(refused(sdk.saveSettings(own), SaveSettingsFail, Result::FileError));
     EXPECT_TRUE(done(sdk.saveSettings(own))) << "the changes are still there";
     EXPECT_TRUE(done(sdk.unlockMachine()));
     EXPECT_THAT(textOf(Machines::player), HasSubstr("RAMSize=\"512\""));

@@ -79,7 +79,7 @@ TEST_F(Media, OpenGivesANewUuidWhenAsked)
     fs::copy_file(loose(), copy);
     open(loose());
     VBoxHandle medium = 77;
-    EXPECT_TRUE(refused(sdk.openMedium(copy.wstring(), false, &medium), OpenMediumFail, Result::invalidArgument))
+    EXPECT_TRUE(refused(sdk.openMedium(copy.wstring(), false, &medium), OpenMediumFail, Result::InvalidArg))
         << "the UUID is known at another place";
     EXPECT_EQ(medium, 77u);
     const std::wstring newId = uuidOf(open(copy, true));
@@ -95,11 +95,11 @@ TEST_F(Media, OpenIsRefused)
                               CheckFileExistsFail));
     const fs::path strange = world().folder() / L"strange.vdi";
     writeFile(strange, "not a disk image at all");
-    EXPECT_TRUE(refused(sdk.openMedium(strange.wstring(), false, &medium), OpenMediumFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.openMedium(strange.wstring(), false, &medium), OpenMediumFail, Result::ObjectNotFound));
     const std::string whole = readFile(loose());
     const fs::path shortened = world().folder() / L"shortened.vdi";
     writeFile(shortened, whole.substr(0, 0x100));
-    EXPECT_TRUE(refused(sdk.openMedium(shortened.wstring(), false, &medium), OpenMediumFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.openMedium(shortened.wstring(), false, &medium), OpenMediumFail, Result::ObjectNotFound));
     EXPECT_EQ(medium, 77u);
 }
 
@@ -121,13 +121,13 @@ TEST_F(Media, AClosedMediumAnswersNoMore)
     EXPECT_TRUE(fs::exists(loose()));
     std::wstring text = L"as it was";
     std::uint32_t state = 77;
-    EXPECT_TRUE(refused(sdk.getMediumLocation(medium, &text), MediumGetLocationFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.getMediumUUID(medium, &text), MediumGetIdFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.getMediumState(medium, &state), MediumGetStateFail, Result::accessDenied));
+    EXPECT_TRUE(refused(sdk.getMediumLocation(medium, &text), MediumGetLocationFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.getMediumUUID(medium, &text), MediumGetIdFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.getMediumState(medium, &state), MediumGetStateFail, Result::AccessDenied));
     EXPECT_TRUE(
-        refused(sdk.getMediumLastAccessError(medium, &text), MediumGetLastAccessErrorFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.closeMedium(medium), CloseMediumFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.deleteMedium(medium), MediumGetLocationFail, Result::accessDenied));
+        refused(sdk.getMediumLastAccessError(medium, &text), MediumGetLastAccessErrorFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.closeMedium(medium), CloseMediumFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.deleteMedium(medium), MediumGetLocationFail, Result::AccessDenied));
     EXPECT_EQ(text, L"as it was");
     EXPECT_EQ(state, 77u);
     EXPECT_TRUE(done(sdk.releaseMedium(medium)));
@@ -137,7 +137,7 @@ TEST_F(Media, AClosedMediumAnswersNoMore)
 TEST_F(Media, CloseIsRefusedWhileAttached)
 {
     const VBoxHandle medium = current(find(diskful), 0);
-    EXPECT_TRUE(refused(sdk.closeMedium(medium), CloseMediumFail, Result::objectInUse));
+    EXPECT_TRUE(refused(sdk.closeMedium(medium), CloseMediumFail, Result::ObjectInUse));
     EXPECT_EQ(uuidOf(medium), diskId);
 }
 
@@ -160,10 +160,10 @@ TEST_F(Media, ControllersTellTheirPorts)
     EXPECT_TRUE(done(sdk.getMachineStorageControllerPortCount(machine, L"IDE", &ports)));
     EXPECT_EQ(ports, 2u);
     EXPECT_TRUE(refused(sdk.getMachineStorageControllerPortCount(machine, L"NVMe", &ports),
-                        MachineGetStorageControllerByNameFail, Result::objectNotFound));
-    control().fail(L"IStorageController::get_PortCount", Result::fail);
+                        MachineGetStorageControllerByNameFail, Result::ObjectNotFound));
+    control().fail(L"IStorageController::get_PortCount", Result::Fail);
     EXPECT_TRUE(refused(sdk.getMachineStorageControllerPortCount(machine, L"SATA", &ports),
-                        StorageControllerGetPortCountFail, Result::fail));
+                        StorageControllerGetPortCountFail, Result::Fail));
     EXPECT_EQ(ports, 2u);
     EXPECT_TRUE(done(sdk.getMachineStorageControllerPortCount(machine, L"SATA", nullptr)));
 }
@@ -177,7 +177,7 @@ TEST_F(Media, CurrentMediumIsTheAttachedOne)
     EXPECT_TRUE(done(sdk.getCurrentMedium(machine, L"SATA", 1, 0, &medium)));
     EXPECT_EQ(medium, 77u) << "the drive is empty";
     EXPECT_TRUE(
-        refused(sdk.getCurrentMedium(machine, L"SATA", 2, 0, &medium), MachineGetMediumFail, Result::objectNotFound));
+        refused(sdk.getCurrentMedium(machine, L"SATA", 2, 0, &medium), MachineGetMediumFail, Result::ObjectNotFound));
     EXPECT_EQ(medium, 77u);
 }
 
@@ -204,8 +204,8 @@ TEST_F(Media, AttachedDisksAreMarkedAndKept)
 TEST_F(Media, ARefusedMarkIsLoggedOnly)
 {
     const VBoxHandle own = lockForWriting(find(Machines::player));
-    control().fail(L"IMachine::SetAutoDiscardForDevice", Result::invalidVmState);
-    control().fail(L"IMachine::NonRotationalDevice", Result::invalidVmState);
+    control().fail(L"IMachine::SetAutoDiscardForDevice", Result::InvalidVMState);
+    control().fail(L"IMachine::NonRotationalDevice", Result::InvalidVMState);
     EXPECT_TRUE(done(sdk.attachMedium(own, open(loose()), L"SATA", 2, 0)));
     EXPECT_EQ(sdk.getVBoxError(), 0u);
     EXPECT_TRUE(done(sdk.unlockMachine()));
@@ -215,25 +215,25 @@ TEST_F(Media, AttachIsRefused)
 {
     const VBoxHandle machine = find(diskful);
     const VBoxHandle medium = open(loose());
-    EXPECT_TRUE(refused(sdk.attachMedium(machine, medium, L"SATA", 2, 0), AttachDeviceFail, Result::invalidVmState))
+    EXPECT_TRUE(refused(sdk.attachMedium(machine, medium, L"SATA", 2, 0), AttachDeviceFail, Result::InvalidVMState))
         << "no lock";
     VBoxHandle fresh = 0;
     check(sdk,
           sdk.openMachine(world().writeMachine(L"Fresh", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff").wstring(), &fresh));
-    EXPECT_TRUE(refused(sdk.attachMedium(fresh, medium, L"SATA", 2, 0), AttachDeviceFail, Result::invalidObjectState))
+    EXPECT_TRUE(refused(sdk.attachMedium(fresh, medium, L"SATA", 2, 0), AttachDeviceFail, Result::InvalidObjectState))
         << "not registered";
 
     const VBoxHandle own = lockForWriting(machine);
-    EXPECT_TRUE(refused(sdk.attachMedium(own, medium, L"NVMe", 0, 0), AttachDeviceFail, Result::objectNotFound));
-    EXPECT_TRUE(refused(sdk.attachMedium(own, medium, L"SATA", 0, 0), AttachDeviceFail, Result::objectInUse))
+    EXPECT_TRUE(refused(sdk.attachMedium(own, medium, L"NVMe", 0, 0), AttachDeviceFail, Result::ObjectNotFound));
+    EXPECT_TRUE(refused(sdk.attachMedium(own, medium, L"SATA", 0, 0), AttachDeviceFail, Result::ObjectInUse))
         << "the slot is taken";
-    EXPECT_TRUE(refused(sdk.attachMedium(own, current(own, 0), L"SATA", 2, 0), AttachDeviceFail, Result::objectInUse))
+    EXPECT_TRUE(refused(sdk.attachMedium(own, current(own, 0), L"SATA", 2, 0), AttachDeviceFail, Result::ObjectInUse))
         << "the medium is attached";
     for (const auto& [controller, port, device] :
          {std::tuple{L"SATA", 30, 0}, std::tuple{L"SATA", -1, 0}, std::tuple{L"SATA", 2, 1}, std::tuple{L"IDE", 2, 0},
           std::tuple{L"IDE", 0, 2}, std::tuple{L"IDE", 0, -1}})
         EXPECT_TRUE(
-            refused(sdk.attachMedium(own, medium, controller, port, device), AttachDeviceFail, Result::invalidArgument))
+            refused(sdk.attachMedium(own, medium, controller, port, device), AttachDeviceFail, Result::InvalidArg))
             << port << ", " << device;
     EXPECT_TRUE(failedUnasked(sdk.attachMedium(own, 4'000'000'000u, L"SATA", 2, 0), COM_Get_MediumFail));
     EXPECT_TRUE(failedUnasked(sdk.attachMedium(4'000'000'000u, medium, L"SATA", 2, 0), COM_Get_MachineFail));
@@ -243,10 +243,10 @@ TEST_F(Media, AttachIsRefused)
 TEST_F(Media, DetachIsRefused)
 {
     const VBoxHandle machine = find(diskful);
-    EXPECT_TRUE(refused(sdk.detachMedium(machine, L"SATA", 0, 0), DetachDeviceFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.detachMedium(machine, L"SATA", 0, 0), DetachDeviceFail, Result::InvalidVMState));
     const VBoxHandle own = lockForWriting(machine);
-    EXPECT_TRUE(refused(sdk.detachMedium(own, L"SATA", 3, 0), DetachDeviceFail, Result::objectNotFound));
-    EXPECT_TRUE(refused(sdk.detachMedium(own, L"NVMe", 0, 0), DetachDeviceFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.detachMedium(own, L"SATA", 3, 0), DetachDeviceFail, Result::ObjectNotFound));
+    EXPECT_TRUE(refused(sdk.detachMedium(own, L"NVMe", 0, 0), DetachDeviceFail, Result::ObjectNotFound));
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
 
@@ -256,10 +256,10 @@ TEST_F(Media, ARunningMachineKeepsItsDisks)
     const auto own = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::createMutableMachine, 0u);
     const VBoxHandle medium = current(own, 0);
     EXPECT_EQ(mediumState(medium), MediumState::LockedWrite);
-    EXPECT_TRUE(refused(sdk.detachMedium(own, L"SATA", 0, 0), DetachDeviceFail, Result::invalidVmState));
-    EXPECT_TRUE(refused(sdk.attachMedium(own, open(loose()), L"SATA", 2, 0), AttachDeviceFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.detachMedium(own, L"SATA", 0, 0), DetachDeviceFail, Result::InvalidVMState));
+    EXPECT_TRUE(refused(sdk.attachMedium(own, open(loose()), L"SATA", 2, 0), AttachDeviceFail, Result::InvalidVMState));
     EXPECT_TRUE(
-        refusedAny(sdk.closeMedium(medium), CloseMediumFail, {Result::invalidObjectState, Result::objectInUse}));
+        refusedAny(sdk.closeMedium(medium), CloseMediumFail, {Result::InvalidObjectState, Result::ObjectInUse}));
     powerDown(consoleOf());
     EXPECT_TRUE(soon([&] { return mediumState(current(find(diskful), 0)) == MediumState::Created; }));
 }
@@ -304,7 +304,7 @@ TEST_F(Media, RenameOverwritesNothingAndKeepsTheLastError)
 {
     EXPECT_EQ(sdk.findMachine(L"vm1", nullptr), FindMachineFail);
     EXPECT_EQ(sdk.renameVmDisk((world().folder() / L"missing.vdi").wstring(), L"anywhere"), RenameFilePathFail);
-    EXPECT_EQ(sdk.getVBoxError(), Result::objectNotFound);
+    EXPECT_EQ(sdk.getVBoxError(), Result::ObjectNotFound);
     EXPECT_TRUE(sdk.getVBoxErrorMessage().ends_with(L" errorDesc=RenameFilePathFail"));
     const std::string before = readFile(disk());
     EXPECT_EQ(sdk.renameVmDisk(loose().wstring(), disk().wstring()), RenameFilePathFail);

@@ -18,7 +18,7 @@ protected:
 TEST_F(NotRegistered, StartTellsOnlyThroughTheErrorThatItFailed)
 {
     EXPECT_EQ(sdk.initComComponent(), 0u);
-    EXPECT_EQ(sdk.getVBoxError(), Result::classNotRegistered);
+    EXPECT_EQ(sdk.getVBoxError(), Result::ClassNotRegistered);
     EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()),
               L"vbox sdk failure in Travik::VBox::_initVBox(): with rc=0x80040154 rcDesc=Unknow "
               L"errorDesc=VBoxCoCreateInstanceVBoxFail");
@@ -27,7 +27,7 @@ TEST_F(NotRegistered, StartTellsOnlyThroughTheErrorThatItFailed)
 TEST_F(NotRegistered, ResetTellsTheSame)
 {
     EXPECT_EQ(sdk.resetComComponent(), 0u);
-    EXPECT_EQ(sdk.getVBoxError(), Result::classNotRegistered);
+    EXPECT_EQ(sdk.getVBoxError(), Result::ClassNotRegistered);
     EXPECT_TRUE(sdk.getVBoxErrorMessage().ends_with(L" errorDesc=VBoxCoCreateInstanceVBoxFail"));
 }
 
@@ -36,7 +36,7 @@ TEST_F(NotRegistered, OperationsThatNeedVirtualBoxFailAndLeaveTheReasonReadable)
     VBoxHandle machine = 77;
     EXPECT_EQ(sdk.findMachine(L"vm1", &machine), InitVboxComFail);
     EXPECT_EQ(machine, 77u);
-    EXPECT_EQ(sdk.getVBoxError(), Result::classNotRegistered);
+    EXPECT_EQ(sdk.getVBoxError(), Result::ClassNotRegistered);
     EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()),
               L"vbox sdk failure in Travik::VBox::_initVBox(vm1): with rc=0x80040154 rcDesc=Unknow "
               L"errorDesc=VBoxCoCreateInstanceVBoxFail");
@@ -104,7 +104,7 @@ TEST_F(NotRegistered, ReleasingTwiceIsNothingSpecial)
     EXPECT_EQ(sdk.initComComponent(), 0u);
     EXPECT_EQ(sdk.releaseRC(), 0u);
     EXPECT_EQ(sdk.releaseRC(), 0u);
-    EXPECT_EQ(sdk.getVBoxError(), Result::classNotRegistered); // not cleared by the release
+    EXPECT_EQ(sdk.getVBoxError(), Result::ClassNotRegistered); // not cleared by the release
 }
 
 // VirtualBox appears while the front end runs.
@@ -114,7 +114,7 @@ TEST_F(NotRegistered, LaterRegistrationIsFoundByTheNextOperation)
     world.addUsualMachines();
     setWorld(world.home());
     EXPECT_EQ(sdk.initComComponent(), 0u);
-    EXPECT_EQ(sdk.getVBoxError(), Result::classNotRegistered);
+    EXPECT_EQ(sdk.getVBoxError(), Result::ClassNotRegistered);
 
     registerStandIn();
     VBoxHandle machine = 0;

@@ -17,19 +17,19 @@ TEST_F(ServerDeath, BetweenCallsEveryHandleAnswersWithItsOwnCode)
     std::uint32_t number = 77;
     VBoxHandle handle = 77;
     std::vector<VBoxHandle> machines;
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, &handle), FindMachineFail, Result::serverUnavailable));
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, &handle), FindMachineFail, Result::RpcServerUnavailable));
     EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()),
               L"vbox sdk failure in Travik::VBox::findMachine(Player): with rc=0x800706ba "
               L"rcDesc=RPCServerUnavailable errorDesc=FindMachineFail");
-    EXPECT_TRUE(refused(sdk.getVmName(machine, &text), PutNameFail, Result::serverUnavailable));
-    EXPECT_TRUE(refused(sdk.getVmUUID(machine, &text), PutNameFail, Result::serverUnavailable));
-    EXPECT_TRUE(refused(sdk.machineGetState(machine, &number), MachineGetStateFail, Result::serverUnavailable));
-    EXPECT_TRUE(refused(sdk.openMachine(L"C:\\vm1.vbox", &handle), OpenMachineFail, Result::serverUnavailable));
-    EXPECT_TRUE(refused(sdk.registerMachine(machine), RegisterMachineFail, Result::serverUnavailable));
-    EXPECT_TRUE(refused(sdk.saveSettings(machine), SaveSettingsFail, Result::serverUnavailable));
-    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::serverUnavailable));
+    EXPECT_TRUE(refused(sdk.getVmName(machine, &text), PutNameFail, Result::RpcServerUnavailable));
+    EXPECT_TRUE(refused(sdk.getVmUUID(machine, &text), PutNameFail, Result::RpcServerUnavailable));
+    EXPECT_TRUE(refused(sdk.machineGetState(machine, &number), MachineGetStateFail, Result::RpcServerUnavailable));
+    EXPECT_TRUE(refused(sdk.openMachine(L"C:\\vm1.vbox", &handle), OpenMachineFail, Result::RpcServerUnavailable));
+    EXPECT_TRUE(refused(sdk.registerMachine(machine), RegisterMachineFail, Result::RpcServerUnavailable));
+    EXPECT_TRUE(refused(sdk.saveSettings(machine), SaveSettingsFail, Result::RpcServerUnavailable));
+    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::RpcServerUnavailable));
     EXPECT_EQ(sdk.listVms(&machines), 210u);
-    EXPECT_EQ(sdk.getVBoxError(), Result::serverUnavailable);
+    EXPECT_EQ(sdk.getVBoxError(), Result::RpcServerUnavailable);
     EXPECT_TRUE(sdk.getVBoxErrorMessage().ends_with(L" errorDesc=Unknow"));
     EXPECT_EQ(text, L"as it was");
     EXPECT_EQ(number, 77u);
@@ -42,13 +42,13 @@ TEST_F(ServerDeath, InsideACallIsRecordedAndTheNextCallFindsNobody)
     const VBoxHandle machine = find(Machines::player);
     control().dieIn(L"IMachine::get_Name");
     std::wstring name = L"as it was";
-    EXPECT_TRUE(refused(sdk.getVmName(machine, &name), PutNameFail, Result::callFailed));
+    EXPECT_TRUE(refused(sdk.getVmName(machine, &name), PutNameFail, Result::RpcCallFailed));
     EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()),
               L"vbox sdk failure in Travik::VBox::getVmName(" + std::to_wstring(machine) +
                   L"): with rc=0x800706be rcDesc=RPCCallFailed errorDesc=PutNameFail");
     EXPECT_EQ(name, L"as it was");
     awaitServerDeath();
-    EXPECT_TRUE(refused(sdk.getVmName(machine, &name), PutNameFail, Result::serverUnavailable));
+    EXPECT_TRUE(refused(sdk.getVmName(machine, &name), PutNameFail, Result::RpcServerUnavailable));
 }
 
 TEST_F(ServerDeath, InsideACallOfTheRootObject)
@@ -56,12 +56,12 @@ TEST_F(ServerDeath, InsideACallOfTheRootObject)
     EXPECT_TRUE(done(sdk.initComComponent()));
     control().dieIn(L"IVirtualBox::FindMachine");
     VBoxHandle machine = 77;
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, &machine), FindMachineFail, Result::callFailed));
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, &machine), FindMachineFail, Result::RpcCallFailed));
     awaitServerDeath();
     EXPECT_EQ(machine, 77u);
     std::vector<VBoxHandle> machines;
     EXPECT_EQ(sdk.listVms(&machines), 210u);
-    EXPECT_EQ(sdk.getVBoxError(), Result::serverUnavailable);
+    EXPECT_EQ(sdk.getVBoxError(), Result::RpcServerUnavailable);
 }
 
 TEST_F(ServerDeath, WhatTheLibraryHoldsIsReleasedWithoutHanging)

@@ -49,7 +49,7 @@ TEST_F(Session, ChangesAreTheSessionsOwnUntilTheyAreSaved)
     EXPECT_EQ(nameOf(machine), L"Renamed \u6539 \U0001F3AE");
     EXPECT_TRUE(done(sdk.unlockMachine()));
     EXPECT_NE(find(L"Renamed \u6539 \U0001F3AE"), 0u);
-    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::objectNotFound));
+    EXPECT_TRUE(refused(sdk.findMachine(Machines::player, nullptr), FindMachineFail, Result::ObjectNotFound));
 }
 
 TEST_F(Session, WhatIsNotSavedIsLost)
@@ -74,9 +74,9 @@ TEST_F(Session, TheSessionsMachineIsUselessAfterTheUnlock)
     const VBoxHandle own = lockForWriting(machine);
     ASSERT_TRUE(done(sdk.unlockMachine()));
     std::wstring name = L"as it was";
-    EXPECT_TRUE(refused(sdk.getVmName(own, &name), PutNameFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.setMachineMemory(own, 512), SetMachineMemoryFail, Result::accessDenied));
-    EXPECT_TRUE(refused(sdk.saveSettings(own), SaveSettingsFail, Result::accessDenied));
+    EXPECT_TRUE(refused(sdk.getVmName(own, &name), PutNameFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.setMachineMemory(own, 512), SetMachineMemoryFail, Result::AccessDenied));
+    EXPECT_TRUE(refused(sdk.saveSettings(own), SaveSettingsFail, Result::AccessDenied));
     EXPECT_EQ(name, L"as it was");
     EXPECT_EQ(nameOf(machine), Machines::player);
 }
@@ -95,9 +95,9 @@ TEST_F(Session, WithoutALockThereIsNeitherMachineNorConsole)
 {
     VBoxHandle handle = 77;
     ASSERT_TRUE(done(sdk.initComComponent()));
-    EXPECT_TRUE(refused(sdk.createMutableMachine(1, &handle), CreateMutableMachineFail, Result::unexpected));
-    EXPECT_TRUE(refused(sdk.getConsole(&handle), GetConsoleFail, Result::unexpected));
-    EXPECT_TRUE(refused(sdk.unlockMachine(), UnlockMachineFail, Result::unexpected));
+    EXPECT_TRUE(refused(sdk.createMutableMachine(1, &handle), CreateMutableMachineFail, Result::Unexpected));
+    EXPECT_TRUE(refused(sdk.getConsole(&handle), GetConsoleFail, Result::Unexpected));
+    EXPECT_TRUE(refused(sdk.unlockMachine(), UnlockMachineFail, Result::Unexpected));
     EXPECT_EQ(handle, 77u);
 }
 
@@ -125,9 +125,9 @@ TEST_F(Session, LockIsRefusedWhileTheSessionIsBusy)
 {
     const VBoxHandle player = find(Machines::player);
     lockForWriting(player);
-    EXPECT_TRUE(refused(sdk.lockMachine(player, LockType::Write), LockMachineFail, Result::invalidObjectState));
+    EXPECT_TRUE(refused(sdk.lockMachine(player, LockType::Write), LockMachineFail, Result::InvalidObjectState));
     EXPECT_TRUE(
-        refused(sdk.lockMachine(find(Machines::worker), LockType::Write), LockMachineFail, Result::invalidObjectState));
+        refused(sdk.lockMachine(find(Machines::worker), LockType::Write), LockMachineFail, Result::InvalidObjectState));
     EXPECT_TRUE(done(sdk.unlockMachine()));
     lockForWriting(find(Machines::worker));
     EXPECT_TRUE(done(sdk.unlockMachine()));
@@ -135,12 +135,12 @@ TEST_F(Session, LockIsRefusedWhileTheSessionIsBusy)
 
 TEST_F(Session, LockIsRefusedForOthersThanTheVmProcess)
 {
-    EXPECT_TRUE(refused(sdk.lockMachine(find(Machines::player), LockType::VM), LockMachineFail, Result::accessDenied));
+    EXPECT_TRUE(refused(sdk.lockMachine(find(Machines::player), LockType::VM), LockMachineFail, Result::AccessDenied));
 }
 
 TEST_F(Session, LockIsRefusedForATypeThatDoesNotExist)
 {
-    EXPECT_TRUE(refused(sdk.lockMachine(find(Machines::player), 77), LockMachineFail, Result::invalidArgument));
+    EXPECT_TRUE(refused(sdk.lockMachine(find(Machines::player), 77), LockMachineFail, Result::InvalidArg));
 }
 
 TEST_F(Session, LockIsRefusedForAMachineThatIsNotRegistered)
@@ -148,18 +148,18 @@ TEST_F(Session, LockIsRefusedForAMachineThatIsNotRegistered)
     VBoxHandle fresh = 0;
     check(sdk,
           sdk.openMachine(world().writeMachine(L"Fresh", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff").wstring(), &fresh));
-    EXPECT_TRUE(refused(sdk.lockMachine(fresh, LockType::Write), LockMachineFail, Result::unexpected));
+    EXPECT_TRUE(refused(sdk.lockMachine(fresh, LockType::Write), LockMachineFail, Result::Unexpected));
 }
 
 TEST_F(Session, SettingsAreRefusedWithoutALock)
 {
     const VBoxHandle machine = find(Machines::player);
-    EXPECT_TRUE(refused(sdk.setMachineCPUCount(machine, 1), SetMachineCPUCountFail, Result::invalidVmState));
-    EXPECT_TRUE(refused(sdk.setMachineMemory(machine, 512), SetMachineMemoryFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.setMachineCPUCount(machine, 1), SetMachineCPUCountFail, Result::InvalidVMState));
+    EXPECT_TRUE(refused(sdk.setMachineMemory(machine, 512), SetMachineMemoryFail, Result::InvalidVMState));
     EXPECT_TRUE(refused(sdk.setMachineParavirtProvider(machine, ParavirtProvider::KVM), SetMachineParavirtProviderFail,
-                        Result::invalidVmState));
+                        Result::InvalidVMState));
     EXPECT_TRUE(
-        refusedAny(sdk.saveSettings(machine), SaveSettingsFail, {Result::invalidVmState, Result::accessDenied}));
+        refusedAny(sdk.saveSettings(machine), SaveSettingsFail, {Result::InvalidVMState, Result::AccessDenied}));
 }
 
 // The limits are VirtualBox's usual ones, and that it answers E_INVALIDARG is assumed.
@@ -167,12 +167,12 @@ TEST_F(Session, SettingsAreRefusedBeyondTheirLimits)
 {
     const VBoxHandle own = lockForWriting(find(Machines::player));
     for (std::uint32_t count : {0u, 65u, 0xFFFFFFFFu})
-        EXPECT_TRUE(refused(sdk.setMachineCPUCount(own, count), SetMachineCPUCountFail, Result::invalidArgument));
+        EXPECT_TRUE(refused(sdk.setMachineCPUCount(own, count), SetMachineCPUCountFail, Result::InvalidArg));
     for (std::uint32_t megabytes : {0u, 3u, 2'097'153u, 0xFFFFFFFFu})
-        EXPECT_TRUE(refused(sdk.setMachineMemory(own, megabytes), SetMachineMemoryFail, Result::invalidArgument));
+        EXPECT_TRUE(refused(sdk.setMachineMemory(own, megabytes), SetMachineMemoryFail, Result::InvalidArg));
     for (std::uint32_t provider : {6u, 0xFFFFFFFFu})
-        EXPECT_TRUE(refused(sdk.setMachineParavirtProvider(own, provider), SetMachineParavirtProviderFail,
-                            Result::invalidArgument));
+        EXPECT_TRUE(
+            refused(sdk.setMachineParavirtProvider(own, provider), SetMachineParavirtProviderFail, Result::InvalidArg));
     EXPECT_TRUE(done(sdk.setMachineCPUCount(own, 64)));
     EXPECT_TRUE(done(sdk.setMachineMemory(own, 4)));
     EXPECT_TRUE(done(sdk.unlockMachine()));
@@ -197,7 +197,7 @@ TEST_F(Session, ExtraDataIsRefusedUnderAKeyWithControlCharacters)
 {
     const VBoxHandle machine = find(Machines::player);
     EXPECT_TRUE(
-        refused(sdk.setMachineExtraData(machine, L"a\nb", L"value"), SetMachineExtraDataFail, Result::invalidArgument));
+        refused(sdk.setMachineExtraData(machine, L"a\nb", L"value"), SetMachineExtraDataFail, Result::InvalidArg));
 }
 
 TEST_F(Session, ExtraDataOfAnInaccessibleMachineCannotBeRead)
@@ -205,7 +205,7 @@ TEST_F(Session, ExtraDataOfAnInaccessibleMachineCannotBeRead)
     const VBoxHandle damaged = find(Machines::damagedId);
     std::wstring value = L"as it was";
     EXPECT_TRUE(
-        refused(sdk.getMachineExtraData(damaged, L"key", &value), GetMachineExtraDataFail, Result::accessDenied));
+        refused(sdk.getMachineExtraData(damaged, L"key", &value), GetMachineExtraDataFail, Result::AccessDenied));
     EXPECT_EQ(value, L"as it was");
 }
 
@@ -254,10 +254,10 @@ TEST_F(Rivals, LockIsRefusedWhileAnotherProcessHoldsIt)
     FrontEndProcess rival(L"hold-lock", {Machines::player});
     ASSERT_EQ(rival.readLine(), L"locked");
     const VBoxHandle machine = find(Machines::player);
-    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::invalidObjectState));
+    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::InvalidObjectState));
     VBoxHandle progress = 77;
     EXPECT_TRUE(refused(sdk.launchVMProcess(machine, L"headless", {L""}, &progress), LaunchVMProcessFail,
-                        Result::invalidObjectState));
+                        Result::InvalidObjectState));
     EXPECT_EQ(progress, 77u);
     EXPECT_EQ(nameOf(machine), Machines::player) << "the rival has not saved";
     EXPECT_EQ(stateOf(machine), MachineState::PoweredOff);

@@ -51,10 +51,10 @@ TEST_F(VmLife, ARunningMachinesSessionMachineReadsItsState)
     const auto own = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::createMutableMachine, 0u);
     EXPECT_EQ(nameOf(own), Machines::chinese);
     EXPECT_EQ(stateOf(own), MachineState::Running);
-    EXPECT_TRUE(refused(sdk.setMachineCPUCount(own, 1), SetMachineCPUCountFail, Result::invalidVmState));
-    EXPECT_TRUE(refused(sdk.setMachineMemory(own, 512), SetMachineMemoryFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.setMachineCPUCount(own, 1), SetMachineCPUCountFail, Result::InvalidVMState));
+    EXPECT_TRUE(refused(sdk.setMachineMemory(own, 512), SetMachineMemoryFail, Result::InvalidVMState));
     EXPECT_TRUE(refused(sdk.setMachineParavirtProvider(own, ParavirtProvider::KVM), SetMachineParavirtProviderFail,
-                        Result::invalidVmState));
+                        Result::InvalidVMState));
 }
 
 TEST_F(VmLife, TheSessionClosesByItselfAfterThePowerOff)
@@ -64,8 +64,8 @@ TEST_F(VmLife, TheSessionClosesByItselfAfterThePowerOff)
     powerDown(console);
     VBoxHandle handle = 77;
     EXPECT_TRUE(soon([&] { return sdk.getConsole(&handle) == GetConsoleFail; }));
-    EXPECT_TRUE(refused(sdk.getConsole(nullptr), GetConsoleFail, Result::unexpected));
-    EXPECT_TRUE(refused(sdk.unlockMachine(), UnlockMachineFail, Result::unexpected));
+    EXPECT_TRUE(refused(sdk.getConsole(nullptr), GetConsoleFail, Result::Unexpected));
+    EXPECT_TRUE(refused(sdk.unlockMachine(), UnlockMachineFail, Result::Unexpected));
     std::uint32_t state = 77;
     EXPECT_EQ(sdk.consoleGetState(console, &state), ConsoleGetStateFail);
     EXPECT_NE(sdk.getVBoxError(), 0u);
@@ -81,7 +81,7 @@ TEST_F(VmLife, TheLockLingersAfterThePowerOff)
     powerDown(consoleOf());
     const VBoxHandle machine = find(Machines::player);
     EXPECT_EQ(stateOf(machine), MachineState::PoweredOff);
-    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::invalidObjectState));
+    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::InvalidObjectState));
     lockForWriting(machine);
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
@@ -92,7 +92,7 @@ TEST_F(VmLife, UnlockingTheLaunchingSessionLetsTheMachineRun)
     EXPECT_TRUE(done(sdk.unlockMachine()));
     const VBoxHandle machine = find(Machines::player);
     EXPECT_EQ(stateOf(machine), MachineState::Running);
-    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::invalidObjectState));
+    EXPECT_TRUE(refused(sdk.lockMachine(machine, LockType::Write), LockMachineFail, Result::InvalidObjectState));
 
     ASSERT_TRUE(done(sdk.lockMachine(machine, LockType::Shared)));
     const VBoxHandle console = consoleOf();
@@ -105,7 +105,7 @@ TEST_F(VmLife, LaunchIsRefused)
     const VBoxHandle player = find(Machines::player);
     VBoxHandle progress = 77;
     EXPECT_TRUE(refused(sdk.launchVMProcess(player, L"no such front end", {L""}, &progress), LaunchVMProcessFail,
-                        Result::invalidArgument));
+                        Result::InvalidArg));
     EXPECT_EQ(withoutLine(sdk.getVBoxErrorMessage()),
               L"vbox sdk failure in Travik::VBox::launchVMProcess(" + std::to_wstring(player) +
                   L" | no such front end | ): with rc=0x80070057 rcDesc=OleInvalidArgError "
@@ -115,11 +115,11 @@ TEST_F(VmLife, LaunchIsRefused)
     check(sdk,
           sdk.openMachine(world().writeMachine(L"Fresh", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff").wstring(), &fresh));
     EXPECT_TRUE(
-        refused(sdk.launchVMProcess(fresh, L"headless", {L""}, &progress), LaunchVMProcessFail, Result::unexpected));
+        refused(sdk.launchVMProcess(fresh, L"headless", {L""}, &progress), LaunchVMProcessFail, Result::Unexpected));
 
     lockForWriting(find(Machines::worker));
     EXPECT_TRUE(refused(sdk.launchVMProcess(player, L"headless", {L""}, &progress), LaunchVMProcessFail,
-                        Result::invalidObjectState))
+                        Result::InvalidObjectState))
         << "the session is busy";
     EXPECT_TRUE(done(sdk.unlockMachine()));
     EXPECT_EQ(progress, 77u);
@@ -131,7 +131,7 @@ TEST_F(VmLife, LaunchOfARunningMachineIsRefused)
     ASSERT_TRUE(done(sdk.unlockMachine()));
     VBoxHandle progress = 77;
     EXPECT_TRUE(refused(sdk.launchVMProcess(find(Machines::player), L"headless", {L""}, &progress), LaunchVMProcessFail,
-                        Result::invalidObjectState));
+                        Result::InvalidObjectState));
 }
 
 TEST_F(VmLife, LaunchFailsInsideTheVm)
@@ -144,11 +144,11 @@ TEST_F(VmLife, LaunchFailsInsideTheVm)
     ASSERT_TRUE(done(sdk.progressWaitForCompletion(progress, 20'000)));
     EXPECT_EQ(ask<std::uint32_t>(sdk, &VBoxInstanceImpl::getProgressCompleted, progress), 1u);
     EXPECT_EQ(static_cast<std::uint32_t>(ask<std::int32_t>(sdk, &VBoxInstanceImpl::getProgressResultCode, progress)),
-              Result::fail);
+              Result::Fail);
     EXPECT_EQ(ask<std::wstring>(sdk, &VBoxInstanceImpl::getProgressErrorInfo, progress),
               L"VT-x is not available (VERR_VMX_NO_VMX)");
     EXPECT_TRUE(soon([&] { return stateOf(machine) == MachineState::PoweredOff; }));
-    EXPECT_TRUE(refused(sdk.getConsole(nullptr), GetConsoleFail, Result::unexpected));
+    EXPECT_TRUE(refused(sdk.getConsole(nullptr), GetConsoleFail, Result::Unexpected));
     lockForWriting(machine);
     EXPECT_TRUE(done(sdk.unlockMachine()));
 }
@@ -167,12 +167,12 @@ TEST_F(VmLife, AnUnfinishedProgressDoesNotTellItsEnd)
     // Assumed of VirtualBox: before the end both answer E_FAIL.
     std::int32_t result = 77;
     std::wstring error = L"as it was";
-    EXPECT_TRUE(refused(sdk.getProgressResultCode(progress, &result), GetProgressResultCodeFail, Result::fail));
-    EXPECT_TRUE(refused(sdk.getProgressErrorInfo(progress, &error), GetProgressErrorInfoFail, Result::fail));
+    EXPECT_TRUE(refused(sdk.getProgressResultCode(progress, &result), GetProgressResultCodeFail, Result::Fail));
+    EXPECT_TRUE(refused(sdk.getProgressErrorInfo(progress, &error), GetProgressErrorInfoFail, Result::Fail));
     EXPECT_EQ(result, 77);
     EXPECT_EQ(error, L"as it was");
     VBoxHandle handle = 77;
-    EXPECT_TRUE(refused(sdk.getConsole(&handle), GetConsoleFail, Result::unexpected)) << "the session is spawning";
+    EXPECT_TRUE(refused(sdk.getConsole(&handle), GetConsoleFail, Result::Unexpected)) << "the session is spawning";
 
     EXPECT_TRUE(done(sdk.progressWaitForCompletion(progress, -1)));
     EXPECT_EQ(stateOf(machine), MachineState::Running);
@@ -183,13 +183,13 @@ TEST_F(VmLife, ProgressOperationsAreRefused)
     const VBoxHandle machine = find(Machines::player);
     VBoxHandle progress = 0;
     ASSERT_TRUE(done(sdk.launchVMProcess(machine, L"headless", {L""}, &progress)));
-    control().fail(L"IProgress::WaitForCompletion", Result::iprtError);
+    control().fail(L"IProgress::WaitForCompletion", Result::IPRTError);
     EXPECT_TRUE(
-        refused(sdk.progressWaitForCompletion(progress, 100), ProgressWaitForCompletionFail, Result::iprtError));
+        refused(sdk.progressWaitForCompletion(progress, 100), ProgressWaitForCompletionFail, Result::IPRTError));
     std::uint32_t completed = 77;
-    control().fail(L"IProgress::get_Completed", Result::accessDenied);
+    control().fail(L"IProgress::get_Completed", Result::AccessDenied);
     EXPECT_TRUE(
-        refused(sdk.getProgressCompleted(progress, &completed), GetProgressCompletedFail, Result::accessDenied));
+        refused(sdk.getProgressCompleted(progress, &completed), GetProgressCompletedFail, Result::AccessDenied));
     EXPECT_EQ(completed, 77u);
     EXPECT_TRUE(done(sdk.progressWaitForCompletion(progress, 20'000)));
 
@@ -201,7 +201,7 @@ TEST_F(VmLife, ProgressOperationsAreRefused)
 TEST_F(VmLife, ResumeIsRefusedForAMachineThatRuns)
 {
     launch(Machines::player);
-    EXPECT_TRUE(refused(sdk.consoleResume(consoleOf()), ConsoleResumeFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.consoleResume(consoleOf()), ConsoleResumeFail, Result::InvalidVMState));
 }
 
 TEST_F(VmLife, PowerDownIsRefusedWhileTheMachineStops)
@@ -213,7 +213,7 @@ TEST_F(VmLife, PowerDownIsRefusedWhileTheMachineStops)
     ASSERT_TRUE(done(sdk.powerDown(console, &first)));
     EXPECT_EQ(consoleState(console), MachineState::Stopping);
     VBoxHandle second = 77;
-    EXPECT_TRUE(refused(sdk.powerDown(console, &second), PowerDownFail, Result::invalidVmState));
+    EXPECT_TRUE(refused(sdk.powerDown(console, &second), PowerDownFail, Result::InvalidVMState));
     EXPECT_EQ(second, 77u);
     EXPECT_TRUE(done(sdk.progressWaitForCompletion(first, 20'000)));
 }
@@ -310,10 +310,10 @@ TEST_P(LaunchDeath, IsRecordedAndTheRestartedServerIsFound)
 {
     ASSERT_TRUE(done(sdk.initComComponent()));
     control().dieIn(GetParam().call);
-    EXPECT_TRUE(refused(launchStepByStep(), GetParam().code, Result::callFailed));
+    EXPECT_TRUE(refused(launchStepByStep(), GetParam().code, Result::RpcCallFailed));
     awaitServerDeath();
     EXPECT_EQ(sdk.findMachine(Machines::player, nullptr), FindMachineFail);
-    EXPECT_EQ(sdk.getVBoxError(), Result::serverUnavailable);
+    EXPECT_EQ(sdk.getVBoxError(), Result::RpcServerUnavailable);
 
     startNextServer();
     EXPECT_EQ(sdk.resetComComponent(), 0u);

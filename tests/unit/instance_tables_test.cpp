@@ -199,7 +199,7 @@ TEST_F(InstanceTables, ReleaseOperationsAnswer0ForHandlesThatWereNeverGivenOut)
 TEST_F(InstanceTables, ReleaseOperationsLeaveNoRecordAndTheLastFailureAlone)
 {
     openLog();
-    vbox->lastRC = 0x80BB0001;
+    vbox->lastRC = Travik::Result::ObjectNotFound;
     vbox->lastErrorText = L"as before";
     vbox->argStream << L"argument";
     for (const auto& slot : slots) {
@@ -208,7 +208,7 @@ TEST_F(InstanceTables, ReleaseOperationsLeaveNoRecordAndTheLastFailureAlone)
         slot->release(1);
     }
     EXPECT_EQ("", logBytes());
-    EXPECT_EQ(0x80BB0001u, vbox->lastRC);
+    EXPECT_EQ(Travik::Result::ObjectNotFound, vbox->lastRC);
     EXPECT_EQ(L"as before", vbox->lastErrorText);
     EXPECT_EQ(L"argument", vbox->argStream.str());
 }

@@ -52,10 +52,10 @@ TEST_F(LogFile, SetLogPathOpensItWritesNoRecordAndAnswers0)
 
 TEST_F(LogFile, SetLogPathTakesNoMutexAndLeavesTheLastResult)
 {
-    vbox.lastRC = 0x80004005;
+    vbox.lastRC = Travik::Result::Fail;
     const std::lock_guard lock(vbox.mutex);
     EXPECT_EQ(0u, setLogPath(logFile));
-    EXPECT_EQ(0x80004005u, vbox.lastRC);
+    EXPECT_EQ(Travik::Result::Fail, vbox.lastRC);
 }
 
 TEST_F(LogFile, IsAppendedTo)

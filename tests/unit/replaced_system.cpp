@@ -46,14 +46,14 @@ BOOL WINAPI writeFile(HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written, 
     return FALSE;
 }
 
-__time64_t readClock(__time64_t* place)
+__time64_t readClock(__time64_t* out)
 {
     using Function = __time64_t(__time64_t*);
     static auto* const original = reinterpret_cast<Function*>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), "_time64")));
     const __time64_t seconds = clockIsSet ? clockSeconds : original(nullptr);
-    if (place)
-        *place = seconds;
+    if (out)
+        *out = seconds;
     return seconds;
 }
 

@@ -43,37 +43,37 @@ testing::AssertionResult failureIs(SdkErrorCode got, SdkErrorCode code, std::uin
 std::wstring resultText(std::uint32_t result)
 {
     switch (result) {
-    case Result::objectNotFound:
+    case Result::ObjectNotFound:
         return L"ObjectNotFound";
-    case Result::invalidVmState:
+    case Result::InvalidVMState:
         return L"InvalidVMState";
-    case Result::vmError:
+    case Result::VMError:
         return L"VMError";
-    case Result::fileError:
+    case Result::FileError:
         return L"FileError";
-    case Result::iprtError:
+    case Result::IPRTError:
         return L"IPRTError";
-    case Result::invalidObjectState:
+    case Result::InvalidObjectState:
         return L"InvalidObjectState";
-    case Result::notSupported:
+    case Result::NotSupported:
         return L"NotSupported";
-    case Result::xmlError:
+    case Result::XMLError:
         return L"XMLError";
-    case Result::objectInUse:
+    case Result::ObjectInUse:
         return L"ObjectInUse";
-    case Result::unexpected:
+    case Result::Unexpected:
         return L"OleUnexpectedError";
-    case Result::noInterface:
+    case Result::NoInterface:
         return L"OleNotInterfaceError";
-    case Result::fail:
+    case Result::Fail:
         return L"OleFailError";
-    case Result::accessDenied:
+    case Result::AccessDenied:
         return L"OleAccessDeniedError";
-    case Result::invalidArgument:
+    case Result::InvalidArg:
         return L"OleInvalidArgError";
-    case Result::serverUnavailable:
+    case Result::RpcServerUnavailable:
         return L"RPCServerUnavailable";
-    case Result::callFailed:
+    case Result::RpcCallFailed:
         return L"RPCCallFailed";
     default:
         return L"Unknow";

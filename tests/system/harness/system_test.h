@@ -18,28 +18,6 @@ namespace TravikTest {
 
 using namespace Travik;
 
-/// HRESULTs that the tests expect.
-namespace Result {
-inline constexpr std::uint32_t objectNotFound = 0x80BB0001;
-inline constexpr std::uint32_t invalidVmState = 0x80BB0002;
-inline constexpr std::uint32_t vmError = 0x80BB0003;
-inline constexpr std::uint32_t fileError = 0x80BB0004;
-inline constexpr std::uint32_t iprtError = 0x80BB0005;
-inline constexpr std::uint32_t invalidObjectState = 0x80BB0007;
-inline constexpr std::uint32_t notSupported = 0x80BB0009;
-inline constexpr std::uint32_t xmlError = 0x80BB000A;
-inline constexpr std::uint32_t objectInUse = 0x80BB000C;
-inline constexpr std::uint32_t unexpected = 0x8000FFFF;
-inline constexpr std::uint32_t noInterface = 0x80004002;
-inline constexpr std::uint32_t fail = 0x80004005;
-inline constexpr std::uint32_t accessDenied = 0x80070005;
-inline constexpr std::uint32_t invalidArgument = 0x80070057;
-inline constexpr std::uint32_t classNotRegistered = 0x80040154;
-inline constexpr std::uint32_t serverUnavailable = 0x800706BA;
-inline constexpr std::uint32_t callFailed = 0x800706BE;
-inline constexpr std::uint32_t nullPlace = 0x800706F4;
-} // namespace Result
-
 /// The name that failure texts give an HRESULT.
 std::wstring resultText(std::uint32_t result);
 
