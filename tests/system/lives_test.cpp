@@ -53,8 +53,9 @@ protected:
     }
 };
 
-/// Bytes for each life. Ours keep nothing (TaskTest.ManyLivesLeaveNothing). Under Wine COM keeps 2,056 bytes of a stub for an
-/// interface that derives from IDispatch, as all of VirtualBox's do; the client's heap grows by a megabyte at a time.
+/// Bytes for each life. Ours keep nothing (TaskTest.ManyLivesLeaveNothing). Under Wine COM keeps 2,056 bytes of a stub
+/// for an interface that derives from IDispatch, as all of VirtualBox's do; the client's heap grows by a megabyte at a
+/// time.
 constexpr double mostGrowth = 4096;
 
 TEST_F(Lives, AThousandOfThemStayWithinTheirBound)

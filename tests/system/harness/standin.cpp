@@ -10,15 +10,34 @@ namespace {
 
 constexpr const wchar_t* serverName = L"vboxsim-svc.exe";
 
-std::wstring registeredServer()
+std::wstring serverKey()
 {
     wchar_t classId[64];
     StringFromGUID2(CLSID_VirtualBox, classId, 64);
-    const std::wstring key = std::wstring(L"CLSID\\") + classId + L"\\LocalServer32";
+    return std::wstring(L"CLSID\\") + classId + L"\\LocalServer32";
+}
+
+std::wstring registeredServer()
+{
     wchar_t value[1024] = L"";
     DWORD size = sizeof(value);
-    RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, value, &size);
+    RegGetValueW(HKEY_CLASSES_ROOT, serverKey().c_str(), nullptr, RRF_RT_REG_SZ, nullptr, value, &size);
     return value;
+}
+
+/// Whether vboxsim.exe is newer than what stands in the registry: an older one may have known fewer classes.
+bool registrationIsOlder()
+{
+    FILETIME registered{};
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, serverKey().c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
+        RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                         &registered);
+        RegCloseKey(key);
+    }
+    WIN32_FILE_ATTRIBUTE_DATA program{};
+    GetFileAttributesExW((productFolder() / L"vboxsim.exe").c_str(), GetFileExInfoStandard, &program);
+    return CompareFileTime(&registered, &program.ftLastWriteTime) < 0;
 }
 
 void runStandIn(const std::wstring& verb)
@@ -40,7 +59,7 @@ void setVariable(const wchar_t* name, const std::wstring& value)
 void registerStandIn()
 {
     const std::wstring server = (productFolder() / serverName).wstring();
-    if (registeredServer().find(server) == std::wstring::npos)
+    if (registeredServer().find(server) == std::wstring::npos || registrationIsOlder())
         runStandIn(L"register");
 }
 
