@@ -6,7 +6,7 @@ import_cost.py FOLDER BIN [--runs N] [--data MEGABYTES] [--size MEGABYTES]
 FOLDER takes the temporary files (a few gigabytes), which are removed; BIN is the folder of the built programs. One
 disk, mostly empty, is made as every kind of VMDK, those of one file also packed with gzip, each in an archive. Then in
 turns: 'travikctl import' of the archive through the stand-in's server, and 'qemu-img convert' of the disk to VDI, after
-'gzip -d' where it is packed. Prints JSON: seconds of each run, their medians and the ratio, and the server's peak memory.
+'gzip -d' where it is packed. Prints JSON: seconds of each run, their medians, the ratio, the server's peak memory.
 'travikctl list' is measured too: what starting the front end costs. At last, appliances of more and more systems and
 disks: what each of them costs.
 """
@@ -60,8 +60,10 @@ GROWING_SYSTEM = """<VirtualSystem ovf:id="grown{0}"><Info/><VirtualHardwareSect
     <Item><rasd:InstanceID>1</rasd:InstanceID>
       <rasd:ResourceSubType>AHCI</rasd:ResourceSubType><rasd:ResourceType>20</rasd:ResourceType></Item>{1}
   </VirtualHardwareSection></VirtualSystem>"""
-GROWING_ITEM = """<Item><rasd:AddressOnParent>0</rasd:AddressOnParent><rasd:HostResource>/disk/d{0}</rasd:HostResource>
-      <rasd:InstanceID>2</rasd:InstanceID><rasd:Parent>1</rasd:Parent><rasd:ResourceType>17</rasd:ResourceType></Item>"""
+GROWING_ITEM = """<Item>
+      <rasd:AddressOnParent>0</rasd:AddressOnParent><rasd:HostResource>/disk/d{0}</rasd:HostResource>
+      <rasd:InstanceID>2</rasd:InstanceID><rasd:Parent>1</rasd:Parent>
+      <rasd:ResourceType>17</rasd:ResourceType></Item>"""
 
 
 def windows_path(path):
