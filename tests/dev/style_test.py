@@ -44,7 +44,8 @@ class Style(unittest.TestCase):
         self.assert_left_alone("// if (place != nullptr)\n")
 
     def test_headers_of_our_own_begin_with_pragma_once(self):
-        self.assert_mended("#ifndef A_H\n#define A_H\n\nint a();\n\n#endif // A_H\n", "#pragma once\n\nint a();\n", "a.h")
+        self.assert_mended("#ifndef A_H\n#define A_H\n\nint a();\n\n#endif // A_H\n", "#pragma once\n\nint a();\n",
+                           "a.h")
         self.assert_left_alone("// What it is for.\n#pragma once\n", "a.h")
 
     def test_headers_that_others_read_have_guards(self):
@@ -57,8 +58,8 @@ class Style(unittest.TestCase):
             return "int made()\n{\n" + row * lines + "}\n"
         self.assert_left_alone(function(40), "src/a.cpp")
         self.assert_left_alone(function(100, '    {"a table", 1},\n'), "src/a.cpp")
-        self.assert_left_alone("int made()\n{\n    static constexpr int all[] = {1,\n" + 60 * "        2,\n" + "    3};\n}\n",
-                               "src/a.cpp")
+        self.assert_left_alone("int made()\n{\n    static constexpr int all[] = {1,\n" + 60 * "        2,\n" +
+                               "    3};\n}\n", "src/a.cpp")
         self.assert_left_alone("class Long\n{\n" + 60 * "    int a;\n" + "};\n", "src/a.cpp")
         self.assert_left_alone(function(41), "tests/a.cpp")
         code, said, _ = self.check("src/a.cpp", function(41))
