@@ -61,8 +61,12 @@ void Clients::watch(DWORD process)
     if (watched_.contains(process))
         return;
     const HANDLE opened = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
-    if (!opened)
-        return; // not ours to watch; its references count as long as COM counts them
+    if (!opened) {
+        if (GetLastError() == ERROR_INVALID_PARAMETER)
+            ended_.insert(process); // it died in this call
+        return;                     // another one is not ours to watch: its references count as long as COM counts them
+    }
+    ended_.erase(process); // the number is another process's now
     Watch& watch = watched_.emplace(process, Watch{this, process, opened}).first->second;
     RegisterWaitForSingleObject(&watch.wait, opened, &Clients::processEnded, &watch, INFINITE,
                                 WT_EXECUTEONLYONCE | WT_EXECUTELONGFUNCTION);
@@ -86,17 +90,41 @@ void Clients::ended(DWORD process)
         UnregisterWaitEx(found->second.wait, nullptr);
         CloseHandle(found->second.process);
         watched_.erase(found);
-        for (Counted* object : objects_) {
-            if (object->client_ == process && object->connected_ && object->tryAddRef()) {
-                object->connected_ = false;
-                left.push_back(object->identity());
-            }
-        }
+        ended_.insert(process);
+        left = heldByEnded();
     }
     if (gone_)
         gone_(process);
-    // COM (under Wine) never takes back what a dead process held: cut those objects off.
-    for (IUnknown* object : left) {
+    cutOff(left);
+}
+
+void Clients::takeBack()
+{
+    std::vector<IUnknown*> left;
+    {
+        const std::lock_guard guard(mutex_);
+        left = heldByEnded();
+    }
+    cutOff(left);
+}
+
+std::vector<IUnknown*> Clients::heldByEnded()
+{
+    std::vector<IUnknown*> held;
+    if (ended_.empty())
+        return held;
+    for (Counted* object : objects_) {
+        if (object->connected_ && ended_.contains(object->client_) && object->tryAddRef()) {
+            object->connected_ = false;
+            held.push_back(object->identity());
+        }
+    }
+    return held;
+}
+
+void Clients::cutOff(const std::vector<IUnknown*>& objects)
+{
+    for (IUnknown* object : objects) {
         CoDisconnectObject(object, 0);
         object->Release();
     }

@@ -72,6 +72,10 @@ public:
     /// Called on a thread of its own when a client process has ended, before its references are dropped.
     void onGone(std::function<void(DWORD process)> handler) { gone_ = std::move(handler); }
 
+    /// COM (under Wine) never takes back what a dead process held, and hands a result to a client that died while it
+    /// waited for it: cuts off all that is connected for processes that have ended. To be called now and then.
+    void takeBack();
+
     struct Reference
     {
         DWORD client;
@@ -95,10 +99,14 @@ private:
 
     void watch(DWORD process);
     void ended(DWORD process);
+    /// With a reference of their own, no longer counted as connected. To be called with the mutex held.
+    std::vector<IUnknown*> heldByEnded();
+    static void cutOff(const std::vector<IUnknown*>& objects);
     static void CALLBACK processEnded(void* context, BOOLEAN timedOut);
 
     mutable std::mutex mutex_;
     std::map<DWORD, Watch> watched_;
+    std::set<DWORD> ended_; // and no process has the number again
     std::set<Counted*> objects_;
     std::function<void(DWORD)> gone_;
     std::atomic<ULONGLONG> lastCall_{0};

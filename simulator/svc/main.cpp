@@ -135,6 +135,7 @@ private:
         while (linger == INFINITE || GetTickCount64() - lastUse < linger) {
             if (WaitForSingleObject(stopEvent_, step) == WAIT_OBJECT_0)
                 return false;
+            server_.clients.takeBack();
             lastUse = isIdle() ? std::max(lastUse, server_.clients.lastCall()) : GetTickCount64();
         }
         return true;

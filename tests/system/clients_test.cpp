@@ -29,6 +29,16 @@ const Role visitor(L"visitor", [](const RoleIo& io) {
     return 0;
 });
 
+/// Asks for a machine.
+const Role asker(L"asker", [](const RoleIo&) {
+    Microsoft::WRL::ComPtr<IVirtualBox> virtualBox;
+    Microsoft::WRL::ComPtr<IMachine> machine;
+    if (FAILED(CoInitialize(nullptr)) ||
+        FAILED(CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_PPV_ARGS(&virtualBox))))
+        return 1;
+    return SUCCEEDED(virtualBox->FindMachine(Travik::ComString(L"Player").get(), &machine)) ? 0 : 2;
+});
+
 class Clients : public SystemTest
 {};
 
@@ -40,6 +50,24 @@ TEST_F(Clients, ComeAndGoAloneWithoutAStall)
     for (int lines = visits / visitsPerLine; lines > 0; --lines)
         ASSERT_EQ(client.readLine(), L"visited");
     EXPECT_EQ(client.wait(), DWORD(0)) << client.restOfOutput();
+}
+
+TEST_F(Clients, KeepNothingThatTheyAreGivenAfterTheirDeath)
+{
+    const auto finds = [&](const wchar_t* what) {
+        const std::wstring calls = control().traceText();
+        const std::size_t call = calls.find(L"IVirtualBox::FindMachine");
+        return call != std::wstring::npos && calls.find(what, call) != std::wstring::npos;
+    };
+    control().delay(L"IVirtualBox::FindMachine", 1'000);
+    control().trace(true);
+    FrontEndProcess client(L"asker");
+    ASSERT_TRUE(soon([&] { return finds(L"pending"); }));
+    client.kill();
+    ASSERT_TRUE(soon([&] { return finds(L"= 0x00000000"); })) << utf8(control().traceText());
+    Sleep(500); // the answer is on its way
+    std::wstring listing;
+    EXPECT_TRUE(soon([&] { return control().references(listing) == 0; })) << utf8(listing);
 }
 
 } // namespace

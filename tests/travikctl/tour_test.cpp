@@ -90,7 +90,6 @@ TEST_F(TravikctlTourReal, takesAwayWhatACrashLeft)
     Control().delay(L"INATEngine::AddRedirect", 5'000);
     Control().trace(true);
     {
-        // Killed inside that call: what the server hands out to a client in the moment of its death stays with it.
         Program crashed(productFolder() / L"travikctl.exe", {L"tour", L"--real"}, CREATE_NO_WINDOW);
         ASSERT_TRUE(soon([&] { return Control().traceText().find(L"INATEngine::AddRedirect") != std::wstring::npos; },
                          milliseconds(60'000)));
