@@ -18,13 +18,6 @@ inline constexpr GUID sessionReturnClass{0x6E0B7C54, 0x2D7A, 0x4F0C, {0x9A, 0x83
 /// The proxies and stubs.
 inline constexpr GUID proxyClass{0x6E0B7C54, 0x2D7A, 0x4F0C, {0x9A, 0x83, 0x5B, 0x1E, 0x4C, 0x2D, 0x9F, 0x10}};
 
-/// What a session object writes of itself when it is passed to the server.
-struct SessionPacket
-{
-    GUID session;
-    DWORD process;
-};
-
 /// Held by the one server that runs; the world belongs to it.
 inline constexpr const wchar_t* serverMutexName = L"Local\\vboxsim-server";
 

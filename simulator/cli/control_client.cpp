@@ -10,16 +10,6 @@ namespace VBoxSim {
 
 namespace {
 
-std::string takeText(BSTR text)
-{
-    const int length = static_cast<int>(SysStringLen(text));
-    std::string utf8(
-        static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr)), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, length, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr);
-    SysFreeString(text);
-    return utf8;
-}
-
 std::string describe(const std::string& what, HRESULT result)
 {
     char code[16];
@@ -50,23 +40,23 @@ void ControlClient::check(HRESULT result)
 {
     if (SUCCEEDED(result))
         return;
-    BSTR reason = nullptr;
-    const bool known = SUCCEEDED(control_->LastFailure(&reason)) && SysStringLen(reason) != 0;
-    throw ControlError(known ? takeText(reason) : "the server refused", result);
+    Travik::ComString reason;
+    const bool known = SUCCEEDED(control_->LastFailure(reason.put())) && SysStringLen(reason.get()) != 0;
+    throw ControlError(known ? toUtf8(reason.str()) : "the server refused", result);
 }
 
 std::string ControlClient::text(HRESULT (STDMETHODCALLTYPE IVBoxSimControl::*method)(BSTR*))
 {
-    BSTR text = nullptr;
-    check((control_.Get()->*method)(&text));
-    return takeText(text);
+    Travik::ComString text;
+    check((control_.Get()->*method)(text.put()));
+    return toUtf8(text.str());
 }
 
 std::string ControlClient::references(unsigned long& count)
 {
-    BSTR listing = nullptr;
-    check(control_->References(&listing, &count));
-    return takeText(listing);
+    Travik::ComString listing;
+    check(control_->References(listing.put(), &count));
+    return toUtf8(listing.str());
 }
 
 bool ControlClient::serverRuns()
@@ -75,16 +65,6 @@ bool ControlClient::serverRuns()
     if (mutex)
         CloseHandle(mutex);
     return mutex != nullptr;
-}
-
-TextArgument::TextArgument(const std::string& utf8)
-{
-    const int length = static_cast<int>(utf8.size());
-    const int size = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, nullptr, 0);
-    text_ = SysAllocStringLen(nullptr, static_cast<UINT>(size));
-    if (!text_)
-        throw std::bad_alloc();
-    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, text_, size);
 }
 
 } // namespace VBoxSim

@@ -7,6 +7,8 @@
 #include <string>
 #include <type_traits>
 
+#include "automation/com_string.h"
+#include "base/text.h"
 #include "vboxsim_control.h"
 
 namespace VBoxSim {
@@ -48,17 +50,11 @@ private:
 };
 
 /// A UTF-8 text as an argument of a COM call.
-class TextArgument
+class TextArgument : public Travik::ComString
 {
 public:
-    explicit TextArgument(const std::string& utf8);
-    ~TextArgument() { SysFreeString(text_); }
-    TextArgument(const TextArgument&) = delete;
-    TextArgument& operator=(const TextArgument&) = delete;
-    operator BSTR() const { return text_; }
-
-private:
-    BSTR text_;
+    explicit TextArgument(const std::string& utf8) : ComString(fromUtf8(utf8)) {}
+    operator BSTR() const { return get(); }
 };
 
 } // namespace VBoxSim

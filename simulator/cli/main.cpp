@@ -15,21 +15,6 @@
 namespace VBoxSim {
 namespace {
 
-std::string toUtf8(const wchar_t* text)
-{
-    std::string utf8(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr)),
-                     '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr);
-    utf8.pop_back();
-    return utf8;
-}
-
-std::wstring toWide(const std::string& utf8)
-{
-    const TextArgument text(utf8);
-    return std::wstring(text, SysStringLen(text));
-}
-
 /// What the command line gave; each verb uses its part.
 struct Arguments
 {
@@ -100,7 +85,7 @@ void references()
 
 void loadScenario(const std::string& file)
 {
-    std::ifstream in(toWide(file).c_str(), std::ios::binary);
+    std::ifstream in(fromUtf8(file).c_str(), std::ios::binary);
     if (!in)
         throw std::runtime_error("the scenario file cannot be read");
     const std::string json(std::istreambuf_iterator<char>(in), {});
@@ -221,7 +206,7 @@ int run(int count, wchar_t** arguments)
     defineTraceVerb(app);
     std::vector<std::string> words;
     for (int i = count - 1; i > 0; --i) // CLI11 takes them from the end
-        words.push_back(toUtf8(arguments[i]));
+        words.push_back(toUtf8(std::wstring_view(arguments[i])));
     try {
         app.parse(words);
     } catch (const CLI::ParseError& e) {

@@ -4,13 +4,9 @@
 
 namespace VBoxSim {
 
-HRESULT ErrorInfo::QueryInterface(REFIID id, void** out)
+void* ErrorInfo::interfaceOf(REFIID id)
 {
-    if (!out || id != errorContentsId)
-        return Object::QueryInterface(id, out);
-    *out = const_cast<ErrorContents*>(&contents_);
-    AddRef();
-    return S_OK;
+    return id == errorContentsId ? const_cast<ErrorContents*>(&contents_) : Object::interfaceOf(id);
 }
 
 HRESULT ErrorInfo::GetGUID(GUID* id)

@@ -14,7 +14,6 @@ public:
         : Object(server), failure_(std::move(failure)), component_(std::move(component)), interfaceId_(interfaceId)
     {}
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
     HRESULT STDMETHODCALLTYPE GetGUID(GUID* id) override;
     HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) override;
     HRESULT STDMETHODCALLTYPE GetDescription(BSTR* description) override;
@@ -31,6 +30,8 @@ public:
     const wchar_t* typeName() const override { return L"IVirtualBoxErrorInfo"; }
 
 private:
+    void* interfaceOf(REFIID id) override;
+
     Failure failure_;
     std::wstring component_;
     GUID interfaceId_;

@@ -20,16 +20,6 @@ public:
     EventObject(Server& server, EventPtr event) : Object<Derived, Interface, Bases...>(server), event_(std::move(event))
     {}
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
-    {
-        if (out && id == eventImplementation) {
-            *out = event_.get();
-            this->AddRef();
-            return S_OK;
-        }
-        return Object<Derived, Interface, Bases...>::QueryInterface(id, out);
-    }
-
     HRESULT STDMETHODCALLTYPE get_Type(ULONG* type) override
     {
         return this->get(L"IEvent::get_Type", type, [&] { return event_->type; });
@@ -59,6 +49,11 @@ public:
     }
 
 protected:
+    void* interfaceOf(REFIID id) override
+    {
+        return id == eventImplementation ? event_.get() : Object<Derived, Interface, Bases...>::interfaceOf(id);
+    }
+
     const EventPtr event_;
 };
 
@@ -508,18 +503,6 @@ public:
     const wchar_t* typeName() const override { return L"IEventListener"; }
 };
 
-/// A listener as the host tells it from others: its COM identity, which is released with the last copy.
-EventSource::Listener listenerOf(IEventListener* listener)
-{
-    IUnknown* identity = nullptr;
-    if (listener)
-        listener->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity));
-    return EventSource::Listener(identity, [](void* held) {
-        if (held)
-            static_cast<IUnknown*>(held)->Release();
-    });
-}
-
 bool isGone(HRESULT result)
 {
     return HRESULT_FACILITY(result) == FACILITY_RPC || HRESULT_CODE(result) == RPC_S_SERVER_UNAVAILABLE ||
@@ -584,7 +567,7 @@ HRESULT EventSourceObject::RegisterListener(IEventListener* listener, SAFEARRAY*
         L"IEventSource::RegisterListener",
         [&] {
             const auto registration =
-                source_->add(listenerOf(listener), Clients::caller(), numbersOf(types), active != FALSE);
+                source_->add(identityOf(listener), Clients::caller(), numbersOf(types), active != FALSE);
             if (active)
                 startDelivery(server(), source_, registration);
         },
@@ -594,7 +577,7 @@ HRESULT EventSourceObject::RegisterListener(IEventListener* listener, SAFEARRAY*
 HRESULT EventSourceObject::UnregisterListener(IEventListener* listener)
 {
     return call(
-        L"IEventSource::UnregisterListener", [&] { source_->remove(listenerOf(listener).get()); }, listener);
+        L"IEventSource::UnregisterListener", [&] { source_->remove(identityOf(listener).get()); }, listener);
 }
 
 HRESULT EventSourceObject::GetEvent(IEventListener* listener, LONG timeout, IEvent** event)
@@ -605,7 +588,7 @@ HRESULT EventSourceObject::GetEvent(IEventListener* listener, LONG timeout, IEve
         L"IEventSource::GetEvent",
         [&](HostLock& lock) {
             require(event);
-            if (const EventPtr next = source_->next(lock, listenerOf(listener).get(), timeout))
+            if (const EventPtr next = source_->next(lock, identityOf(listener).get(), timeout))
                 store(event, makeEvent(server(), next));
         },
         listener, timeout);
@@ -615,7 +598,7 @@ HRESULT EventSourceObject::EventProcessed(IEventListener* listener, IEvent* even
 {
     return call(
         L"IEventSource::EventProcessed",
-        [&] { source_->markProcessed(listenerOf(listener).get(), eventBehind(event)); }, listener, event);
+        [&] { source_->markProcessed(identityOf(listener).get(), eventBehind(event)); }, listener, event);
 }
 
 HRESULT EventSourceObject::FireEvent(IEvent* event, LONG timeout, BOOL* processed)

@@ -11,6 +11,7 @@
 #include "com/interface_keeper.h"
 #include "com/server.h"
 #include "com/values.h"
+#include "control/com_object.h"
 #include "late_binding/late_bound.h"
 #include "vboxsim_control_defaults.h"
 #include "virtualbox_defaults.h"
@@ -29,43 +30,9 @@ std::wstring describeAll(const Parts&... parts)
 /// `Bases` are the interfaces that `Interface` derives from, IDispatch and IUnknown aside. A class that other calls
 /// must recognise as an argument has a member `static constexpr GUID implementationId`.
 template <class Derived, class Interface, class... Bases>
-class Object : public LateBound<Interface>, public IExternalConnection, public ISupportErrorInfo, public Counted
+class Object : public ComObject<LateBound<Interface>, IExternalConnection, ISupportErrorInfo>, public Counted
 {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
-    {
-        if (!out)
-            return E_POINTER;
-        *out = nullptr;
-        if (id == IID_IUnknown || id == __uuidof(Interface) || ((id == __uuidof(Bases)) || ...) ||
-            (hasDispatch && id == IID_IDispatch)) {
-            *out = static_cast<Interface*>(this);
-        } else if (id == IID_IExternalConnection) {
-            *out = static_cast<IExternalConnection*>(this);
-        } else if (id == IID_ISupportErrorInfo) {
-            *out = static_cast<ISupportErrorInfo*>(this);
-        } else if constexpr (requires { Derived::implementationId; }) {
-            if (id == Derived::implementationId)
-                *out = static_cast<Derived*>(this);
-        }
-        if (!*out)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0) {
-            leaveCensus();
-            delete static_cast<Derived*>(this);
-        }
-        return left;
-    }
-
     DWORD STDMETHODCALLTYPE AddConnection(DWORD kind, DWORD) override
     {
         if (kind & EXTCONN_STRONG) {
@@ -89,9 +56,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override
     {
-        const bool supported = id == __uuidof(Interface) || ((id == __uuidof(Bases)) || ...) || id == IID_IMarshal ||
-                               (hasDispatch && id == IID_IDispatch);
-        return supported ? S_OK : S_FALSE;
+        return isIdOf<Interface, Bases...>(id) || id == IID_IMarshal ? S_OK : S_FALSE;
     }
 
 protected:
@@ -100,20 +65,29 @@ protected:
         static const bool kept = (keepRegistered(__uuidof(Interface)), (keepRegistered(__uuidof(Bases)), ...), true);
         static_cast<void>(kept);
     }
-    virtual ~Object() = default;
+
+    void* interfaceOf(REFIID id) override
+    {
+        if (id == IID_IUnknown || isIdOf<Interface, Bases...>(id))
+            return static_cast<Interface*>(this);
+        if (id == IID_IExternalConnection)
+            return static_cast<IExternalConnection*>(this);
+        if (id == IID_ISupportErrorInfo)
+            return static_cast<ISupportErrorInfo*>(this);
+        if constexpr (requires { Derived::implementationId; }) {
+            if (id == Derived::implementationId)
+                return static_cast<Derived*>(this);
+        }
+        return nullptr;
+    }
 
     Server& server() const { return server_; }
     Host& host() const { return server_.host; }
 
     IUnknown* identity() override { return static_cast<Interface*>(this); }
 
-    bool tryAddRef() override
-    {
-        ULONG count = references_;
-        while (count != 0 && !references_.compare_exchange_weak(count, count + 1)) {
-        }
-        return count != 0;
-    }
+    bool tryAddRef() override { return this->addReferenceToLiving(); }
+    void finalRelease() override { leaveCensus(); }
 
     /// Throws when the object takes no calls any more.
     virtual void checkUsable() const {}
@@ -176,10 +150,7 @@ protected:
     }
 
 private:
-    static constexpr bool hasDispatch = std::is_base_of_v<IDispatch, Interface>;
-
     Server& server_;
-    std::atomic<ULONG> references_{0};
     std::atomic<DWORD> connections_{0};
 };
 

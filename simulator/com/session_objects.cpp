@@ -11,13 +11,9 @@ SessionPtr SessionService::locked(BSTR session) const
     return host().sessions().demandLocked(textOf(session));
 }
 
-HRESULT SessionReference::QueryInterface(REFIID id, void** out)
+void* SessionReference::interfaceOf(REFIID id)
 {
-    if (!out || id != IID_IMarshal)
-        return Object::QueryInterface(id, out);
-    *out = static_cast<IMarshal*>(this);
-    AddRef();
-    return S_OK;
+    return id == IID_IMarshal ? static_cast<IMarshal*>(this) : Object::interfaceOf(id);
 }
 
 std::wstring SessionReference::session() const
@@ -42,21 +38,6 @@ HRESULT SessionReference::GetMarshalSizeMax(REFIID, void*, DWORD, void*, DWORD, 
 HRESULT SessionReference::MarshalInterface(IStream* stream, REFIID, void*, DWORD, void*, DWORD)
 {
     return stream->Write(&packet_, sizeof packet_, nullptr);
-}
-
-HRESULT SessionReference::UnmarshalInterface(IStream*, REFIID, void**)
-{
-    return E_NOTIMPL; // the client's part
-}
-
-HRESULT SessionReference::ReleaseMarshalData(IStream*)
-{
-    return S_OK;
-}
-
-HRESULT SessionReference::DisconnectObject(DWORD)
-{
-    return S_OK;
 }
 
 HRESULT SessionService::GetState(BSTR session, ULONG* state)

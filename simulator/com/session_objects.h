@@ -1,13 +1,14 @@
 #pragma once
 
 #include "com/object.h"
+#include "control/session_marshal.h"
 #include "identity.h"
 
 namespace VBoxSim {
 
 /// What a session object of a client became on its way into the server: its identifier and its process. Passed back, as
 /// the variables of scripts are, it becomes the client's object again.
-class SessionReference : public Object<SessionReference, ISession>, public IMarshal
+class SessionReference : public Object<SessionReference, ISession>, public SessionMarshal
 {
 public:
     static constexpr GUID implementationId{
@@ -15,7 +16,7 @@ public:
 
     SessionReference(Server& server, const SessionPacket& packet) : Object(server), packet_(packet) {}
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override { return Object::QueryInterface(id, out); }
     ULONG STDMETHODCALLTYPE AddRef() override { return Object::AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return Object::Release(); }
 
@@ -25,9 +26,6 @@ public:
                                                 DWORD* size) override;
     HRESULT STDMETHODCALLTYPE MarshalInterface(IStream* stream, REFIID id, void* object, DWORD context, void* reserved,
                                                DWORD flags) override;
-    HRESULT STDMETHODCALLTYPE UnmarshalInterface(IStream* stream, REFIID id, void** object) override;
-    HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream* stream) override;
-    HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD reserved) override;
 
     std::wstring session() const;
     DWORD process() const { return packet_.process; }
@@ -35,6 +33,8 @@ public:
     bool isOwn() const override { return true; }
 
 private:
+    void* interfaceOf(REFIID id) override;
+
     SessionPacket packet_;
 };
 

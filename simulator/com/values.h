@@ -8,12 +8,14 @@
 #include <cstdint>
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
 
+#include "automation/safe_array.h"
 #include "base/failure.h"
 
 namespace VBoxSim {
@@ -67,6 +69,15 @@ void store(Interface** out, std::nullptr_t)
     *out = nullptr;
 }
 
+/// The elements of a new array.
+template <class Element>
+Element* elementsOf(const Travik::ComArray& array)
+{
+    if (array.isNull())
+        throw std::bad_alloc();
+    return static_cast<Element*>(array.get()->pvData);
+}
+
 /// An array of interface pointers, with the identifier that its elements need on the way to the client.
 template <class Interface>
 struct Interfaces : std::vector<ComPtr<Interface>>
@@ -76,34 +87,28 @@ template <class Interface>
 void store(SAFEARRAY** out, const Interfaces<Interface>& objects)
 {
     IID id = __uuidof(Interface);
-    SAFEARRAY* array = SafeArrayCreateVectorEx(VT_DISPATCH, 0, static_cast<ULONG>(objects.size()), &id);
-    if (!array)
-        throw std::bad_alloc();
-    auto** data = static_cast<Interface**>(array->pvData);
+    Travik::ComArray array(SafeArrayCreateVectorEx(VT_DISPATCH, 0, static_cast<ULONG>(objects.size()), &id));
+    auto** data = elementsOf<Interface*>(array);
     for (std::size_t i = 0; i < objects.size(); ++i)
         objects[i].CopyTo(&data[i]);
-    *out = array;
+    *out = array.detach();
 }
 
 inline void store(SAFEARRAY** out, const std::vector<std::wstring>& texts)
 {
-    SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(texts.size()));
-    if (!array)
-        throw std::bad_alloc();
-    auto* data = static_cast<BSTR*>(array->pvData);
+    Travik::ComArray array(SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(texts.size())));
+    auto* data = elementsOf<BSTR>(array);
     for (std::size_t i = 0; i < texts.size(); ++i)
         store(&data[i], texts[i]);
-    *out = array;
+    *out = array.detach();
 }
 
 template <class Number>
 void storeNumbers(SAFEARRAY** out, VARTYPE type, const std::vector<Number>& numbers)
 {
-    SAFEARRAY* array = SafeArrayCreateVector(type, 0, static_cast<ULONG>(numbers.size()));
-    if (!array)
-        throw std::bad_alloc();
-    std::copy(numbers.begin(), numbers.end(), static_cast<Number*>(array->pvData));
-    *out = array;
+    Travik::ComArray array(SafeArrayCreateVector(type, 0, static_cast<ULONG>(numbers.size())));
+    std::copy(numbers.begin(), numbers.end(), elementsOf<Number>(array));
+    *out = array.detach();
 }
 
 inline void store(SAFEARRAY** out, const std::vector<LONG>& numbers)
@@ -161,6 +166,15 @@ inline std::vector<IUnknown*> objectsOf(SAFEARRAY* array)
     std::vector<IUnknown*> objects;
     forEachElement<IUnknown*>(array, {VT_DISPATCH, VT_UNKNOWN}, [&](IUnknown* object) { objects.push_back(object); });
     return objects;
+}
+
+/// What COM tells an object from others by; released with the last copy, and nothing for no object.
+inline std::shared_ptr<void> identityOf(IUnknown* object)
+{
+    ComPtr<IUnknown> identity;
+    if (object)
+        object->QueryInterface(IID_PPV_ARGS(&identity));
+    return {identity.Get(), [identity](void*) {}};
 }
 
 // Extra data as the calls hand it out.

@@ -4,11 +4,11 @@
 #include <oleauto.h>
 #include <wrl/client.h>
 
-#include <atomic>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "control/com_object.h"
 #include "control/error_contents.h"
 #include "virtualbox_defaults.h"
 
@@ -44,32 +44,12 @@ HRESULT hand(Value* out, Value value)
 }
 
 /// VirtualBox's error object, in the client.
-class CarriedError : public Defaults<IVirtualBoxErrorInfo>
+class CarriedError : public ComObject<Defaults<IVirtualBoxErrorInfo>>
 {
 public:
     CarriedError(const Packet& packet, std::wstring component, std::wstring text)
         : packet_(packet), component_(std::move(component)), text_(std::move(text))
     {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
-    {
-        if (!out)
-            return E_POINTER;
-        const bool known = id == IID_IUnknown || id == IID_IErrorInfo || id == __uuidof(IVirtualBoxErrorInfo);
-        *out = known ? static_cast<IVirtualBoxErrorInfo*>(this) : nullptr;
-        if (!known)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
     HRESULT STDMETHODCALLTYPE GetGUID(GUID* id) override { return hand(id, packet_.interfaceId); }
     HRESULT STDMETHODCALLTYPE GetSource(BSTR* source) override { return hand(source, component_); }
@@ -91,9 +71,12 @@ public:
     }
 
 private:
-    virtual ~CarriedError() = default;
+    void* interfaceOf(REFIID id) override
+    {
+        const bool known = id == IID_IUnknown || isIdOf<IVirtualBoxErrorInfo, IErrorInfo>(id);
+        return known ? static_cast<IVirtualBoxErrorInfo*>(this) : nullptr;
+    }
 
-    std::atomic<ULONG> references_{0};
     const Packet packet_;
     const std::wstring component_, text_;
 };

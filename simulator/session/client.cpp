@@ -2,46 +2,9 @@
 
 #include <objbase.h>
 
-#include <new>
-
 #include "session/session.h"
 
 namespace VBoxSim {
-
-Client::Client() : events_(new ClientEvents)
-{
-    ++liveObjects;
-}
-
-Client::~Client()
-{
-    --liveObjects;
-}
-
-HRESULT Client::QueryInterface(REFIID id, void** out)
-{
-    if (!out)
-        return E_POINTER;
-    *out = nullptr;
-    if (id != IID_IUnknown && id != IID_IDispatch && id != IID_IVirtualBoxClient)
-        return E_NOINTERFACE;
-    *out = static_cast<IVirtualBoxClient*>(this);
-    AddRef();
-    return S_OK;
-}
-
-ULONG Client::AddRef()
-{
-    return ++references_;
-}
-
-ULONG Client::Release()
-{
-    const ULONG left = --references_;
-    if (left == 0)
-        delete this;
-    return left;
-}
 
 HRESULT Client::get_VirtualBox(IVirtualBox** virtualBox)
 {
@@ -76,11 +39,7 @@ HRESULT Client::get_Session(ISession** session)
 {
     if (!session)
         return E_POINTER;
-    *session = new (std::nothrow) Session;
-    if (!*session)
-        return E_OUTOFMEMORY;
-    (*session)->AddRef();
-    return S_OK;
+    return makeLocal<Session>(IID_ISession, reinterpret_cast<void**>(session));
 }
 
 HRESULT Client::CheckMachineError(IMachine* machine)

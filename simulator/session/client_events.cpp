@@ -3,15 +3,13 @@
 #include <new>
 #include <type_traits>
 
-#include "base/failure.h"
+#include "com/values.h"
 
 namespace VBoxSim {
 
 namespace {
 
-using Microsoft::WRL::ComPtr;
-
-class AvailabilityEvent : public LocalObject<AvailabilityEvent, IVBoxSVCAvailabilityChangedEvent, IEvent>
+class AvailabilityEvent : public LocalObject<IVBoxSVCAvailabilityChangedEvent, IEvent>
 {
 public:
     AvailabilityEvent(ComPtr<IEventSource> source, bool available) : source_(std::move(source)), available_(available)
@@ -48,31 +46,11 @@ private:
 };
 
 /// Its events wait in the queue.
-class PassiveListener : public LocalObject<PassiveListener, IEventListener>
+class PassiveListener : public LocalObject<IEventListener>
 {
 public:
     HRESULT STDMETHODCALLTYPE HandleEvent(IEvent*) override { return S_OK; }
 };
-
-/// A listener as the source tells it from others; released with the last copy.
-EventSource::Listener listenerOf(IEventListener* listener)
-{
-    IUnknown* identity = nullptr;
-    if (listener)
-        listener->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity));
-    return EventSource::Listener(identity, [](void* held) {
-        if (held)
-            static_cast<IUnknown*>(held)->Release();
-    });
-}
-
-std::vector<std::int32_t> numbersOf(SAFEARRAY* array)
-{
-    if (!array || SafeArrayGetDim(array) != 1 || SafeArrayGetElemsize(array) != sizeof(LONG) || !array->pvData)
-        return {};
-    const auto* first = static_cast<const LONG*>(array->pvData);
-    return {first, first + array->rgsabound[0].cElements};
-}
 
 /// What a body throws, as the result of a call.
 template <class Body>
@@ -142,11 +120,7 @@ HRESULT ClientEvents::CreateListener(IEventListener** listener)
 {
     if (!listener)
         return E_POINTER;
-    *listener = new (std::nothrow) PassiveListener;
-    if (!*listener)
-        return E_OUTOFMEMORY;
-    (*listener)->AddRef();
-    return S_OK;
+    return makeLocal<PassiveListener>(IID_IEventListener, reinterpret_cast<void**>(listener));
 }
 
 HRESULT ClientEvents::RegisterListener(IEventListener* listener, SAFEARRAY* types, BOOL active)
@@ -154,13 +128,13 @@ HRESULT ClientEvents::RegisterListener(IEventListener* listener, SAFEARRAY* type
     if (active)
         return E_NOTIMPL; // the client would be called on a thread that it does not know
     return answer(monitor_, [&](HostLock&) {
-        source_->add(listenerOf(listener), GetCurrentProcessId(), numbersOf(types), false);
+        source_->add(identityOf(listener), GetCurrentProcessId(), numbersOf(types), false);
     });
 }
 
 HRESULT ClientEvents::UnregisterListener(IEventListener* listener)
 {
-    return answer(monitor_, [&](HostLock&) { source_->remove(listenerOf(listener).get()); });
+    return answer(monitor_, [&](HostLock&) { source_->remove(identityOf(listener).get()); });
 }
 
 HRESULT ClientEvents::GetEvent(IEventListener* listener, LONG timeout, IEvent** event)
@@ -169,7 +143,7 @@ HRESULT ClientEvents::GetEvent(IEventListener* listener, LONG timeout, IEvent** 
         return E_POINTER;
     *event = nullptr;
     return answer(monitor_, [&](HostLock& lock) {
-        const EventPtr next = source_->next(lock, listenerOf(listener).get(), timeout);
+        const EventPtr next = source_->next(lock, identityOf(listener).get(), timeout);
         if (next && next->type == EventType::OnVBoxSVCAvailabilityChanged)
             ComPtr<IEvent>(new AvailabilityEvent(this, next->flag)).CopyTo(event);
     });

@@ -9,7 +9,7 @@ namespace VBoxSim {
 
 /// The event source of the client class. It lives in the client's process and tells when the server is gone, and when
 /// the class has reached one again.
-class ClientEvents : public LocalObject<ClientEvents, IEventSource>
+class ClientEvents : public LocalObject<IEventSource>
 {
 public:
     /// The server that answers now; an event tells when it came after another one had gone.
@@ -22,7 +22,6 @@ public:
     HRESULT STDMETHODCALLTYPE EventProcessed(IEventListener* listener, IEvent* event) override;
 
 private:
-    friend class LocalObject<ClientEvents, IEventSource>;
     ~ClientEvents() override;
 
     static void CALLBACK serverGone(void* self, BOOLEAN);

@@ -1,46 +1,49 @@
 #pragma once
 
-#include <windows.h>
+#include <wrl/client.h>
 
 #include <atomic>
 
+#include "control/com_object.h"
 #include "late_binding/late_bound.h"
-#include "session/session.h"
 
 namespace VBoxSim {
 
-/// Base of objects of the client's process that are no session: reference count, identity, keeping the library loaded.
-template <class Derived, class Interface, class... Bases>
-class LocalObject : public LateBound<Interface>
-{
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
-    {
-        if (!out)
-            return E_POINTER;
-        const bool known =
-            id == IID_IUnknown || id == IID_IDispatch || id == __uuidof(Interface) || ((id == __uuidof(Bases)) || ...);
-        *out = known ? static_cast<Interface*>(this) : nullptr;
-        if (!known)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0)
-            delete static_cast<Derived*>(this);
-        return left;
-    }
+/// How many objects of this library live, and locks of its class objects; it stays loaded as long.
+extern std::atomic<long> liveObjects;
 
+/// A member of each object of this library.
+struct KeepsLoaded
+{
+    KeepsLoaded() { ++liveObjects; }
+    ~KeepsLoaded() { --liveObjects; }
+    KeepsLoaded(const KeepsLoaded&) = delete;
+    KeepsLoaded& operator=(const KeepsLoaded&) = delete;
+};
+
+/// Base of objects of the client's process that have one interface.
+template <class Interface, class... Bases>
+class LocalObject : public ComObject<LateBound<Interface>>
+{
 protected:
-    LocalObject() { ++liveObjects; }
-    virtual ~LocalObject() { --liveObjects; }
+    void* interfaceOf(REFIID id) override
+    {
+        return id == IID_IUnknown || isIdOf<Interface, Bases...>(id) ? static_cast<Interface*>(this) : nullptr;
+    }
 
 private:
-    std::atomic<ULONG> references_{0};
+    const KeepsLoaded keepsLoaded_;
 };
+
+/// Makes an object of this library and hands out its interface.
+template <class Implementation>
+HRESULT makeLocal(REFIID id, void** out)
+{
+    try {
+        return Microsoft::WRL::ComPtr<Implementation>(new Implementation)->QueryInterface(id, out);
+    } catch (...) {
+        return E_OUTOFMEMORY; // nothing else is thrown there
+    }
+}
 
 } // namespace VBoxSim

@@ -39,19 +39,18 @@ bool processIsEnding()
     return query && query();
 }
 
-/// The identifier as an argument.
-class IdArgument
+GUID newId()
 {
-public:
-    explicit IdArgument(const std::wstring& id) : text_(SysAllocStringLen(id.data(), static_cast<UINT>(id.size()))) {}
-    ~IdArgument() { SysFreeString(text_); }
-    IdArgument(const IdArgument&) = delete;
-    IdArgument& operator=(const IdArgument&) = delete;
-    BSTR get() const { return text_; }
+    GUID id{};
+    CoCreateGuid(&id);
+    return id;
+}
 
-private:
-    BSTR text_;
-};
+std::wstring textOf(const GUID& id)
+{
+    wchar_t text[40];
+    return {text, text + StringFromGUID2(id, text, 40) - 1}; // without the zero that it counts
+}
 
 /// The session objects of this process. Never destroyed: objects may outlive the library's statics.
 struct Living
@@ -68,13 +67,8 @@ Living& living()
 
 } // namespace
 
-Session::Session()
+Session::Session() : id_(newId()), idText_(textOf(id_))
 {
-    ++liveObjects;
-    CoCreateGuid(&id_);
-    wchar_t text[40];
-    StringFromGUID2(id_, text, 40);
-    idText_ = text;
     const std::lock_guard guard(living().mutex);
     living().sessions.push_back(this);
 }
@@ -82,15 +76,12 @@ Session::Session()
 ComPtr<Session> Session::find(const GUID& id)
 {
     const std::lock_guard guard(living().mutex);
-    for (Session* session : living().sessions) {
-        ULONG count = session->references_;
-        while (session->id_ == id && count != 0)
-            if (session->references_.compare_exchange_weak(count, count + 1)) {
-                const ComPtr<Session> found(session);
-                session->Release(); // not by Attach, which takes a reference of its own in MinGW's header
-                return found;
-            }
-    }
+    for (Session* session : living().sessions)
+        if (session->id_ == id && session->addReferenceToLiving()) {
+            const ComPtr<Session> found(session);
+            session->Release(); // not by Attach, which takes a reference of its own in MinGW's header
+            return found;
+        }
     return nullptr;
 }
 
@@ -108,37 +99,15 @@ Session::~Session()
     }
     if (known_ && !processIsEnding())
         ask([](ISimSessions* service, BSTR id) { return service->Close(id); });
-    --liveObjects;
 }
 
-HRESULT Session::QueryInterface(REFIID id, void** out)
+void* Session::interfaceOf(REFIID id)
 {
-    if (!out)
-        return E_POINTER;
-    *out = nullptr;
-    if (id == IID_IUnknown || id == IID_IDispatch || id == IID_ISession)
-        *out = static_cast<ISession*>(this);
-    else if (id == IID_IMarshal)
-        *out = static_cast<IMarshal*>(this);
-    else if (id == IID_ISupportErrorInfo)
-        *out = static_cast<ISupportErrorInfo*>(this);
-    if (!*out)
-        return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-ULONG Session::AddRef()
-{
-    return ++references_;
-}
-
-ULONG Session::Release()
-{
-    const ULONG left = --references_;
-    if (left == 0)
-        delete this;
-    return left;
+    if (id == IID_IUnknown || isIdOf<ISession>(id))
+        return static_cast<ISession*>(this);
+    if (id == IID_IMarshal)
+        return static_cast<IMarshal*>(this);
+    return id == IID_ISupportErrorInfo ? static_cast<ISupportErrorInfo*>(this) : nullptr;
 }
 
 HRESULT Session::findService(ComPtr<ISimSessions>& service)
@@ -171,10 +140,7 @@ HRESULT Session::ask(Question&& question)
     HRESULT result = findService(service);
     if (FAILED(result))
         return result;
-    const IdArgument id(idText_);
-    if (!id.get())
-        return E_OUTOFMEMORY;
-    result = question(service.Get(), id.get());
+    result = question(service.Get(), idText_.get());
     if (serverIsGone(result)) {
         // A restarted server is found anew; it does not know the session, which then reads as unlocked.
         const std::lock_guard guard(mutex_);
@@ -267,24 +233,9 @@ HRESULT Session::MarshalInterface(IStream* stream, REFIID id, void* object, DWOR
     return FAILED(result) ? result : inner->MarshalInterface(stream, id, object, context, reserved, flags);
 }
 
-HRESULT Session::UnmarshalInterface(IStream*, REFIID, void**)
-{
-    return E_NOTIMPL; // done by the server's class, or by the free-threaded marshaler
-}
-
-HRESULT Session::ReleaseMarshalData(IStream*)
-{
-    return S_OK;
-}
-
-HRESULT Session::DisconnectObject(DWORD)
-{
-    return S_OK;
-}
-
 HRESULT Session::InterfaceSupportsErrorInfo(REFIID id)
 {
-    return id == IID_ISession || id == IID_IDispatch || id == IID_IMarshal ? S_OK : S_FALSE;
+    return isIdOf<ISession>(id) || id == IID_IMarshal ? S_OK : S_FALSE;
 }
 
 } // namespace VBoxSim

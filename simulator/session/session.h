@@ -5,21 +5,19 @@
 
 #include <atomic>
 #include <mutex>
-#include <string>
 
+#include "automation/com_string.h"
+#include "control/session_marshal.h"
 #include "identity.h"
-#include "late_binding/late_bound.h"
+#include "session/local_object.h"
 #include "vboxsim_control.h"
 
 namespace VBoxSim {
 
-/// How many objects of this library live; it stays loaded as long.
-extern std::atomic<long> liveObjects;
-
 /// VirtualBox's session object, in the client's process. It keeps nothing but its identifier: the server knows what the
 /// session has locked, and is asked each time. When it is passed to the server, only the identifier crosses, so that
 /// the server never needs to call back into the client.
-class Session : public LateBound<ISession>, public IMarshal, public ISupportErrorInfo
+class Session : public ComObject<LateBound<ISession>, SessionMarshal, ISupportErrorInfo>
 {
 public:
     Session();
@@ -28,10 +26,6 @@ public:
     static Microsoft::WRL::ComPtr<Session> find(const GUID& id);
     /// It came back from a call that a script passed it to, or that call has ended.
     void land();
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
 
     HRESULT STDMETHODCALLTYPE get_State(ULONG* state) override;
     HRESULT STDMETHODCALLTYPE get_Type(ULONG* type) override;
@@ -47,14 +41,12 @@ public:
                                                 DWORD* size) override;
     HRESULT STDMETHODCALLTYPE MarshalInterface(IStream* stream, REFIID id, void* object, DWORD context, void* reserved,
                                                DWORD flags) override;
-    HRESULT STDMETHODCALLTYPE UnmarshalInterface(IStream* stream, REFIID id, void** object) override;
-    HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream* stream) override;
-    HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD reserved) override;
 
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override;
 
 private:
-    virtual ~Session();
+    ~Session() override;
+    void* interfaceOf(REFIID id) override;
 
     /// Asks the server; `question` gets its service and the session's identifier.
     template <class Question>
@@ -63,9 +55,9 @@ private:
     /// The marshaler for other apartments of this process, where the object itself is used.
     HRESULT freeThreaded(Microsoft::WRL::ComPtr<IMarshal>& marshaler);
 
-    std::atomic<ULONG> references_{0};
-    GUID id_;
-    std::wstring idText_;
+    const KeepsLoaded keepsLoaded_;
+    const GUID id_;
+    const Travik::ComString idText_;
     std::atomic<bool> known_{false}; ///< the server may know the session
     /// A script's variable passes its session and is cleared before it takes it back: until then the session holds
     /// itself.

@@ -17,60 +17,18 @@ namespace VBoxSim {
 namespace {
 
 /// Turns what a session object wrote into a reference to that session.
-class SessionUnmarshaler : public IMarshal
+class SessionArrival : public SessionUnmarshaler
 {
 public:
-    explicit SessionUnmarshaler(Server& server) : server_(server) {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override
-    {
-        if (!out)
-            return E_POINTER;
-        *out = id == IID_IUnknown || id == IID_IMarshal ? static_cast<IMarshal*>(this) : nullptr;
-        if (!*out)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
-    HRESULT STDMETHODCALLTYPE UnmarshalInterface(IStream* stream, REFIID id, void** out) override
-    {
-        SessionPacket packet{};
-        ULONG got = 0;
-        const HRESULT result = stream->Read(&packet, sizeof packet, &got);
-        if (FAILED(result) || got != sizeof packet)
-            return FAILED(result) ? result : E_INVALIDARG;
-        return make<SessionReference>(server_, packet)->QueryInterface(id, out);
-    }
-    HRESULT STDMETHODCALLTYPE ReleaseMarshalData(IStream*) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE DisconnectObject(DWORD) override { return S_OK; }
-
-    // Marshalling is the client's part.
-    HRESULT STDMETHODCALLTYPE GetUnmarshalClass(REFIID, void*, DWORD, void*, DWORD, CLSID*) override
-    {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetMarshalSizeMax(REFIID, void*, DWORD, void*, DWORD, DWORD*) override
-    {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE MarshalInterface(IStream*, REFIID, void*, DWORD, void*, DWORD) override
-    {
-        return E_NOTIMPL;
-    }
+    explicit SessionArrival(Server& server) : server_(server) {}
 
 private:
-    virtual ~SessionUnmarshaler() = default;
+    HRESULT sessionOf(const SessionPacket& packet, REFIID id, void** out) override
+    {
+        return make<SessionReference>(server_, packet)->QueryInterface(id, out);
+    }
+
     Server& server_;
-    std::atomic<ULONG> references_{0};
 };
 
 /// Makes a new object for each client that asks.
@@ -119,7 +77,7 @@ struct ClassObjects::Factories
     Factory<VirtualBoxObject> virtualBox;
     Factory<SessionService> sessions;
     Factory<Control, std::function<void()>> control;
-    Factory<SessionUnmarshaler> reference;
+    Factory<SessionArrival> reference;
 };
 
 ClassObjects::ClassObjects(Server& server, const std::function<void()>& stop)

@@ -10,9 +10,10 @@ import sys
 import tempfile
 
 LAYERS = ["base", "images", "appliance", "settings", "host", "com", "svc"]
-# The stand-in's own interfaces are known to those who speak COM.
-COM_FOLDERS = {"control": "com"}
-LIBRARIES = {f"vboxsim_{layer}": layer for layer in LAYERS} | {"vboxsim_idl": "com"}
+# Known to those who speak COM: the stand-in's own interfaces, IDispatch, the owners of COM's texts and arrays.
+COM_FOLDERS = {"control": "com", "late_binding": "com", "automation": "com"}
+LIBRARIES = {f"vboxsim_{layer}": layer for layer in LAYERS} | {
+    "vboxsim_idl": "com", "vboxsim_late_binding": "com", "travik_automation": "com"}
 COM_HEADERS = re.compile(
     r"(objbase|oaidl|oleauto|ole2|ocidl|unknwn|objidl|combaseapi|comdef|comutil|virtualbox\w*|vboxsim_control\w*)\.h$|wrl/")
 
@@ -65,6 +66,8 @@ def self_test():
         "host/tests/com_test.cpp": "#include <objbase.h>\n",
         "settings/wrl.cpp": "#include <wrl/client.h>\n",
         "host/control.cpp": '#include "control/class_factory.h"\n',
+        "host/owner.cpp": '#include "automation/com_string.h"\n',
+        "host/dispatch.cpp": '#include "late_binding/late_bound.h"\n',
         "images/CMakeLists.txt": "target_link_libraries(vboxsim_images PUBLIC\n    vboxsim_host)\n",
         "host/CMakeLists.txt": "target_link_libraries(vboxsim_host PRIVATE oleaut32)\n",
     }

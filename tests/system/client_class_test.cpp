@@ -3,16 +3,13 @@
 #include <comdef.h>
 #include <wrl/client.h>
 
+#include "automation/safe_array.h"
 #include "harness/system_test.h"
 
 namespace TravikTest {
 namespace {
 
 using Microsoft::WRL::ComPtr;
-
-// VirtualBox's numbers.
-constexpr ULONG unlocked = 1;
-constexpr ULONG locked = 2;
 
 class ClientClass : public SystemTest
 {
@@ -62,15 +59,15 @@ protected:
 TEST_F(ClientClass, LocksChangesAndSavesAMachine)
 {
     const ComPtr<ISession> session = newSession();
-    EXPECT_EQ(stateOfSession(session), unlocked);
+    EXPECT_EQ(stateOfSession(session), Travik::SessionState::Unlocked);
     ASSERT_EQ(machine(Machines::player)->LockMachine(session.Get(), LockType::Write), S_OK);
-    EXPECT_EQ(stateOfSession(session), locked);
+    EXPECT_EQ(stateOfSession(session), Travik::SessionState::Locked);
     ComPtr<IMachine> own;
     ASSERT_EQ(session->get_Machine(&own), S_OK);
     EXPECT_EQ(own->put_MemorySize(768), S_OK);
     EXPECT_EQ(own->SaveSettings(), S_OK);
     EXPECT_EQ(session->UnlockMachine(), S_OK);
-    EXPECT_EQ(stateOfSession(session), unlocked);
+    EXPECT_EQ(stateOfSession(session), Travik::SessionState::Unlocked);
     EXPECT_THAT(readFile(world().machineFile(Machines::player)), testing::HasSubstr("RAMSize=\"768\""));
 }
 
@@ -79,7 +76,7 @@ TEST_F(ClientClass, HandsOutANewSessionEachTime)
     const ComPtr<ISession> first = newSession();
     const ComPtr<ISession> second = newSession();
     ASSERT_EQ(machine(Machines::player)->LockMachine(first.Get(), LockType::Write), S_OK);
-    EXPECT_EQ(stateOfSession(second), unlocked);
+    EXPECT_EQ(stateOfSession(second), Travik::SessionState::Unlocked);
     EXPECT_EQ(static_cast<std::uint32_t>(machine(Machines::player)->LockMachine(second.Get(), LockType::Write)),
               Result::InvalidObjectState);
     EXPECT_EQ(machine(Machines::worker)->LockMachine(second.Get(), LockType::Write), S_OK);
@@ -113,10 +110,8 @@ TEST_F(ClientClass, TellsThatTheServerIsGoneAndThatAnotherOneAnswers)
     ComPtr<IEventListener> listener;
     ASSERT_EQ(client_->get_EventSource(&source), S_OK);
     ASSERT_EQ(source->CreateListener(&listener), S_OK);
-    SAFEARRAY* types = SafeArrayCreateVector(VT_I4, 0, 1);
-    *static_cast<LONG*>(types->pvData) = VBoxEventType::OnVBoxSVCAvailabilityChanged;
-    ASSERT_EQ(source->RegisterListener(listener.Get(), types, FALSE), S_OK);
-    SafeArrayDestroy(types);
+    const ComArray types(toNumberArray({VBoxEventType::OnVBoxSVCAvailabilityChanged}));
+    ASSERT_EQ(source->RegisterListener(listener.Get(), types.get(), FALSE), S_OK);
     const auto next = [&](LONG milliseconds) {
         ComPtr<IEvent> event;
         ComPtr<IVBoxSVCAvailabilityChangedEvent> availability;

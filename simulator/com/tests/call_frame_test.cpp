@@ -1,6 +1,7 @@
 // What the call frame makes of a call, seen at a machine's object in this process.
 #include <new>
 
+#include "automation/com_string.h"
 #include "com/machine_object.h"
 #include "host_fixture.h"
 
@@ -24,14 +25,6 @@ protected:
     Server server{host};
 };
 
-/// The text, which it frees.
-std::wstring taken(BSTR text)
-{
-    const std::wstring copy(text, SysStringLen(text));
-    SysFreeString(text);
-    return copy;
-}
-
 } // namespace
 
 TEST_F(CallFrame, TurnsWhatIsThrownIntoAResult)
@@ -48,11 +41,11 @@ TEST_F(CallFrame, LeavesTheReasonOfAFailure)
     EXPECT_EQ(run([] { throw Failure(Result::objectInUse, L"the disk is in use"); }), Result::objectInUse);
     ComPtr<IErrorInfo> reason;
     ASSERT_EQ(GetErrorInfo(0, &reason), S_OK);
-    BSTR text = nullptr;
-    ASSERT_EQ(reason->GetDescription(&text), S_OK);
-    EXPECT_EQ(taken(text), L"the disk is in use");
-    ASSERT_EQ(reason->GetSource(&text), S_OK);
-    EXPECT_EQ(taken(text), L"TestWrap");
+    Travik::ComString text;
+    ASSERT_EQ(reason->GetDescription(text.put()), S_OK);
+    EXPECT_EQ(text.str(), L"the disk is in use");
+    ASSERT_EQ(reason->GetSource(text.put()), S_OK);
+    EXPECT_EQ(text.str(), L"TestWrap");
 }
 
 TEST_F(CallFrame, HoldsTheHostsMutexDuringTheCallOnly)
@@ -92,9 +85,9 @@ TEST_F(CallFrame, AnObjectForwardsToItsView)
 {
     const MachinePtr machine = registered(L"box");
     const ComPtr<MachineObject> shared = object(machine);
-    BSTR name = nullptr;
-    ASSERT_EQ(shared->get_Name(&name), S_OK);
-    EXPECT_EQ(taken(name), L"box");
+    Travik::ComString name;
+    ASSERT_EQ(shared->get_Name(name.put()), S_OK);
+    EXPECT_EQ(name.str(), L"box");
     EXPECT_EQ(shared->get_Name(nullptr), E_POINTER);
     EXPECT_EQ(shared->put_CPUCount(2), Result::invalidVmState); // nobody has locked it
 

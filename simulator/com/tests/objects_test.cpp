@@ -109,10 +109,9 @@ TEST_F(ObjectTest, HardDisksAreThoseThatAreBasedOnNone)
 {
     const MediumPtr base = newDisk(L"base.vdi"), child = newDisk(L"child.vdi");
     child->parent = base->id;
-    SAFEARRAY* disks = nullptr;
-    ASSERT_EQ(make<VirtualBoxObject>(server)->get_HardDisks(&disks), S_OK);
-    EXPECT_EQ(disks->rgsabound[0].cElements, 1u);
-    SafeArrayDestroy(disks);
+    Travik::ComArray disks;
+    ASSERT_EQ(make<VirtualBoxObject>(server)->get_HardDisks(disks.put()), S_OK);
+    EXPECT_EQ(disks.get()->rgsabound[0].cElements, 1u);
 }
 
 TEST_F(ObjectTest, ARuleKeepsItsPortsApart)
@@ -150,11 +149,9 @@ TEST_F(ObjectTest, AnActiveListenerThatIsGoneIsDropped)
 {
     const ComPtr<EventSourceObject> source = make<EventSourceObject>(server, host.events());
     Listener gone(RPC_E_DISCONNECTED), deaf(E_FAIL);
-    SAFEARRAY* types = SafeArrayCreateVector(VT_I4, 0, 1);
-    *static_cast<LONG*>(types->pvData) = EventType::OnExtraDataChanged;
-    ASSERT_EQ(source->RegisterListener(&gone, types, TRUE), S_OK);
-    ASSERT_EQ(source->RegisterListener(&deaf, types, TRUE), S_OK);
-    SafeArrayDestroy(types);
+    const Travik::ComArray types(Travik::toNumberArray({EventType::OnExtraDataChanged}));
+    ASSERT_EQ(source->RegisterListener(&gone, types.get(), TRUE), S_OK);
+    ASSERT_EQ(source->RegisterListener(&deaf, types.get(), TRUE), S_OK);
     {
         const HostLock lock = host.lock();
         host.fire({EventType::OnExtraDataChanged});
@@ -171,10 +168,8 @@ TEST_F(ObjectTest, AnActiveListenerHasProcessedWhatItHandled)
     const ComPtr<EventSourceObject> source = make<EventSourceObject>(server, host.events());
     Listener active(S_OK);
     const auto passive = std::make_shared<int>();
-    SAFEARRAY* types = SafeArrayCreateVector(VT_I4, 0, 1);
-    *static_cast<LONG*>(types->pvData) = EventType::OnShowWindow;
-    ASSERT_EQ(source->RegisterListener(&active, types, TRUE), S_OK);
-    SafeArrayDestroy(types);
+    const Travik::ComArray types(Travik::toNumberArray({EventType::OnShowWindow}));
+    ASSERT_EQ(source->RegisterListener(&active, types.get(), TRUE), S_OK);
     HostLock lock = host.lock();
     host.events()->add(passive, 1, {EventType::OnShowWindow}, false);
     host.fire({EventType::OnShowWindow});

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "automation/com_string.h"
 #include "control.h"
 #include "scratch.h"
 
@@ -107,8 +108,8 @@ void killServer()
     Control().dieIn(L"IVirtualBox::get_Version");
     Microsoft::WRL::ComPtr<IVirtualBox> client;
     if (SUCCEEDED(CoCreateInstance(CLSID_VirtualBox, nullptr, CLSCTX_LOCAL_SERVER, IID_PPV_ARGS(&client)))) {
-        BSTR version = nullptr;
-        client->get_Version(&version);
+        Travik::ComString version;
+        client->get_Version(version.put());
     }
     if (!soon([] { return serverProcess() == 0; }))
         throw std::runtime_error("the server lives on");
