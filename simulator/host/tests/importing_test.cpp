@@ -213,7 +213,7 @@ TEST_F(Importing, ADamagedMachineElementIsRefusedByTheInterpretation)
 
 TEST_F(Importing, OthersHaveTheirTurnWhileManyMachinesAreRegistered)
 {
-    constexpr std::size_t count = 40;
+    constexpr std::size_t count = 15;
     OvfParts parts = withoutDisk();
     for (std::size_t i = 1; i < count; ++i)
         parts.after += "<VirtualSystem ovf:id='other'/>";

@@ -146,16 +146,16 @@ TEST_F(TaskTest, TheThreadsOutliveWhatTheirWorkThrows)
     {
         const HostLock lock = host.lock();
         host.scheduler().after(0, [] { throw std::bad_alloc(); });
-        host.scheduler().after(0, [&] { rolledBack_ = true; });
+        host.scheduler().after(0, [&] {
+            rolledBack_ = true;
+            host.monitor().notify();
+        });
     }
     const ProgressPtr progress = start([] {});
     HostLock lock = host.lock();
     progress->wait(lock, 10000);
     EXPECT_TRUE(progress->isCompleted());
-    EXPECT_TRUE(host.monitor().wait(lock, 1000, [&] {
-        host.monitor().notify();
-        return rolledBack_;
-    }));
+    EXPECT_TRUE(host.monitor().wait(lock, 10000, [&] { return rolledBack_; }));
 }
 
 TEST_F(TaskTest, WithoutMemoryACloneFailsAndTheNextOneSucceeds)
