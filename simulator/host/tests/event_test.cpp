@@ -149,6 +149,22 @@ TEST_F(Events, AListenerCanVetoTheChangeOfExtraData)
     no.join();
 }
 
+TEST_F(Events, AnOperationTellsHowFarItIsAndThatItHasEnded)
+{
+    const MachinePtr machine = registered(L"box");
+    const ProgressPtr progress = launch(machine, session(L"own"));
+    const PassiveListener heard(host, *progress->events());
+    pass(host.scenario().times.spawn);
+    const EventPtr percent = heard.next(EventType::OnProgressPercentageChanged);
+    ASSERT_NE(percent, nullptr);
+    EXPECT_EQ(percent->progressId, progress->id());
+    EXPECT_EQ(percent->percent, 25u) << "the first of two steps, which weigh 1 and 3";
+    pass(host.scenario().times.start);
+    const EventPtr end = heard.next(EventType::OnProgressTaskCompleted);
+    ASSERT_NE(end, nullptr);
+    EXPECT_EQ(end->progressId, progress->id());
+}
+
 TEST_F(Events, WhoDoesNotAnswerInTimeAgrees)
 {
     const auto silent = listen({EventType::OnExtraDataCanChange});

@@ -24,6 +24,32 @@ std::filesystem::path freshFolder()
 
 } // namespace
 
+ResultCode resultOf(const std::function<void()>& work)
+{
+    const auto failure = attempt(work);
+    return failure ? failure->code() : ResultCode(Result::ok);
+}
+
+PassiveListener::PassiveListener(Host& host, EventSource& source, std::vector<std::int32_t> types, ClientId client)
+    : host_(host), source_(source)
+{
+    source.add(identity_, client, std::move(types), false);
+}
+
+EventPtr PassiveListener::next() const
+{
+    HostLock lock = host_.lock();
+    return source_.next(lock, identity_.get(), 0);
+}
+
+EventPtr PassiveListener::next(std::uint32_t type) const
+{
+    EventPtr event = next();
+    while (event && event->type != type)
+        event = next();
+    return event;
+}
+
 Scene::Scene()
     : folder(freshFolder()), host({(folder / "home").wstring(), (folder / "user").wstring(), 4711}, clock, disk)
 {
@@ -67,12 +93,10 @@ MediumPtr Scene::newDisk(const std::wstring& name)
 MachinePtr Scene::withDisk(const std::wstring& name)
 {
     const MachinePtr machine = registered(name);
-    const SessionPtr owner = session(L"maker");
-    const MachineView view = lockedBy(owner, machine);
-    view.addController(L"SATA", Travik::StorageBus::SATA);
-    view.attach({L"SATA", 0, 0}, DeviceKind::hardDisk, newDisk(name + L".vdi"));
-    view.saveSettings();
-    unlockSession(host, owner);
+    change(machine, [&](const MachineView& view) {
+        view.addController(L"SATA", Travik::StorageBus::SATA);
+        view.attach({L"SATA", 0, 0}, DeviceKind::hardDisk, newDisk(name + L".vdi"));
+    });
     return machine;
 }
 
@@ -82,17 +106,39 @@ MachineView Scene::lockedBy(const SessionPtr& session, const MachinePtr& machine
     return MachineView(host, machine, machine->lock);
 }
 
+void Scene::change(const MachinePtr& machine, const std::function<void(const MachineView&)>& changes)
+{
+    const SessionPtr owner = session(L"maker");
+    const MachineView view = lockedBy(owner, machine);
+    changes(view);
+    view.saveSettings();
+    unlockSession(host, owner);
+}
+
 ProgressPtr Scene::launch(const MachinePtr& machine, const SessionPtr& session)
 {
     return launchMachine(host, machine, session, {L"headless", {}});
 }
 
+ProgressPtr Scene::powerUp(const MachinePtr& machine, const SessionPtr& session)
+{
+    ProgressPtr progress = launch(machine, session);
+    pass(host.scenario().times.spawn);
+    pass(host.scenario().times.start);
+    return progress;
+}
+
+void Scene::powerOff(const MachinePtr& machine)
+{
+    powerDown(host, machine);
+    pass(host.scenario().times.stop);
+    pass(host.scenario().times.holdLock);
+}
+
 MachinePtr Scene::running(const std::wstring& name, const SessionPtr& session)
 {
     const MachinePtr machine = registered(name);
-    launch(machine, session);
-    pass(host.scenario().times.spawn);
-    pass(host.scenario().times.start);
+    powerUp(machine, session);
     EXPECT_EQ(machine->state, static_cast<std::uint32_t>(MachineState::Running));
     return machine;
 }

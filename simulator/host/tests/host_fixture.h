@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "host/host.h"
 #include "host/machine_view.h"
@@ -61,6 +64,25 @@ private:
     bool hasRefused_ = false;
 };
 
+/// What some work answers its caller.
+ResultCode resultOf(const std::function<void()>& work);
+
+/// A client's listener. It takes its events without waiting; null when there is none.
+class PassiveListener
+{
+public:
+    PassiveListener(Host& host, EventSource& source, std::vector<std::int32_t> types = {EventType::Any},
+                    ClientId client = 1);
+    EventPtr next() const;
+    /// The next one of that type, passing over others.
+    EventPtr next(std::uint32_t type) const;
+
+private:
+    Host& host_;
+    EventSource& source_;
+    const std::shared_ptr<int> identity_ = std::make_shared<int>();
+};
+
 /// The host in a folder of its own.
 class Scene
 {
@@ -81,7 +103,12 @@ public:
     SessionPtr session(const std::wstring& id, ClientId process = 1) { return host.sessions().get(id, process); }
     /// The machine of a session that locks it.
     MachineView lockedBy(const SessionPtr& session, const MachinePtr& machine);
+    /// Changes a machine as a client does: under a lock, saved, and unlocked again.
+    void change(const MachinePtr& machine, const std::function<void(const MachineView&)>& changes);
     ProgressPtr launch(const MachinePtr& machine, const SessionPtr& session);
+    /// Launches the machine and lets the time of a start pass; likewise for its power-off.
+    ProgressPtr powerUp(const MachinePtr& machine, const SessionPtr& session);
+    void powerOff(const MachinePtr& machine);
     /// A machine that runs, started by that session.
     MachinePtr running(const std::wstring& name, const SessionPtr& session);
 

@@ -16,16 +16,6 @@ namespace {
 using ApplianceWriters::item;
 using ApplianceWriters::OvfParts;
 
-ResultCode resultOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const Failure& failure) {
-        return failure.code();
-    }
-    return Result::ok;
-}
-
 class Importing : public HostTest
 {
 protected:

@@ -1,4 +1,6 @@
 // What is kept of a machine, what is refused, and who hears of it.
+#include <cwctype>
+
 #include "base/files.h"
 #include "base/text.h"
 #include "host/device_views.h"
@@ -13,41 +15,6 @@ namespace {
 class MachineTest : public HostTest
 {
 protected:
-    std::shared_ptr<int> listen(EventSource& source, std::uint32_t type)
-    {
-        auto listener = std::make_shared<int>();
-        source.add(listener, 1, {static_cast<std::int32_t>(type)}, false);
-        return listener;
-    }
-    /// The next event without waiting; null when there is none.
-    EventPtr next(EventSource& source, const std::shared_ptr<int>& listener)
-    {
-        HostLock lock = host.lock();
-        return source.next(lock, listener.get(), 0);
-    }
-    void powerUp(const MachinePtr& machine, const SessionPtr& session)
-    {
-        launch(machine, session);
-        pass(host.scenario().times.spawn);
-        pass(host.scenario().times.start);
-    }
-    void powerOff(const MachinePtr& machine)
-    {
-        powerDown(host, machine);
-        pass(host.scenario().times.stop);
-        pass(host.scenario().times.holdLock);
-    }
-    /// A machine whose state lies in a file.
-    MachinePtr savedMachine(const std::wstring& name)
-    {
-        const MachinePtr machine = registered(name);
-        MachineSettings settings = machine->saved;
-        settings.stateFile = L"Snapshots\\state.sav";
-        host.machines().writeSaved(*machine, settings);
-        host.machines().refreshAccess(*machine);
-        EXPECT_EQ(machine->state, std::uint32_t(MachineState::Saved));
-        return machine;
-    }
     std::string fileOf(const MachinePtr& machine) { return Files::read(machine->file); }
 };
 
@@ -104,28 +71,6 @@ TEST_F(MachineTest, ARunCanNotBeCanceledAnyMore)
     EXPECT_THROW(powerDown(host, machine)->cancel(), Failure) << "a power-off never can";
 }
 
-TEST_F(MachineTest, ASavedMachineIsRestoredAndItsStateIsGone)
-{
-    const MachinePtr machine = savedMachine(L"box");
-    launch(machine, session(L"own"));
-    pass(host.scenario().times.spawn);
-    EXPECT_EQ(machine->state, std::uint32_t(MachineState::Restoring));
-    pass(host.scenario().times.start);
-    EXPECT_EQ(machine->state, std::uint32_t(MachineState::Running));
-    EXPECT_EQ(machine->saved.stateFile, L"");
-    powerOff(machine);
-    EXPECT_EQ(fileOf(machine).find("stateFile"), std::string::npos);
-}
-
-TEST_F(MachineTest, ASavedMachineThatDoesNotStartIsSavedAsBefore)
-{
-    const MachinePtr machine = savedMachine(L"box");
-    host.scenario().launchFailures[L"box"] = {Result::vmError, L"no VT-x"};
-    powerUp(machine, session(L"own"));
-    EXPECT_EQ(machine->state, std::uint32_t(MachineState::Saved));
-    EXPECT_NE(fileOf(machine).find("stateFile"), std::string::npos);
-}
-
 TEST_F(MachineTest, TransientPropertiesEndWithTheRun)
 {
     const MachinePtr machine = running(L"box", session(L"own"));
@@ -169,23 +114,23 @@ TEST_F(MachineTest, ChangesThatWereNotSavedEndWithTheLock)
 TEST_F(MachineTest, AFatalErrorPausesTheMachine)
 {
     const MachinePtr machine = running(L"box", session(L"own"));
-    const auto listener = listen(*machine->vm()->events, EventType::OnRuntimeError);
+    const PassiveListener heard(host, *machine->vm()->events, {EventType::OnRuntimeError});
     raiseRuntimeError(host, *machine, {false, L"a", L"warning"});
     EXPECT_EQ(machine->state, std::uint32_t(MachineState::Running));
     raiseRuntimeError(host, *machine, {true, L"b", L"full"});
     EXPECT_EQ(machine->state, std::uint32_t(MachineState::Paused));
-    EXPECT_FALSE(next(*machine->vm()->events, listener)->flag);
-    EXPECT_TRUE(next(*machine->vm()->events, listener)->flag);
+    EXPECT_FALSE(heard.next()->flag);
+    EXPECT_TRUE(heard.next()->flag);
 }
 
 TEST_F(MachineTest, LocksSavesExtraDataAndRemovalsAreTold)
 {
     EventSource& source = *host.events();
     const MachinePtr machine = registered(L"box");
-    const auto sessions = listen(source, EventType::OnSessionStateChanged);
-    const auto data = listen(source, EventType::OnMachineDataChanged);
-    const auto extra = listen(source, EventType::OnExtraDataChanged);
-    const auto registration = listen(source, EventType::OnMachineRegistered);
+    const PassiveListener sessions(host, source, {EventType::OnSessionStateChanged});
+    const PassiveListener data(host, source, {EventType::OnMachineDataChanged});
+    const PassiveListener extra(host, source, {EventType::OnExtraDataChanged});
+    const PassiveListener registration(host, source, {EventType::OnMachineRegistered});
     const SessionPtr own = session(L"own");
     const MachineView view = lockedBy(own, machine);
     view.setMemory(777);
@@ -194,8 +139,8 @@ TEST_F(MachineTest, LocksSavesExtraDataAndRemovalsAreTold)
     host.machines().setExtraData(*machine, L"Key", L"value");
     host.machines().remove(machine);
 
-    const auto tell = [&](const std::shared_ptr<int>& listener) {
-        const EventPtr event = next(source, listener);
+    const auto tell = [&](const PassiveListener& listener) {
+        const EventPtr event = listener.next();
         EXPECT_TRUE(event);
         EXPECT_EQ(event ? event->machineId : L"", machine->id);
         return event ? *event : Event();
@@ -214,11 +159,11 @@ TEST_F(MachineTest, ASharedFolderOfTheConsoleIsToldAndMustBeThere)
 {
     const MachinePtr machine = running(L"box", session(L"own"));
     const ConsoleView console(host, machine, machine->lock);
-    const auto listener = listen(*machine->vm()->events, EventType::OnSharedFolderChanged);
+    const PassiveListener heard(host, *machine->vm()->events, {EventType::OnSharedFolderChanged});
     EXPECT_THROW(console.createSharedFolder({L"x", path(L"none"), false, false, L""}), Failure);
-    EXPECT_EQ(next(*machine->vm()->events, listener), nullptr);
+    EXPECT_EQ(heard.next(), nullptr);
     console.createSharedFolder({L"x", path(L"home"), false, false, L""});
-    EXPECT_NE(next(*machine->vm()->events, listener), nullptr);
+    EXPECT_NE(heard.next(), nullptr);
 }
 
 TEST_F(MachineTest, AHostIsBusyWhileAMachineRuns)
@@ -346,6 +291,56 @@ TEST_F(MachineTest, PropertiesFollowTheirFlags)
     EXPECT_EQ(matching(L"/*"), 2u);
     EXPECT_EQ(matching(L"/?c|/a"), 2u);
     EXPECT_EQ(matching(L"?"), 0u);
+}
+
+TEST_F(MachineTest, AMachineIsFoundByItsSettingsFile)
+{
+    const MachinePtr machine = registered(L"box");
+    EXPECT_EQ(host.machines().find(machine->file), machine);
+    std::wstring other = machine->file;
+    for (wchar_t& c : other)
+        c = c == L'\\' ? L'/' : static_cast<wchar_t>(std::towupper(c));
+    EXPECT_EQ(host.machines().find(other), machine) << "in any case, with either slash";
+    EXPECT_EQ(resultOf([&] { host.machines().find(L"box.vbox"); }), Result::objectNotFound) << "only the full path";
+    EXPECT_EQ(resultOf([&] { host.machines().find(L"00000000-0000-0000-0000-000000000000"); }), Result::objectNotFound);
+}
+
+TEST_F(MachineTest, ASettingsFileIsNotOpenedWhileItsMachineIsRegistered)
+{
+    const MachinePtr machine = registered(L"box");
+    EXPECT_EQ(resultOf([&] { host.machines().open(machine->file); }), Result::fail);
+    host.machines().remove(machine);
+    EXPECT_EQ(host.machines().open(machine->file)->id, machine->id);
+}
+
+TEST_F(MachineTest, TheBootOrderIsChangedPlaceByPlace)
+{
+    const MachinePtr machine = registered(L"box");
+    const MachineView view = lockedBy(session(L"own"), machine);
+    EXPECT_EQ(view.bootDevice(1), DeviceKind::floppy);
+    view.setBootDevice(1, DeviceKind::hardDisk);
+    view.setBootDevice(3, 0);
+    view.saveSettings();
+    EXPECT_EQ(machine->saved.bootOrder, (BootOrder{DeviceKind::hardDisk, DeviceKind::dvd, 0, 0}));
+    EXPECT_EQ(resultOf([&] { view.setBootDevice(5, 1); }), Result::invalidArgument);
+    EXPECT_EQ(resultOf([&] { view.bootDevice(0); }), Result::invalidArgument);
+    EXPECT_EQ(resultOf([&] { view.setBootDevice(1, 5); }), Result::notImplemented) << "USB";
+    EXPECT_EQ(resultOf([&] { MachineView(host, machine).setBootDevice(1, 1); }), Result::invalidVmState);
+}
+
+TEST_F(MachineTest, SharedFoldersAreChangedUntilTheyAreRemoved)
+{
+    const MachinePtr machine = registered(L"box");
+    const MachineView view = lockedBy(session(L"own"), machine);
+    SharedFolderSettings shared{L"f", path(L"f"), false, false, L""};
+    view.createSharedFolder(shared);
+    shared.writable = true;
+    shared.autoMountPoint = L"X:";
+    view.replaceSharedFolder(shared);
+    EXPECT_TRUE(view.settings().sharedFolders.at(0).writable);
+    EXPECT_EQ(view.settings().sharedFolders.at(0).autoMountPoint, L"X:");
+    view.removeSharedFolder(L"f");
+    EXPECT_EQ(resultOf([&] { view.replaceSharedFolder(shared); }), Result::accessDenied);
 }
 
 } // namespace VBoxSim

@@ -1,16 +1,21 @@
-#include <cwctype>
-
+// Media: what is known of them, how they are made and deleted, and who has them.
 #include "base/files.h"
 #include "host/cloning.h"
 #include "host/deletion.h"
 #include "host/device_views.h"
-#include "host/error_mapping.h"
+#include "host/medium_creation.h"
 #include "host/vm_life.h"
 #include "host_fixture.h"
 #include "image_writers.h"
 #include "images/image.h"
 
 namespace VBoxSim {
+
+namespace {
+
+constexpr std::int64_t megabyte = 1 << 20;
+
+} // namespace
 
 TEST_F(HostTest, AMediumIsKnownByItsPlaceAndItsUuid)
 {
@@ -21,6 +26,15 @@ TEST_F(HostTest, AMediumIsKnownByItsPlaceAndItsUuid)
     EXPECT_THROW(host.media().open(path(L"copy.vdi"), DeviceKind::hardDisk, false), Failure);
     const MediumPtr copy = host.media().open(path(L"copy.vdi"), DeviceKind::hardDisk, true);
     EXPECT_NE(copy->id, medium->id);
+}
+
+TEST_F(HostTest, AMediumIsOpenedByItsIdentifier)
+{
+    const MediumPtr medium = newDisk(L"a.vdi");
+    EXPECT_EQ(host.media().open(medium->id, DeviceKind::hardDisk, false), medium);
+    EXPECT_EQ(
+        resultOf([&] { host.media().open(L"5a1b2c3d-0000-4000-8000-00000000000f", DeviceKind::hardDisk, false); }),
+        Result::fileError);
 }
 
 TEST_F(HostTest, AMediumInUseIsNeitherClosedNorDeleted)
@@ -97,11 +111,9 @@ TEST_F(HostTest, OnlyTheFullCleanupReturnsWhatADriveHolds)
     ImageWriters::writeFile(folder / "a.iso", ImageWriters::makeContent(1 << 20, 1));
     for (const std::uint32_t mode : {Travik::CleanupMode::DetachAllReturnHardDisksOnly, Travik::CleanupMode::Full}) {
         const MachinePtr machine = withDisk(L"box");
-        const SessionPtr own = session(L"own");
-        const MachineView view = lockedBy(own, machine);
-        view.attach({L"SATA", 1, 0}, DeviceKind::dvd, host.media().open(path(L"a.iso"), DeviceKind::dvd, false));
-        view.saveSettings();
-        unlockSession(host, own);
+        change(machine, [&](const MachineView& view) {
+            view.attach({L"SATA", 1, 0}, DeviceKind::dvd, host.media().open(path(L"a.iso"), DeviceKind::dvd, false));
+        });
         const std::vector<MediumPtr> media = unregisterMachine(host, machine, mode);
         EXPECT_EQ(media.size(), mode == Travik::CleanupMode::Full ? 2u : 1u);
         finish(deleteMachine({host, machine}, media));
@@ -122,12 +134,10 @@ TEST_F(HostTest, ACloneHasItsOwnDisksAddressesAndIdentity)
 {
     const MachinePtr source = withDisk(L"box"), nat = newMachine(L"nat"), all = newMachine(L"all"),
                      fresh = newMachine(L"fresh");
-    const SessionPtr own = session(L"own");
-    const MachineView view = lockedBy(own, source);
-    view.attach({L"SATA", 1, 0}, DeviceKind::hardDisk, newDisk(L"second.vdi"));
-    NetworkAdapterView(view, 1).setAttachment(Travik::NetworkAttachmentType::Bridged);
-    view.saveSettings();
-    unlockSession(host, own);
+    change(source, [&](const MachineView& view) {
+        view.attach({L"SATA", 1, 0}, DeviceKind::hardDisk, newDisk(L"second.vdi"));
+        NetworkAdapterView(view, 1).setAttachment(Travik::NetworkAttachmentType::Bridged);
+    });
     const auto clone = [&](const MachinePtr& target, std::vector<std::int32_t> options) {
         finish(cloneMachine({host, source}, {host, target}, Travik::CloneMode::MachineState, options));
         return target->saved;
@@ -155,12 +165,10 @@ TEST_F(HostTest, AClonedChildIsBasedOnTheClonedParent)
     createVdi(path(L"disks\\child.vdi"), 1 << 20, {L"", base->id, probeImage(base->location).modificationUuid});
     const MediumPtr child = host.media().open(path(L"disks\\child.vdi"), DeviceKind::hardDisk, false);
     const MachinePtr source = registered(L"box"), target = newMachine(L"copy");
-    const SessionPtr own = session(L"own");
-    const MachineView view = lockedBy(own, source);
-    view.addController(L"SATA", Travik::StorageBus::SATA);
-    view.attach({L"SATA", 0, 0}, DeviceKind::hardDisk, child);
-    view.saveSettings();
-    unlockSession(host, own);
+    change(source, [&](const MachineView& view) {
+        view.addController(L"SATA", Travik::StorageBus::SATA);
+        view.attach({L"SATA", 0, 0}, DeviceKind::hardDisk, child);
+    });
     finish(cloneMachine({host, source}, {host, target}, Travik::CloneMode::AllStates, {}));
     ASSERT_EQ(target->saved.media.size(), 2u);
     const MediumPtr copy = host.media().find(target->saved.controllers.at(0).attachments.at(0).medium);
@@ -177,32 +185,11 @@ TEST_F(HostTest, ARunningMachineIsNotCloned)
                  Failure);
 }
 
-TEST_F(HostTest, APortInUseStays)
-{
-    const MachinePtr machine = registered(L"box");
-    const MachineView view = lockedBy(session(L"own"), machine);
-    view.addController(L"SATA", Travik::StorageBus::SATA);
-    StorageControllerView controller(view, L"SATA");
-    controller.setPortCount(4);
-    EXPECT_THROW(view.attach({L"SATA", 4, 0}, DeviceKind::dvd, nullptr), Failure) << "behind the last one";
-    EXPECT_THROW(view.attach({L"SATA", 0, 1}, DeviceKind::dvd, nullptr), Failure) << "SATA has one device a port";
-    view.attach({L"SATA", 2, 0}, DeviceKind::hardDisk, newDisk(L"a.vdi"));
-    EXPECT_THROW(controller.setPortCount(2), Failure);
-    EXPECT_NO_THROW(controller.setPortCount(3));
-    view.setDiscard({L"SATA", 2, 0}, true);
-    EXPECT_TRUE(view.attachment({L"SATA", 2, 0}).discard);
-    EXPECT_FALSE(view.attachment({L"SATA", 2, 0}).nonRotational);
-    view.setNonRotational({L"SATA", 2, 0}, true);
-    EXPECT_TRUE(view.attachment({L"SATA", 2, 0}).nonRotational);
-}
-
 TEST_F(HostTest, ARunningMachineHoldsItsDisk)
 {
     const MachinePtr machine = withDisk(L"box");
     const MediumPtr medium = host.media().find(machine->saved.media.at(0).id);
-    launch(machine, session(L"own"));
-    pass(host.scenario().times.spawn);
-    pass(host.scenario().times.start);
+    powerUp(machine, session(L"own"));
     EXPECT_EQ(host.media().stateOf(*medium), static_cast<std::uint32_t>(MediumState::LockedWrite));
     crashMachine(host, *machine);
     EXPECT_EQ(host.media().stateOf(*medium), static_cast<std::uint32_t>(MediumState::Created));
@@ -212,22 +199,9 @@ TEST_F(HostTest, AMachineWhoseDiskIsGoneDoesNotStart)
 {
     const MachinePtr machine = withDisk(L"box");
     std::filesystem::remove(machine->saved.media.at(0).location);
-    const ProgressPtr progress = launch(machine, session(L"own"));
-    pass(host.scenario().times.spawn);
-    pass(host.scenario().times.start);
+    const ProgressPtr progress = powerUp(machine, session(L"own"));
     EXPECT_EQ(progress->result(), Result::fileError);
     EXPECT_EQ(machine->state, static_cast<std::uint32_t>(MachineState::PoweredOff));
-}
-
-TEST_F(HostTest, AMachineIsFoundByItsSettingsFile)
-{
-    const MachinePtr machine = registered(L"box");
-    EXPECT_EQ(host.machines().find(machine->file), machine);
-    std::wstring other = machine->file;
-    for (wchar_t& c : other)
-        c = c == L'\\' ? L'/' : static_cast<wchar_t>(std::towupper(c));
-    EXPECT_EQ(host.machines().find(other), machine) << "in any case, with either slash";
-    EXPECT_THROW(host.machines().find(L"box.vbox"), Failure) << "only the full path";
 }
 
 TEST_F(HostTest, AMachineUsesAMediumOnceHoweverOftenItIsRegistered)
@@ -240,6 +214,74 @@ TEST_F(HostTest, AMachineUsesAMediumOnceHoweverOftenItIsRegistered)
         host.machines().add(machine);
         EXPECT_EQ(host.media().machinesUsing(medium).size(), 1u);
     }
+}
+
+TEST_F(HostTest, AMediumGetsStorage)
+{
+    const MediumPtr medium = createMedium(host, L"", path(L"new\\disk.vdi"), DeviceKind::hardDisk);
+    EXPECT_EQ(medium->state, static_cast<std::uint32_t>(MediumState::NotCreated));
+    EXPECT_EQ(host.media().find(medium->id), nullptr) << "nobody knows it yet";
+    const ProgressPtr progress = createBaseStorage(host, medium, 8 * megabyte, 0);
+    EXPECT_EQ(medium->state, static_cast<std::uint32_t>(MediumState::Creating));
+    finish(progress);
+    EXPECT_EQ(medium->state, static_cast<std::uint32_t>(MediumState::Created));
+    EXPECT_EQ(medium->logicalSize, 8 * megabyte);
+    EXPECT_EQ(host.media().find(medium->id), medium);
+    const ImageInfo info = probeImage(medium->location);
+    EXPECT_EQ(info.format, ImageFormat::Vdi);
+    EXPECT_EQ(info.logicalSize, static_cast<std::uint64_t>(8 * megabyte));
+}
+
+TEST_F(HostTest, StorageThatCannotBeMadeLeavesTheMediumAsItWas)
+{
+    std::filesystem::create_directory(path(L"taken.vdi"));
+    const MediumPtr medium = createMedium(host, L"VDI", path(L"taken.vdi"), DeviceKind::hardDisk);
+    EXPECT_EQ(resultOf([&] { finish(createBaseStorage(host, medium, megabyte, 0)); }), Result::fileError);
+    EXPECT_EQ(medium->state, static_cast<std::uint32_t>(MediumState::NotCreated));
+    EXPECT_TRUE(medium->id.empty());
+    EXPECT_TRUE(std::filesystem::exists(path(L"taken.vdi"))) << "what was there stays";
+}
+
+TEST_F(HostTest, AMediumIsMadeInEachFormatDynamicOrFixed)
+{
+    constexpr std::uint32_t fixed = 0x10000;
+    for (const wchar_t* format : {L"VDI", L"VMDK", L"VHD"})
+        for (const std::uint32_t variant : {0u, fixed}) {
+            const MediumPtr medium = createMedium(host, format, path(L"made\\"), DeviceKind::hardDisk);
+            finish(createBaseStorage(host, medium, 3 * megabyte, variant));
+            const ImageInfo info = probeImage(medium->location);
+            EXPECT_EQ(formatName(info.format), std::wstring(format));
+            EXPECT_EQ(info.variant, variant);
+            EXPECT_EQ(info.uuid, medium->id);
+            EXPECT_TRUE(Files::nameOf(medium->location).starts_with(L"{")) << "a folder is no name";
+        }
+    const MediumPtr medium = createMedium(host, L"VDI", path(L"a.vdi"), DeviceKind::hardDisk);
+    EXPECT_EQ(resultOf([&] { createBaseStorage(host, medium, megabyte, 1); }), Result::notSupported);
+}
+
+TEST_F(HostTest, AMediumOfAFormatThatIsOnlyReadIsTakenForOneThatExists)
+{
+    const MediumPtr medium = createMedium(host, L"VHDX", path(L"a.vhdx"), DeviceKind::hardDisk);
+    EXPECT_EQ(medium->state, static_cast<std::uint32_t>(MediumState::Inaccessible));
+    EXPECT_EQ(host.media().find(medium->id), medium);
+    EXPECT_EQ(resultOf([&] { createBaseStorage(host, medium, megabyte, 0); }), Result::invalidObjectState);
+}
+
+TEST_F(HostTest, MediaAreRefusedAsVirtualBoxRefusesThem)
+{
+    const auto create = [&](const wchar_t* format, const std::wstring& location, std::uint32_t type) {
+        return resultOf([&] { createMedium(host, format, location, type); });
+    };
+    EXPECT_EQ(create(L"VDI", L"", DeviceKind::hardDisk), Result::fail);
+    EXPECT_EQ(create(L"VDI", L"relative.vdi", DeviceKind::hardDisk), Result::fileError);
+    EXPECT_EQ(create(L"nonsense", path(L"a.x"), DeviceKind::hardDisk), Result::invalidArgument);
+    EXPECT_EQ(create(L"", path(L"a.iso"), DeviceKind::dvd), Result::invalidArgument);
+    EXPECT_EQ(create(L"VDI", path(L"a.vdi"), 7), Result::invalidArgument);
+
+    const MediumPtr medium = createMedium(host, L"vdi", path(L"a.vdi"), DeviceKind::hardDisk);
+    EXPECT_EQ(resultOf([&] { createBaseStorage(host, medium, -1, 0); }), Result::invalidArgument);
+    finish(createBaseStorage(host, medium, megabyte, 0));
+    EXPECT_EQ(resultOf([&] { createBaseStorage(host, medium, megabyte, 0); }), Result::invalidObjectState);
 }
 
 } // namespace VBoxSim

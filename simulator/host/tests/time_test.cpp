@@ -7,13 +7,6 @@ namespace VBoxSim {
 
 namespace {
 
-/// Takes its own listener's next event without waiting; null when there is none.
-EventPtr next(Host& host, EventSource& source, const void* listener)
-{
-    HostLock lock = host.lock();
-    return source.next(lock, listener, 0);
-}
-
 class MachineTime : public HostTest
 {
 protected:
@@ -97,9 +90,7 @@ TEST_F(MachineTime, ALaunchThatFailsInsideFreesTheSessionAtOnce)
     const MachinePtr machine = registered(L"box");
     const SessionPtr own = session(L"own");
     host.scenario().launchFailures[L"box"] = {Result::vmError, L"no VT-x"};
-    const ProgressPtr progress = launch(machine, own);
-    pass(host.scenario().times.spawn);
-    pass(host.scenario().times.start);
+    const ProgressPtr progress = powerUp(machine, own);
     EXPECT_EQ(progress->result(), Result::vmError);
     EXPECT_EQ(machine->state, static_cast<std::uint32_t>(MachineState::PoweredOff));
     host.scenario().launchFailures.clear();
@@ -118,9 +109,7 @@ TEST_F(MachineTime, ALaunchThatRunsOutOfMemoryFreesTheSessionAtOnce)
     EXPECT_EQ(stateOf(own), static_cast<std::uint32_t>(SessionState::Unlocked));
     EXPECT_EQ(machine->sessionState, static_cast<std::uint32_t>(SessionState::Unlocked));
     disk.allowAll();
-    launch(machine, own);
-    pass(host.scenario().times.spawn);
-    pass(host.scenario().times.start);
+    powerUp(machine, own);
     EXPECT_EQ(machine->state, static_cast<std::uint32_t>(MachineState::Running));
 }
 
@@ -169,20 +158,17 @@ TEST_F(MachineTime, WhatADeadClientHeldIsFree)
     const MachinePtr held = registered(L"held"), shared = running(L"shared", session(L"launcher", 1));
     lockedBy(session(L"writer", 2), held);
     lockMachine(host, shared, session(L"guest", 2), Travik::LockType::Shared);
-    const auto own = std::make_shared<int>(), foreign = std::make_shared<int>();
-    const std::vector<std::int32_t> all{EventType::Any};
-    host.events()->add(own, 2, all, false);
-    host.events()->add(foreign, 3, all, false);
-    shared->vm()->events->add(own, 2, all, false);
+    const PassiveListener own(host, *host.events(), {EventType::Any}, 2),
+        foreign(host, *host.events(), {EventType::Any}, 3), ofVm(host, *shared->vm()->events, {EventType::Any}, 2);
 
     host.dropClient(2);
     EXPECT_EQ(held->state, static_cast<std::uint32_t>(MachineState::Aborted));
     EXPECT_EQ(held->sessionState, static_cast<std::uint32_t>(SessionState::Unlocked));
     EXPECT_EQ(shared->state, static_cast<std::uint32_t>(MachineState::Running));
     EXPECT_EQ(shared->lock->guests.size(), 1u); // the launcher
-    EXPECT_THROW(next(host, *host.events(), own.get()), Failure);
-    EXPECT_THROW(next(host, *shared->vm()->events, own.get()), Failure);
-    EXPECT_NE(next(host, *host.events(), foreign.get()), nullptr);
+    EXPECT_THROW(own.next(), Failure);
+    EXPECT_THROW(ofVm.next(), Failure);
+    EXPECT_NE(foreign.next(), nullptr);
     EXPECT_EQ(host.sessions().find(L"writer"), nullptr);
 }
 
