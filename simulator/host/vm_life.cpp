@@ -333,7 +333,7 @@ void discardSavedState(Host& host, Machine& machine, bool removeFile)
     writeStateFile(host, machine, L"");
     host.machines().setState(machine, MachineState::PoweredOff);
     if (removeFile)
-        host.disk().remove(path); // VirtualBox does not tell either when this fails
+        attempt([&] { host.disk().remove(path); }); // VirtualBox does not tell either when this fails
 }
 
 void adoptSavedState(Host& host, Machine& machine, const std::wstring& file)

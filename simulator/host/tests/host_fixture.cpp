@@ -152,7 +152,7 @@ std::wstring Scene::seen(Host& host)
     for (const MachinePtr& machine : host.machines().all()) {
         const MachineSettings& shown = machine->saved;
         text += machine->id + L" " + machine->file + (machine->accessError ? L" inaccessible " : L" ") + shown.name;
-        text += L" memory " + std::to_wstring(shown.memoryMegabytes);
+        text += L" memory " + std::to_wstring(shown.memoryMegabytes) + L" state file " + shown.stateFile;
         for (const auto& [key, value] : shown.extraData)
             text += L" " + key + L"=" + value;
         for (const StorageControllerSettings& controller : shown.controllers)
