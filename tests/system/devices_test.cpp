@@ -163,8 +163,21 @@ TEST_F(Devices, AdaptersGoBySlot)
 {
     const VBoxHandle machine = find(Machines::player);
     VBoxHandle adapter = 0;
-    for (std::uint32_t slot = 0; slot < 8; ++slot)
-        EXPECT_TRUE(done(sdk.getNetworkAdapter(machine, slot, &adapter))) << slot;
+    const VBoxHandle own = lockForWriting(machine);
+    for (std::uint32_t slot = 0; slot < 8; ++slot) {
+        EXPECT_TRUE(done(sdk.getNetworkAdapter(own, slot, &adapter))) << slot;
+        const auto nat = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::getNATEngine, adapter);
+        const std::wstring name = L"of slot " + std::to_wstring(slot);
+        EXPECT_TRUE(done(sdk.addRedirect(nat, name, NATProtocol::TCP, L"", 5555, L"", 5555)));
+    }
+    saveAndUnlock(own);
+    const std::string text = playerFile();
+    for (int slot = 0; slot < 8; ++slot) {
+        const std::size_t element = text.find("<Adapter slot=\"" + std::to_string(slot));
+        ASSERT_NE(element, std::string::npos);
+        EXPECT_THAT(text.substr(element, text.find("</Adapter>", element) - element),
+                    HasSubstr("name=\"of slot " + std::to_string(slot)));
+    }
     VBoxHandle other = 77;
     EXPECT_TRUE(refused(sdk.getNetworkAdapter(machine, 8, &other), GetNetworkAdapterFail, Result::InvalidArg));
     EXPECT_TRUE(

@@ -1,5 +1,7 @@
 // Events that a front end pulls.
 
+#include <set>
+
 #include "harness/running_machine.h"
 
 namespace TravikTest {
@@ -154,12 +156,16 @@ TEST_F(Events, AWildcardListensToAll)
 {
     listen({VBoxEventType::Any});
     control().pause(Machines::player);
-    bool seen = false;
+    control().runtimeError(Machines::player, false, L"HostMemoryLow", L"low");
+    check(sdk, sdk.consoleCreateSharedFolder(console, L"share", world().folder().wstring(), 1, 1));
+    std::set<std::uint32_t> seen;
     for (VBoxHandle event = nextEvent(500); event != 0; event = nextEvent(100)) {
-        seen = seen || typeOf(event) == VBoxEventType::OnStateChanged;
+        seen.insert(typeOf(event));
         finish(event);
     }
-    EXPECT_TRUE(seen);
+    EXPECT_TRUE(seen.contains(VBoxEventType::OnStateChanged));
+    EXPECT_TRUE(seen.contains(VBoxEventType::OnRuntimeError));
+    EXPECT_TRUE(seen.contains(VBoxEventType::OnSharedFolderChanged));
 }
 
 TEST_F(Events, AnEmptyListListensToNothing)

@@ -226,6 +226,26 @@ TEST_F(ForeignListener, LearnsWhichGuestPropertyAndWhichRuleChanged)
     EXPECT_EQ(text(property, &IGuestPropertyChangedEvent::get_Value), L"x");
     ComPtr<IMachineEvent> aboutAMachine;
     EXPECT_EQ(property.As(&aboutAMachine), S_OK);
+
+    const auto adapter = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::getNetworkAdapter, machine, 1u);
+    const auto nat = ask<VBoxHandle>(sdk, &VBoxInstanceImpl::getNATEngine, adapter);
+    ASSERT_TRUE(done(sdk.addRedirect(nat, L"adb", NATProtocol::UDP, L"127.0.0.1", 5555, L"10.0.2.15", 5556)));
+    const auto rule = next<INATRedirectEvent>();
+    ASSERT_TRUE(rule);
+    EXPECT_EQ(text(rule, &INATRedirectEvent::get_Name), L"adb");
+    EXPECT_EQ(text(rule, &INATRedirectEvent::get_HostIP), L"127.0.0.1");
+    EXPECT_EQ(text(rule, &INATRedirectEvent::get_GuestIP), L"10.0.2.15");
+    ULONG slot = 77;
+    BOOL removed = TRUE;
+    LONG hostPort = 0, guestPort = 0;
+    EXPECT_EQ(rule->get_Slot(&slot), S_OK);
+    EXPECT_EQ(rule->get_Remove(&removed), S_OK);
+    EXPECT_EQ(rule->get_HostPort(&hostPort), S_OK);
+    EXPECT_EQ(rule->get_GuestPort(&guestPort), S_OK);
+    EXPECT_EQ(slot, 1u);
+    EXPECT_FALSE(removed);
+    EXPECT_EQ(hostPort, 5555);
+    EXPECT_EQ(guestPort, 5556);
     ASSERT_TRUE(done(sdk.unlockMachine()));
 }
 

@@ -208,21 +208,21 @@ TEST_F(MachineFiles, RenameToANameThatIsTakenFailsWhenItIsSaved)
 // Names that file systems take unkindly: kept to the letter or refused, never half.
 TEST_F(MachineFiles, DifficultNamesAreKeptOrRefused)
 {
-    std::vector<std::wstring> kept;
-    std::vector<std::wstring> notTaken;
+    const std::vector<std::wstring> kept = {L"blank at the end ", L"dot at the end.", L" blank at the begin",
+                                            std::wstring(200, L'x'), L"CON"};
+    const std::vector<std::wstring> notTaken = {std::wstring(260, L'\u957f'), L"a<b>&\"c\""};
     int number = 0;
-    for (const std::wstring& name :
-         {std::wstring(L"blank at the end "), std::wstring(L"dot at the end."), std::wstring(L" blank at the begin"),
-          std::wstring(260, L'\u957f'), std::wstring(200, L'x'), std::wstring(L"CON"), std::wstring(L"a<b>&\"c\"")}) {
-        SCOPED_TRACE(utf8(name));
+    const auto save = [&](const std::wstring& name) {
         const VBoxHandle machine = create(L"plain " + std::to_wstring(++number));
-        if (sdk.setVmName(machine, name) == 0 && sdk.saveSettings(machine) == 0 && sdk.registerMachine(machine) == 0) {
-            kept.push_back(name);
-        } else {
-            EXPECT_NE(sdk.getVBoxError(), 0u);
-            notTaken.push_back(name);
-        }
-    }
+        check(sdk, sdk.saveSettings(machine)); // from now on a new name moves files
+        check(sdk, sdk.setVmName(machine, name));
+        check(sdk, sdk.saveSettings(machine));
+        check(sdk, sdk.registerMachine(machine));
+    };
+    for (const std::wstring& name : kept)
+        EXPECT_NO_THROW(save(name)) << utf8(name);
+    for (const std::wstring& name : notTaken)
+        EXPECT_THROW(save(name), SdkError) << utf8(name);
     restartServer();
     for (const std::wstring& name : kept) {
         SCOPED_TRACE(utf8(name));
@@ -266,6 +266,7 @@ TEST_F(MachineFiles, CloneCopiesSettingsAndDisks)
     EXPECT_EQ(uuidOf(clone), targetId);
     EXPECT_THAT(textOf(L"Clone \u514b\u9686"), HasSubstr("<CPU count=\"2\""));
     EXPECT_THAT(textOf(L"Clone \u514b\u9686"), HasSubstr("RAMSize=\"1024\""));
+    EXPECT_THAT(textOf(L"Clone \u514b\u9686"), HasSubstr("MACAddress=\"080027"));
     EXPECT_EQ(textOf(L"Clone \u514b\u9686").find("0800271A2B3C"), std::string::npos) << "a network address of its own";
     VBoxHandle medium = 0;
     ASSERT_TRUE(done(sdk.getCurrentMedium(clone, L"SATA", 0, 0, &medium)));
@@ -396,10 +397,19 @@ TEST_F(MachineFiles, SavingKeepsWhatTheStandInDoesNotKnow)
 
 TEST_F(MachineFiles, SaveIsRefusedWhenTheFileCannotBeWritten)
 {
-    const VBoxHandle own = lockForWriting(find(Machines::player));
+    const VBoxHandle machine = find(Machines::player);
+    const VBoxHandle own = lockForWriting(machine);
+    const std::string before = textOf(Machines::player);
     EXPECT_TRUE(done(sdk.setMachineMemory(own, 512)));
-    control().fail(L"IMachine::SaveSettings", Result::FileError);
+    EXPECT_TRUE(done(sdk.setVmName(own, L"Renamed")));
+    const HANDLE held = CreateFileW(world().machineFile(Machines::player).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                    nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(held, INVALID_HANDLE_VALUE);
     EXPECT_TRUE(refused(sdk.saveSettings(own), SaveSettingsFail, Result::FileError));
+    CloseHandle(held);
+    EXPECT_EQ(textOf(Machines::player), before);
+    EXPECT_EQ(nameOf(machine), Machines::player) << "others see what was";
+    EXPECT_TRUE(done(sdk.setVmName(own, Machines::player)));
     EXPECT_TRUE(done(sdk.saveSettings(own))) << "the changes are still there";
     EXPECT_TRUE(done(sdk.unlockMachine()));
     EXPECT_THAT(textOf(Machines::player), HasSubstr("RAMSize=\"512\""));

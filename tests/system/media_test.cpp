@@ -208,7 +208,12 @@ TEST_F(Media, ARefusedMarkIsLoggedOnly)
     control().fail(L"IMachine::NonRotationalDevice", Result::InvalidVMState);
     EXPECT_TRUE(done(sdk.attachMedium(own, open(loose()), L"SATA", 2, 0)));
     EXPECT_EQ(sdk.getVBoxError(), 0u);
+    EXPECT_TRUE(done(sdk.saveSettings(own)));
     EXPECT_TRUE(done(sdk.unlockMachine()));
+    const std::string text = readFile(world().machineFile(Machines::player));
+    EXPECT_THAT(text, HasSubstr(utf8(otherId)));
+    EXPECT_THAT(text, testing::Not(HasSubstr("nonrotational=")));
+    EXPECT_THAT(text, testing::Not(HasSubstr("discard=")));
 }
 
 TEST_F(Media, AttachIsRefused)

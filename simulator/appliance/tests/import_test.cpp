@@ -91,7 +91,7 @@ ImportSurroundings surroundings()
     result.baseFolder = vms;
     result.isFileTaken = [](const std::filesystem::path&) { return false; };
     result.findOsType = [](const std::wstring& type) {
-        return type == L"Ubuntu_64" ? std::optional(ImportOsType{1024, 3}) : std::nullopt;
+        return type == L"Ubuntu_64" ? std::optional(ImportOsType{1536, 3}) : std::nullopt;
     };
     result.readMachine = [](const std::string& text) {
         const Xml::DocumentPtr document = Xml::parse(text);
@@ -311,18 +311,26 @@ TEST_F(Import, DamagedGzipLeavesNothing)
     bad = good;
     bad.push_back('x'); // neither padding nor another stream
     EXPECT_EQ(result(bad), Result::iprtError);
+}
 
-    CreatedFiles created;
-    const Appliance appliance(put("z.ova", Tar().add("z.ovf", makeOvf(parts)).add("d.gz", good).finish()));
+TEST_F(Import, CanBeCanceledAtEveryStepOfAPackedDisk)
+{
+    OvfParts parts;
+    parts.references = "<File ovf:id='file1' ovf:href='d.gz' ovf:compression='gzip'/>";
+    const Appliance appliance(put("z.ova", Tar().add("z.ovf", makeOvf(parts)).add("d.gz", gzipped(disk_)).finish()));
     const auto before = listing();
-    for (int stop = 1; stop < 6; ++stop) {
+    int steps = 0;
+    {
+        CreatedFiles created;
+        appliance.importDisks({toVdi()}, created, [&](auto, auto) { return ++steps > 0; });
+    }
+    EXPECT_GT(steps, 3) << "the unpacking, the parts of the disk, the end";
+    for (int stop = 1; stop <= steps; ++stop) {
+        CreatedFiles created;
         int calls = 0;
-        try {
-            appliance.importDisks({toVdi()}, created, [&](auto, auto) { return ++calls < stop; });
-            break;
-        } catch (const Canceled&) {
-            EXPECT_EQ(listing(), before) << stop;
-        }
+        EXPECT_THROW(appliance.importDisks({toVdi()}, created, [&](auto, auto) { return ++calls != stop; }), Canceled);
+        EXPECT_EQ(calls, stop) << "and not at a later one";
+        EXPECT_EQ(listing(), before) << stop;
     }
 }
 
@@ -681,7 +689,7 @@ TEST(Interpretation, KeepsToTheLimits)
     EXPECT_EQ(result.warnings.size(), 3u);
 
     parts.items = item({{"ResourceType", "23"}});
-    for (const auto& [section, memory] : {std::pair("", L"1024"), {"<OperatingSystemSection ovf:id='94'/>", L"1024"}}) {
+    for (const auto& [section, memory] : {std::pair("", L"1024"), {"<OperatingSystemSection ovf:id='94'/>", L"1536"}}) {
         parts.sections = section;
         result = interpret(parseOvf(makeOvf(parts)), surroundings());
         EXPECT_EQ(onlyEntry(result.systems[0], DescriptionType::CPU).suggested, L"1");
@@ -735,26 +743,24 @@ TEST(Interpretation, FormatsAreToldByUriAndSuffix)
         disk.format = uri;
         disk.href = href;
         disk.compression = compression;
-        ResultCode failure = Result::ok;
-        try {
-            EXPECT_TRUE(importFormat(disk) == ImageFormat::Vmdk || importFormat(disk) == ImageFormat::Raw);
-        } catch (const Failure& thrown) {
-            failure = thrown.code();
-        }
-        return failure;
+        return importFormat(disk);
     };
-    EXPECT_EQ(format("HTTP://www.vmware.com/interfaces/specifications/vmdk.html#streamoptimized", "a"), Result::ok);
-    EXPECT_EQ(format("http://www.vmware.com/specifications/vmdk.html#sparse", "a.x"), Result::ok);
-    EXPECT_EQ(format("http://www.ecma-international.org/publications/standards/Ecma-119.htm", "a"), Result::ok);
-    EXPECT_EQ(format("http://go.microsoft.com/fwlink/?LinkId=137171", "a.vmdk"), Result::fileError);
-    EXPECT_EQ(format("unknown", "a.VMDK"), Result::ok);
-    EXPECT_EQ(format("unknown", "a.vmdk.gz", "gzip"), Result::ok);
-    EXPECT_EQ(format("unknown", "a.vmdk.gz", "GZIP"), Result::fail); // the suffix counts for the exact word only
-    EXPECT_EQ(format("unknown", "a.iso"), Result::ok);
+    const std::string iso = "http://www.ecma-international.org/publications/standards/Ecma-119.htm";
+    const std::string vhd = "http://go.microsoft.com/fwlink/?LinkId=137171";
+    EXPECT_EQ(format("HTTP://www.vmware.com/interfaces/specifications/vmdk.html#streamoptimized", "a"),
+              ImageFormat::Vmdk);
+    EXPECT_EQ(format("http://www.vmware.com/specifications/vmdk.html#sparse", "a.x"), ImageFormat::Vmdk);
+    EXPECT_EQ(format(iso, "a"), ImageFormat::Raw);
+    EXPECT_EQ(format("unknown", "a.VMDK"), ImageFormat::Vmdk);
+    EXPECT_EQ(format("unknown", "a.vmdk.gz", "gzip"), ImageFormat::Vmdk);
+    EXPECT_EQ(format("unknown", "a.iso"), ImageFormat::Raw);
+    EXPECT_EQ(resultOf([&] { format(vhd, "a.vmdk"); }), Result::fileError);
+    // The suffix counts for the exact word only.
+    EXPECT_EQ(resultOf([&] { format("unknown", "a.vmdk.gz", "GZIP"); }), Result::fail);
     for (const char* name : {"a.vdi", "a.vhd", "a.hdd", "a.qcow2", "a.vhdx"})
-        EXPECT_EQ(format("unknown", name), Result::fileError) << name;
+        EXPECT_EQ(resultOf([&] { format("unknown", name); }), Result::fileError) << name;
     for (const char* name : {"a", "a.xyz", "a.raw"})
-        EXPECT_EQ(format("unknown", name), Result::fail) << name;
+        EXPECT_EQ(resultOf([&] { format("unknown", name); }), Result::fail) << name;
 }
 
 TEST(Interpretation, ReadsPlaces)

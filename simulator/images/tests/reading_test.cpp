@@ -33,6 +33,20 @@ class VhdReading : public ScratchTest
 class RawReading : public ScratchTest
 {};
 
+/// Whether a VHD's footer holds the complement of the sum of its other bytes.
+bool sumFits(const Bytes& footer)
+{
+    std::uint32_t sum = 0;
+    std::uint32_t stored = 0;
+    for (std::size_t i = 0; i < footer.size(); ++i) {
+        if (i >= 64 && i < 68)
+            stored = stored << 8 | footer[i];
+        else
+            sum += footer[i];
+    }
+    return stored == ~sum;
+}
+
 } // namespace
 
 TEST_F(VdiReading, TellsTheHeader)
@@ -439,6 +453,12 @@ TEST_F(VhdReading, UuidsAreChangedInPlace)
         setImageUuid(file, uuid);
         EXPECT_EQ(probeImage(file).uuid, uuid);
         EXPECT_TRUE(contentOf(file) == content);
+        const Bytes changed = readFile(file);
+        const Bytes footer(changed.end() - sector, changed.end());
+        EXPECT_TRUE(sumFits(footer));
+        if (probeImage(file).variant == ImageVariant::Standard) {
+            EXPECT_TRUE(std::equal(footer.begin(), footer.end(), changed.begin())) << "the copy in front";
+        }
         const auto copy = folder_ / "copy.vhd";
         cloneImage(file, copy, fromUtf8(sampleUuidText), nullptr);
         EXPECT_EQ(toUtf8(probeImage(copy).uuid), sampleUuidText);

@@ -285,7 +285,7 @@ TEST_F(Writing, ChangesUuidsInPlace)
     compressed.compressed = true;
     put("flat-flat.vmdk", content);
     for (const auto& file : {put("a.vdi", makeVdi(content)), put("b.vmdk", makeVmdk(content)),
-                             put("c.vmdk", makeVmdk(content, compressed)),
+                             put("c.vmdk", makeVmdk(content, compressed)), put("d.vhd", makeVhd(content)),
                              put("flat.vmdk", vmdkDescriptor("monolithicFlat", "RW 4096 FLAT \"flat-flat.vmdk\" 0\n",
                                                              "ffffffff", sampleUuidText))}) {
         setImageUuid(file, uuid);
