@@ -68,6 +68,8 @@ std::optional<int> runTestsInOwnProcesses()
         const std::wstring filter = L"--gtest_filter=" + std::wstring(test.begin(), test.end());
         if (exitCodeOf(program, {filter, L"--gtest_brief=1"}) != 0)
             failed.push_back(test);
+        if (testing::GTEST_FLAG(fail_fast) && !failed.empty())
+            break;
     }
     std::printf("%zu tests, %zu failed\n", tests.size(), failed.size());
     for (const std::string& test : failed)

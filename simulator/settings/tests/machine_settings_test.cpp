@@ -140,6 +140,38 @@ TEST(MachineSettings, ComeBackAsTheyWereWritten)
     EXPECT_TRUE(read.controllers[0].attachments[0].medium.empty());
 }
 
+TEST(MachineSettings, ChangedPartsComeBackChanged)
+{
+    MachineSettings settings = parseMachineSettings(richSettings(), file);
+    settings.adapters[0].rules[0] = {L"ssh", 0, L"10.0.0.1", 3333, L"10.0.2.16", 0};
+    settings.sharedFolders[0] = {L"pictures", L"D:\\", false, false, L"/mnt"};
+    settings.guestProperties[L"/a"] = {L"2", 7, L"TRANSIENT"};
+    settings.controllers[0].portCount = 6;
+    settings.controllers[0].bootable = false;
+    settings.controllers[0].attachments[0].nonRotational = false;
+
+    const MachineSettings read = again(settings);
+    const NatRule& rule = read.adapters[0].rules.at(0);
+    EXPECT_EQ(rule.protocol, 0u);
+    EXPECT_EQ(rule.hostIp, L"10.0.0.1");
+    EXPECT_EQ(rule.hostPort, 3333);
+    EXPECT_EQ(rule.guestIp, L"10.0.2.16");
+    EXPECT_EQ(rule.guestPort, 0) << "not the host's, which an absent one would be";
+    const SharedFolderSettings& shared = read.sharedFolders.at(0);
+    EXPECT_EQ(shared.hostPath, L"D:\\");
+    EXPECT_FALSE(shared.writable);
+    EXPECT_FALSE(shared.autoMount);
+    EXPECT_EQ(shared.autoMountPoint, L"/mnt");
+    const GuestPropertySettings& property = read.guestProperties.at(L"/a");
+    EXPECT_EQ(property.value, L"2");
+    EXPECT_EQ(property.timestamp, 7);
+    EXPECT_EQ(property.flags, L"TRANSIENT");
+    EXPECT_EQ(read.controllers.at(0).portCount, 6u);
+    EXPECT_FALSE(read.controllers[0].bootable);
+    EXPECT_FALSE(read.controllers[0].attachments.at(0).nonRotational);
+    EXPECT_TRUE(read.controllers[0].attachments[0].discard) << "was not changed";
+}
+
 TEST(MachineSettings, RemovedPartsAreGone)
 {
     MachineSettings settings = parseMachineSettings(richSettings(), file);

@@ -51,7 +51,8 @@ TEST(Names, RefusesWhatASettingsFileCannotTakeOver)
     EXPECT_EQ(resultOf([] { checkMachineName(L""); }), Result::fileError);
     EXPECT_EQ(resultOf([] { checkMachineName(L"a/b"); }), Result::fileError);
     EXPECT_EQ(resultOf([] { checkMachineName(L"a\nb"); }), Result::fileError);
-    EXPECT_EQ(resultOf([] { checkMachineName(std::wstring(300, L'x')); }), Result::fileError);
+    EXPECT_EQ(resultOf([] { checkMachineName(std::wstring(240, L'x')); }), Result::ok);
+    EXPECT_EQ(resultOf([] { checkMachineName(std::wstring(241, L'x')); }), Result::fileError);
     EXPECT_EQ(resultOf([] { checkMachineName(L"模拟器 🎮"); }), Result::ok);
 }
 
@@ -77,6 +78,8 @@ TEST(NatRules, NamesAndHostPortsMustBeFree)
               }),
               Result::invalidArgument);
     EXPECT_EQ(resultOf([&] { addRedirect(rules, {L"udp", 0, L"127.0.0.1", 2222, L"", 1}); }), Result::ok);
+    EXPECT_EQ(resultOf([&] { addRedirect(rules, {L"elsewhere", 1, L"127.0.0.2", 2222, L"", 22}); }), Result::ok);
+    removeRedirect(rules, L"elsewhere");
     EXPECT_EQ(resultOf([&] { addRedirect(rules, {L"x", 2, L"", 5, L"", 5}); }), Result::invalidArgument);
     EXPECT_EQ(resultOf([&] { removeRedirect(rules, L"nobody"); }), Result::invalidArgument);
     removeRedirect(rules, L"udp");
