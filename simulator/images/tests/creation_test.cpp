@@ -77,12 +77,22 @@ TEST_P(Creation, RefusesSizesThatNoDiskHas)
 // A VHD tells its size as cylinders, heads and sectors, too; expected from the format's description.
 TEST_F(VhdCreation, AVhdTellsItsGeometry)
 {
-    const auto file = folder_ / "g.vhd";
-    createImage(file, ImageFormat::Vhd, false, 8 * megabyte, sampleUuid); // 16384 sectors: 17 each, 4 heads
-    const Bytes image = readFile(file);
-    const std::size_t footer = image.size() - 512;
-    EXPECT_EQ(image[footer + 56] << 8 | image[footer + 57], 16384 / 17 / 4);
-    EXPECT_EQ(image[footer + 58], 4);
-    EXPECT_EQ(image[footer + 59], 17);
-    EXPECT_TRUE(std::equal(image.begin(), image.begin() + 512, image.end() - 512)) << "the copy in front";
+    const struct
+    {
+        std::uint64_t megabytes;
+        int cylinders, heads, sectors;
+    } sizes[] = {{8, 16384 / 17 / 4, 4, 17},      // never less than 4 heads
+                 {100, 204800 / 17 / 12, 12, 17}, // a head for each 1024 tracks begun
+                 {200, 409600 / 31 / 16, 16, 31}, // more than 16 heads there are not
+                 {1024, 2097152 / 63 / 16, 16, 63}};
+    for (const auto& size : sizes) {
+        const auto file = folder_ / (std::to_string(size.megabytes) + ".vhd");
+        createImage(file, ImageFormat::Vhd, false, size.megabytes * megabyte, sampleUuid);
+        const Bytes image = readFile(file);
+        const std::size_t footer = image.size() - 512;
+        EXPECT_EQ(image[footer + 56] << 8 | image[footer + 57], size.cylinders) << size.megabytes;
+        EXPECT_EQ(image[footer + 58], size.heads) << size.megabytes;
+        EXPECT_EQ(image[footer + 59], size.sectors) << size.megabytes;
+        EXPECT_TRUE(std::equal(image.begin(), image.begin() + 512, image.end() - 512)) << "the copy in front";
+    }
 }

@@ -181,6 +181,22 @@ TEST_F(VmdkReading, GivesTheContentOfSparseImages)
     expectReads({});
 }
 
+TEST_F(VmdkReading, GivesTheContentOfGrainsInAnyOrder)
+{
+    constexpr std::size_t grain = 65536;
+    Bytes content(4 * grain);
+    for (std::size_t i = 0; i < content.size(); ++i)
+        content[i] = static_cast<std::uint8_t>(1 + i / grain);
+    Bytes image = makeVmdk(content);
+    const std::size_t table = get32(image, static_cast<std::size_t>(get64(image, 56)) * 512) * std::size_t(512);
+    const std::uint32_t first = get32(image, table), second = get32(image, table + 4);
+    put32(image, table, second);
+    put32(image, table + 4, first);
+    const auto start = image.begin() + static_cast<std::ptrdiff_t>(first) * 512;
+    std::swap_ranges(start, start + grain, image.begin() + static_cast<std::ptrdiff_t>(second) * 512);
+    EXPECT_TRUE(contentOf(put("disk.vmdk", image)) == content);
+}
+
 TEST_F(VmdkReading, GivesTheContentOfImagesWithMarkedZeroGrains)
 {
     VmdkOptions options;
@@ -435,6 +451,7 @@ TEST_F(VhdReading, RefusesDamage)
     EXPECT_EQ(with([&](Bytes& bytes) { bytes[footer + 55] = 1; }), Result::fileError);    // no whole sectors
     EXPECT_EQ(with([](Bytes& bytes) { bytes[512] = 'x'; }), Result::fileError);           // header
     EXPECT_EQ(with([](Bytes& bytes) { bytes[512 + 31] = 1; }), Result::fileError);        // blocks
+    EXPECT_EQ(with([](Bytes& bytes) { bytes[512 + 31] = 2; }), Result::fileError);        // all but the last, short one
     EXPECT_EQ(with([](Bytes& bytes) { bytes[512 + 16] = 1; }), Result::fileError);        // place of the map
     EXPECT_EQ(with([](Bytes& bytes) { bytes[512 + 35] = 1; }), Result::fileError);        // block size
     EXPECT_EQ(with([](Bytes& bytes) { bytes[1536] = 1; }), Result::fileError);            // a block beyond the end

@@ -129,6 +129,13 @@ TEST_F(Writing, StoresOnlyBlocksThatAreNotZero)
         EXPECT_TRUE(contentOf(target) == content);
         std::filesystem::remove(target);
     }
+    // The last one is shorter, and what is behind it zero, whatever the block before holds.
+    content[7 * megabyte + 1000] = 1;
+    content.back() = 0;
+    const auto target = folder_ / "target.vdi";
+    convertToVdi(*openImage(put("disk.img", content)), target, {}, goOn);
+    EXPECT_EQ(get32(readFile(target), 0x184), 2u);
+    EXPECT_TRUE(contentOf(target) == content);
 }
 
 TEST_F(Writing, GivesARandomUuidWhenNoneIsAskedFor)
@@ -299,6 +306,19 @@ TEST_F(Writing, ChangesUuidsInPlace)
     const Bytes image = readFile(folder_ / "a.vdi");
     EXPECT_TRUE(std::equal(sampleGuid.begin(), sampleGuid.end(), image.begin() + 0x188));
     EXPECT_EQ(resultOf([&] { setImageUuid(put("raw.img", content), uuid); }), Result::notSupported);
+}
+
+TEST_F(Writing, RefusesAUuidThatADescriptorHasNoRoomFor)
+{
+    Bytes image = makeVmdk(makeContent(megabyte, 30));
+    put64(image, 36, 1); // the descriptor has one sector
+    const auto start = image.begin() + 512;
+    const auto end = std::find(start, start + 512, std::uint8_t(0));
+    std::fill(end, start + 500, std::uint8_t('#'));
+    std::fill(start + 500, start + 512, std::uint8_t(0));
+    const auto file = put("full.vmdk", image);
+    EXPECT_EQ(resultOf([&] { setImageUuid(file, sampleUuid); }), Result::notSupported);
+    EXPECT_TRUE(readFile(file) == image);
 }
 
 TEST_F(Writing, TakesAnyFileName)
