@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Plants faults and tells which test catches each: mutate.py SOURCE BUILD [--check] [WORD...]
 
-The lists beside this script hold the faults. One build carries all of those asked for, each behind a switch at run time
+The lists beside this script hold the faults. One build carries all of them, each behind a switch at run time
 (TRAVIK_MUTANT in the environment); without it the tests have to pass. WORDs choose lists or faults by a part of their
 names. --check only tells whether every fault still fits the sources.
 
@@ -9,6 +9,7 @@ A list begins with `tests:` (patterns of CTest entries, tried one after the othe
 fault is
 
     == what goes wrong: path of the source
+    tests: patterns in place of the list's, where it is known which tests look for it
     the text that stands there, once
     ++
     the text in its place
@@ -16,10 +17,13 @@ fault is
 The switch is an `if` around statements (a text that ends in ; or }) and a ?: around an expression. A last line `raw`
 says that the new text has the switch in itself, as mutantIsOn(NUMBER).
 """
+import contextlib
+import functools
 import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -44,8 +48,9 @@ inline bool mutantIsOn(long number)
 
 
 class Fault:
-    def __init__(self, group, name, path, old, new, raw):
-        self.group, self.name, self.path, self.old, self.new, self.raw = group, name, path, old, new, raw
+    def __init__(self, group, name, path, tests, old, new, raw):
+        self.group, self.name, self.path, self.tests = group, name, path, tests
+        self.old, self.new, self.raw = old, new, raw
         self.number = zlib.crc32(name.encode()) & 0x7FFFFFFF  # stays when others come and go: less is built anew
 
     def switched(self):
@@ -70,16 +75,20 @@ class Group:
     def read(self, part):
         title, body = part.split("\n", 1)
         name, path = title.rsplit(": ", 1)
+        tests = self.tests
+        if body.startswith("tests: "):
+            line, body = body.split("\n", 1)
+            tests = line.split()[1:]
         old, new = re.split(r"^\+\+\n", body, maxsplit=1, flags=re.M)
         new = new.rstrip("\n")
         raw = new.endswith("\nraw")
-        return Fault(self, name, path, old.rstrip("\n"), new.removesuffix("\nraw"), raw)
+        return Fault(self, name, path, tests, old.rstrip("\n"), new.removesuffix("\nraw"), raw)
 
 
 def project_files(source):
-    listing = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=source, check=True,
+    listing = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=source, check=True,
                              capture_output=True, text=True).stdout
-    return {name: (source / name).read_bytes() for name in listing.splitlines() if (source / name).is_file()}
+    return {name: (source / name).read_bytes() for name in listing.split("\0") if (source / name).is_file()}
 
 
 def plant(files, faults):
@@ -125,25 +134,42 @@ def build(tree, targets):
 
 
 def environment(tree, number):
-    return os.environ | {"TRAVIK_MUTANT": str(number), "TRAVIK_WINEPREFIX": str(tree / "build/wine")}
+    return os.environ | {"TRAVIK_MUTANT": str(number), "TRAVIK_WINEPREFIX": str(tree / "build/wine"),
+                         "GTEST_FAIL_FAST": "1"}
 
 
-def run_entries(tree, pattern, number):
-    """The test that fails first, or None. Only the usual run counts."""
-    run = subprocess.run(["ctest", "--preset", "mingw-release", "--stop-on-failure", "-LE", "^long$", "-R", pattern,
-                          "--parallel", str(os.cpu_count())],
-                         cwd=tree, env=environment(tree, number), capture_output=True, text=True, errors="replace")
+def run_entries(tree, pattern, number, limit=None):
+    """The test that fails first, or None. Only the usual run counts; a fault that takes longer than the limit hangs."""
+    command = ["ctest", "--preset", "mingw-release", "--stop-on-failure", "--no-tests=error", "-LE", "^long$", "-R",
+               pattern, "--parallel", str(2 * os.cpu_count())]
+    with subprocess.Popen(command, cwd=tree, env=environment(tree, number), stdout=subprocess.PIPE, text=True,
+                          errors="replace", start_new_session=True) as run:
+        try:
+            output, _ = run.communicate(timeout=limit)
+        except subprocess.TimeoutExpired:
+            os.killpg(run.pid, signal.SIGKILL)
+            return f"{pattern} (hangs)"
     if run.returncode == 0:
         return None
-    case = re.search(r"^\[  FAILED  \] ([^\s,]+)", run.stdout, re.M)
-    entry = re.search(r"Test +#\d+: (\S+) \.*\s*\*+\s*(.+?)\s*\d+\.\d+ sec", run.stdout)
+    case = re.search(r"^\[  FAILED  \] ([^\s,]+)", output, re.M)
+    entry = re.search(r"Test +#\d+: (\S+) \.*\s*\*+\s*(.+?)\s*\d+\.\d+ sec", output)
     if case:
         return case[1]
     return f"{entry[1]} ({entry[2].lower()})" if entry else "no test ran"
 
 
+@functools.cache
+def longest_time(tree, pattern):
+    """What a run may take with a fault; without one it has to pass."""
+    began = time.monotonic()
+    if failure := run_entries(tree, pattern, 0):
+        sys.exit(f"mutate.py: without a fault {failure} fails")
+    return 60 + 5 * (time.monotonic() - began)
+
+
 def first_failure(tree, patterns, number):
-    return next((failure for pattern in patterns if (failure := run_entries(tree, pattern, number))), None)
+    return next((failure for pattern in patterns
+                 if (failure := run_entries(tree, pattern, number, longest_time(tree, pattern)))), None)
 
 
 def report(rows):
@@ -156,13 +182,11 @@ def report(rows):
     print(f"{caught} of {len(rows)} caught ({100 * caught // len(rows)} %)")
 
 
-def look_for(tree, chosen, patterns):
-    if failure := first_failure(tree, patterns, 0):
-        sys.exit(f"mutate.py: without a fault {failure} fails")
+def look_for(tree, chosen):
     rows = []
     for fault in chosen:
         began = time.monotonic()
-        caught = first_failure(tree, fault.group.tests, fault.number)
+        caught = first_failure(tree, fault.tests, fault.number)
         rows.append((fault, caught))
         print(f"{'caught  ' if caught else 'SURVIVED'} | {fault.name} | {caught or '-'} | "
               f"{time.monotonic() - began:.0f} s", flush=True)
@@ -184,13 +208,15 @@ def main():
     if not chosen:
         sys.exit("mutate.py: no list and no fault has such a name")
     asked = list(dict.fromkeys(fault.group for fault in chosen))
-    make_tree(source, folder, [fault for group in asked for fault in group.faults])
+    make_tree(source, folder, faults)
     build(folder, [target for group in asked for target in group.targets])
-    patterns = [pattern for group in asked for pattern in group.tests]
-    # The first program of Wine starts services that keep its output open: it is one that nobody waits for.
-    with subprocess.Popen([folder / "scripts/wine-run", "cmd"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.DEVNULL, env=environment(folder, 0)):
-        look_for(folder, chosen, list(dict.fromkeys(patterns)))
+    # The first program of Wine starts services that keep its output open: in each prefix it is one that nobody waits for.
+    with contextlib.ExitStack() as holders:
+        for part in ("", "-1", "-2"):
+            holders.enter_context(subprocess.Popen(
+                [folder / "scripts/wine-run", "cmd"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                stderr=subprocess.DEVNULL, env=environment(folder, 0) | {"TRAVIK_WINEPREFIX_PART": part}))
+        look_for(folder, chosen)
 
 
 if __name__ == "__main__":
