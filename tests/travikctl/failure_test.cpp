@@ -41,6 +41,28 @@ TEST_F(TravikctlFailures, aTimeoutEndsAWaitForAProgress)
     EXPECT_TRUE(soon([&] { return stateOf(player()) == "running"; }));
 }
 
+TEST_F(TravikctlFailures, aTimeoutLeavesTheRestUndone)
+{
+    const std::filesystem::path scenario = folder() / L"slow.json";
+    writeFile(scenario, R"({"times": {"start": 3000}})");
+    vboxsim({L"scenario", scenario.wstring()});
+    const Outcome run = travikctl({L"--timeout", L"0.5", L"start", player(), Machines::workerId});
+    EXPECT_EQ(run.exitCode, 4) << run.all();
+    EXPECT_THAT(run.out, HasSubstr("1 failed, 1 not begun."));
+    EXPECT_TRUE(soon([&] { return stateOf(player()) == "running"; }));
+    EXPECT_EQ(stateOf(Machines::workerId), "powered off");
+}
+
+TEST_F(TravikctlFailures, ofSeveralTheWorstGivesTheExitCode)
+{
+    vboxsim({L"fail", L"IMachine::LaunchVMProcess", L"0x80BB0003"});
+    const Outcome run = travikctlJson({L"start", L"nobody", player()});
+    EXPECT_EQ(run.exitCode, 3) << run.all();
+    EXPECT_EQ(run.json()["results"][0]["error"]["exitCode"], 3);
+    EXPECT_EQ(run.json()["results"][1]["error"]["exitCode"], 1);
+    EXPECT_EQ(run.error()["exitCode"], 3);
+}
+
 TEST_F(TravikctlFailures, waitLockWaitsForALockThatComesFree)
 {
     vboxsim({L"fail", L"IMachine::LockMachine", L"0x80BB0007", L"--times", L"3"});
