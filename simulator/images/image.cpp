@@ -1,5 +1,6 @@
 #include "images/image.h"
 
+#include <algorithm>
 #include <array>
 #include <map>
 
@@ -15,7 +16,7 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr std::size_t copyPiece = std::size_t(4) << 20;
+constexpr std::size_t copyPiece = std::size_t(8) << 20; // a call of the system costs 0.1 ms under Wine
 
 class RawReader : public ImageReader
 {
@@ -109,31 +110,39 @@ bool isZero(const std::uint8_t* data, std::size_t length)
     return length == 0 || (data[0] == 0 && std::memcmp(data, data + 1, length - 1) == 0);
 }
 
-/// Hands out a disk block by block, passing over what is not stored.
+/// Hands out a disk in pieces of whole blocks, passing over what is not stored.
 class BlockWalk
 {
 public:
+    /// Blocks of one kind. Those that are not stored are any number, the others fit into copyPiece.
+    struct Piece
+    {
+        std::uint64_t blocks;
+        bool zero;
+    };
+
     explicit BlockWalk(ImageReader& source) : source_(source), size_(source.info().logicalSize) {}
 
-    /// The number of whole blocks that are not stored from `block` on.
-    std::uint64_t zeroBlocks(std::uint64_t block)
+    Piece pieceAt(std::uint64_t block)
     {
         const std::uint64_t start = block * VdiWriter::blockSize;
         const ImageRun run = runAt(start);
-        if (!run.zero)
-            return 0;
-        // The last block may be shorter.
-        return start + run.length == size_ ? (run.length + VdiWriter::blockSize - 1) / VdiWriter::blockSize
-                                           : run.length / VdiWriter::blockSize;
+        std::uint64_t blocks = run.length / VdiWriter::blockSize;
+        if (start + run.length == size_ && run.length % VdiWriter::blockSize != 0)
+            ++blocks; // the last block may be shorter
+        if (run.zero && blocks > 0)
+            return {blocks, true};
+        return {std::clamp<std::uint64_t>(blocks, 1, copyPiece / VdiWriter::blockSize), false};
     }
 
-    /// Fills a buffer of blockSize; behind the end of the disk is zero.
-    void read(std::uint64_t block, std::uint8_t* buffer)
+    /// Fills a buffer of whole blocks; behind the end of the disk is zero.
+    void read(std::uint64_t block, std::uint64_t blocks, std::uint8_t* buffer)
     {
         const std::uint64_t start = block * VdiWriter::blockSize;
-        const std::uint64_t end = std::min(start + VdiWriter::blockSize, size_);
-        source_.read(start, buffer, static_cast<std::size_t>(end - start));
-        std::memset(buffer + (end - start), 0, static_cast<std::size_t>(start + VdiWriter::blockSize - end));
+        const std::uint64_t length = blocks * VdiWriter::blockSize;
+        const auto stored = static_cast<std::size_t>(std::min(length, size_ - start));
+        source_.read(start, buffer, stored);
+        std::memset(buffer + stored, 0, static_cast<std::size_t>(length - stored));
     }
 
 private:
@@ -152,6 +161,13 @@ private:
     ImageRun run_;
     std::uint64_t runStart_ = 0;
 };
+
+void writeStored(VdiWriter& writer, std::uint64_t block, std::uint64_t blocks, const std::uint8_t* data)
+{
+    for (std::uint64_t i = 0; i < blocks; ++i, data += VdiWriter::blockSize)
+        if (!isZero(data, VdiWriter::blockSize))
+            writer.writeBlock(block + i, data);
+}
 
 std::wstring orRandom(const std::wstring& uuid)
 {
@@ -279,17 +295,15 @@ void convertToVdi(ImageReader& source, const std::filesystem::path& target, cons
     Progress progress(callback, size);
     VdiWriter writer(target, size, {uuid, {}, {}});
     BlockWalk walk(source);
-    std::vector<std::uint8_t> buffer(static_cast<std::size_t>(VdiWriter::blockSize));
+    std::vector<std::uint8_t> buffer(copyPiece);
     for (std::uint64_t block = 0; block < writer.blockCount();) {
-        std::uint64_t blocks = walk.zeroBlocks(block);
-        if (blocks == 0) {
-            walk.read(block, buffer.data());
-            if (!isZero(buffer.data(), buffer.size()))
-                writer.writeBlock(block, buffer.data());
-            blocks = 1;
+        const BlockWalk::Piece piece = walk.pieceAt(block);
+        if (!piece.zero) {
+            walk.read(block, piece.blocks, buffer.data());
+            writeStored(writer, block, piece.blocks, buffer.data());
         }
-        progress.advance(std::min(blocks * VdiWriter::blockSize, size - block * VdiWriter::blockSize));
-        block += blocks;
+        progress.advance(std::min(piece.blocks * VdiWriter::blockSize, size - block * VdiWriter::blockSize));
+        block += piece.blocks;
     }
     writer.commit();
 }
