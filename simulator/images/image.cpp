@@ -162,13 +162,6 @@ private:
     std::uint64_t runStart_ = 0;
 };
 
-void writeStored(VdiWriter& writer, std::uint64_t block, std::uint64_t blocks, const std::uint8_t* data)
-{
-    for (std::uint64_t i = 0; i < blocks; ++i, data += VdiWriter::blockSize)
-        if (!isZero(data, VdiWriter::blockSize))
-            writer.writeBlock(block + i, data);
-}
-
 std::wstring orRandom(const std::wstring& uuid)
 {
     return uuid.empty() ? newUuid() : uuid;
@@ -296,14 +289,23 @@ void convertToVdi(ImageReader& source, const std::filesystem::path& target, cons
     VdiWriter writer(target, size, {uuid, {}, {}});
     BlockWalk walk(source);
     std::vector<std::uint8_t> buffer(copyPiece);
+    const auto advance = [&](std::uint64_t block, std::uint64_t blocks) {
+        progress.advance(std::min(blocks * VdiWriter::blockSize, size - block * VdiWriter::blockSize));
+    };
     for (std::uint64_t block = 0; block < writer.blockCount();) {
         const BlockWalk::Piece piece = walk.pieceAt(block);
-        if (!piece.zero) {
-            walk.read(block, piece.blocks, buffer.data());
-            writeStored(writer, block, piece.blocks, buffer.data());
+        const std::uint64_t end = block + piece.blocks;
+        if (piece.zero) {
+            advance(block, piece.blocks);
+            block = end;
+            continue;
         }
-        progress.advance(std::min(piece.blocks * VdiWriter::blockSize, size - block * VdiWriter::blockSize));
-        block += piece.blocks;
+        walk.read(block, piece.blocks, buffer.data());
+        for (const std::uint8_t* data = buffer.data(); block < end; ++block, data += VdiWriter::blockSize) {
+            if (!isZero(data, VdiWriter::blockSize))
+                writer.writeBlock(block, data);
+            advance(block, 1);
+        }
     }
     writer.commit();
 }
