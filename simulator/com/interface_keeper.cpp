@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "com/clients.h"
+#include "identity.h"
 
 using Microsoft::WRL::ComPtr;
 
@@ -62,6 +63,12 @@ void keepRegistered(REFIID id)
 {
     if (underWine())
         Placeholder::instance().keep(id);
+}
+
+void useOwnStubs(REFIID id)
+{
+    if (underWine() && id != IID_IErrorInfo) // which is the system's
+        CoRegisterPSClsid(id, proxyClass);
 }
 
 } // namespace VBoxSim

@@ -11,4 +11,9 @@ namespace VBoxSim {
 /// gets its answer. So that no stub is ever the last one, an object that nobody calls holds one of each interface.
 void keepRegistered(REFIID id);
 
+/// Calls to an interface of VirtualBox arrive through the stand-in's own stubs, whichever marshaller the clients use;
+/// does nothing where COM has no need of it. The stubs of Wine's automation marshaller lose the type of an array's
+/// elements.
+void useOwnStubs(REFIID id);
+
 } // namespace VBoxSim

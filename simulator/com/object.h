@@ -62,8 +62,8 @@ public:
 protected:
     explicit Object(Server& server) : Counted(server.clients), server_(server)
     {
-        static const bool kept = (keepRegistered(__uuidof(Interface)), (keepRegistered(__uuidof(Bases)), ...), true);
-        static_cast<void>(kept);
+        static const bool prepared = (prepare(__uuidof(Interface)), (prepare(__uuidof(Bases)), ...), true);
+        static_cast<void>(prepared);
     }
 
     void* interfaceOf(REFIID id) override
@@ -150,6 +150,12 @@ protected:
     }
 
 private:
+    static void prepare(REFIID id)
+    {
+        useOwnStubs(id);
+        keepRegistered(id);
+    }
+
     Server& server_;
     std::atomic<DWORD> connections_{0};
 };

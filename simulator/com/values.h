@@ -123,18 +123,19 @@ inline void store(SAFEARRAY** out, const std::vector<LONG64>& numbers)
 
 // Reading array arguments: an absent array, another element type or more than one dimension act as an empty one.
 
-/// Whether the elements can be read as such. Wine's automation marshaller loses their type: then their size must do,
-/// and an array that cannot be what the call takes is refused, because taken for empty it would change what the call
-/// does.
+/// Whether the elements can be read as such. Under Wine an array without the type of its elements crosses as plain
+/// bytes: numbers can then be told by their size, but texts and objects have become addresses in the client. What
+/// cannot be read is refused, because taken for empty it would change what the call does.
 template <class Element>
 bool holds(SAFEARRAY* array, std::initializer_list<VARTYPE> types)
 {
     VARTYPE type = VT_EMPTY;
     if (SUCCEEDED(SafeArrayGetVartype(array, &type)) && type != VT_EMPTY)
         return std::find(types.begin(), types.end(), type) != types.end();
-    if (SafeArrayGetElemsize(array) != sizeof(Element))
+    const bool readable = std::is_arithmetic_v<Element> && SafeArrayGetElemsize(array) == sizeof(Element);
+    if (!readable && array->rgsabound[0].cElements != 0)
         throw Failure(Result::invalidArgument, L"The kind of the array's elements cannot be known");
-    return true;
+    return readable;
 }
 
 template <class Element, class Use>

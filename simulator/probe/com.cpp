@@ -214,6 +214,9 @@ std::vector<LONG> Array::numbers() const
 
 void Array::forEachObject(const std::function<void(IUnknown*)>& action) const
 {
+    // What the elements are may have been lost on their way here; they are to be released with the array all the same.
+    if (array_ && !(array_->fFeatures & (FADF_DISPATCH | FADF_UNKNOWN)))
+        array_->fFeatures |= FADF_UNKNOWN;
     for (LONG i = 0; i < static_cast<LONG>(size()); ++i) {
         ComPtr<IUnknown> element;
         must(SafeArrayGetElement(array_, &i, element.GetAddressOf()));

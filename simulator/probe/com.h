@@ -133,6 +133,12 @@ public:
         });
         return found;
     }
+    /// The same objects to be passed on. Under Wine the array itself may have lost their type on its way here.
+    template <class I>
+    Array copy() const
+    {
+        return of(objects<I>());
+    }
 
 private:
     static Array ofObjects(const std::vector<IDispatch*>& objects, REFIID id);

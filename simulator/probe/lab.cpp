@@ -354,7 +354,7 @@ void Lab::removeMachine(const ComPtr<IMachine>& machine) const
     Array media;
     must(machine->Unregister(CleanupMode::Full, media.put()));
     ComPtr<IProgress> progress;
-    must(machine->DeleteConfig(media, &progress));
+    must(machine->DeleteConfig(media.copy<IMedium>(), &progress));
     finish(progress); // of a machine whose file a statement took away something may be missing
 }
 

@@ -52,7 +52,9 @@ private:
 
 TEST_F(ProbeMarshaller, TheStatementsHoldOverTheSystemsMarshallerToo)
 {
-    expectAllToHold(probe({L"--start"}));
+    const ProbeRun run = probe({L"--start"});
+    expectAllToHold(run);
+    EXPECT_EQ(run.report["virtualBox"]["marshaller"], "automation");
 }
 
 TEST_F(ProbeStatements, ThatNeedAMachineAreLeftOutUnlessItMayBeStarted)

@@ -56,6 +56,40 @@ protected:
         return machine;
     }
 
+    /// What an array of objects or texts is that lost its features on its way: numbers of a pointer's size.
+    static SAFEARRAY* arrayOfUnknownKind()
+    {
+        SAFEARRAY* array = nullptr;
+        EXPECT_EQ(SafeArrayAllocDescriptor(1, &array), S_OK);
+        array->cbElements = sizeof(ULONG64);
+        array->rgsabound[0].cElements = 2;
+        EXPECT_EQ(SafeArrayAllocData(array), S_OK);
+        auto* addresses = static_cast<ULONG64*>(array->pvData);
+        addresses[0] = 0x10;
+        addresses[1] = reinterpret_cast<ULONG_PTR>(array);
+        return array;
+    }
+
+    /// Taken for empty, such an array would change what the call does; taken for pointers, it would end the server.
+    void expectArraysOfUnknownKindToBeRefused()
+    {
+        SAFEARRAY* array = arrayOfUnknownKind();
+        ComPtr<IMachine> machine, made;
+        ASSERT_EQ(findMachine(Machines::worker, machine), S_OK);
+        SAFEARRAY *states = nullptr, *none = nullptr;
+        EXPECT_EQ(virtualBox_->GetMachineStates(array, &states), E_INVALIDARG);
+        EXPECT_EQ(virtualBox_->CreateMachine(nullptr, _bstr_t(L"Grouped"), array, _bstr_t(L"Linux"), nullptr, &made),
+                  E_INVALIDARG);
+        ASSERT_EQ(machine->Unregister(1, &none), S_OK);
+        SafeArrayDestroy(none);
+        ComPtr<IProgress> progress;
+        EXPECT_EQ(machine->DeleteConfig(array, &progress), E_INVALIDARG);
+        SafeArrayDestroy(array);
+        BSTR file = nullptr;
+        ASSERT_EQ(machine->get_SettingsFilePath(&file), S_OK) << "the server ended";
+        EXPECT_TRUE(std::filesystem::exists(taken(file)));
+    }
+
     static std::wstring taken(BSTR text) { return std::wstring(_bstr_t(text, false)); }
 
     ComPtr<IVirtualBox> virtualBox_;
@@ -473,6 +507,11 @@ TEST_F(ForeignClient, ChangesASharedFolder)
     EXPECT_EQ(static_cast<std::uint32_t>(saved->put_Writable(FALSE)), Result::InvalidVMState) << "without a lock";
 }
 
+TEST_F(ForeignClient, AnArrayOfUnknownKindIsRefused)
+{
+    expectArraysOfUnknownKindToBeRefused();
+}
+
 /// Clients that bring VirtualBox's own type library cross on the system's marshaller.
 class AutomationMarshaller : public ForeignClient
 {
@@ -520,6 +559,11 @@ TEST_F(AutomationMarshaller, AMachinesDisksGoWithIt)
     EXPECT_EQ(progress->get_ResultCode(&result), S_OK);
     EXPECT_EQ(result, S_OK);
     EXPECT_FALSE(std::filesystem::exists(disk));
+}
+
+TEST_F(AutomationMarshaller, AnArrayOfUnknownKindIsRefused)
+{
+    expectArraysOfUnknownKindToBeRefused();
 }
 
 TEST_F(AutomationMarshaller, TextsAndNumbersArriveWhole)

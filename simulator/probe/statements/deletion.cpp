@@ -73,7 +73,7 @@ struct Left
 Finding disks(Lab& lab)
 {
     const Left left(lab);
-    finishWell(deleteConfig(left.machine, left.media));
+    finishWell(deleteConfig(left.machine, left.media.copy<IMedium>()));
     Text location;
     return all({no(std::filesystem::exists(left.image)), fails(left.disk->get_Location(location.put()))});
 }
@@ -94,7 +94,7 @@ Finding diskInUse(Lab& lab)
     must(lock.machine->AddStorageController(Text(L"SATA"), StorageBus::SATA, &controller));
     must(lock.machine->AttachDevice(Text(L"SATA"), 0, 0, DeviceType::HardDisk, left.disk.Get()));
     must(lock.machine->SaveSettings());
-    const HRESULT result = finish(deleteConfig(left.machine, left.media)).result;
+    const HRESULT result = finish(deleteConfig(left.machine, left.media.copy<IMedium>())).result;
     return all({answers(Result::Ok, result), yes(std::filesystem::exists(left.image)),
                 no(std::filesystem::exists(settingsFileOf(left.machine)))});
 }
@@ -102,7 +102,7 @@ Finding diskInUse(Lab& lab)
 Finding operations(Lab& lab)
 {
     const Left left(lab);
-    const ComPtr<IProgress> progress = deleteConfig(left.machine, left.media);
+    const ComPtr<IProgress> progress = deleteConfig(left.machine, left.media.copy<IMedium>());
     const ULONG count = read(progress, &IProgress::get_OperationCount);
     finishWell(progress);
     return says(count >= 2, "2 or more", std::to_string(count));
