@@ -111,12 +111,18 @@ EventSource::RegistrationPtr EventSource::add(Listener listener, ClientId client
     return registration;
 }
 
+void EventSource::end(Registration& registration)
+{
+    registration.removed = true;
+    for (const EventPtr& event : std::exchange(registration.queue, {}))
+        delivered(*event);
+    for (const EventPtr& event : std::exchange(registration.handedOut, {}))
+        delivered(*event);
+}
+
 void EventSource::drop(const RegistrationPtr& registration)
 {
-    registration->removed = true;
-    for (const EventPtr& event : registration->queue)
-        --event->unprocessed;
-    registration->queue.clear();
+    end(*registration);
     std::erase(registrations_, registration);
     monitor_.notify();
 }
@@ -142,14 +148,14 @@ EventPtr EventSource::next(HostLock& lock, const void* listener, std::int32_t mi
     EventPtr event = registration->queue.front();
     registration->queue.pop_front();
     if (event->isWaitable())
-        registration->handedOut.insert(event.get());
+        registration->handedOut.insert(event);
     return event;
 }
 
 void EventSource::markProcessed(const void* listener, Event& event)
 {
     const RegistrationPtr registration = demand(listener);
-    if (registration->handedOut.erase(&event))
+    if (std::erase_if(registration->handedOut, [&](const EventPtr& given) { return given.get() == &event; }))
         delivered(event);
 }
 
@@ -195,7 +201,7 @@ void EventSource::close()
     const std::vector<RegistrationPtr> listeners = std::move(registrations_);
     registrations_.clear();
     for (const RegistrationPtr& registration : listeners)
-        registration->removed = true;
+        end(*registration);
     monitor_.notify();
 }
 

@@ -70,7 +70,7 @@ public:
         bool active = false; ///< is called instead of asking
         bool removed = false;
         std::deque<EventPtr> queue;
-        std::set<const Event*> handedOut; ///< not yet marked processed
+        std::set<EventPtr> handedOut; ///< not yet marked processed
     };
     using RegistrationPtr = std::shared_ptr<Registration>;
 
@@ -104,6 +104,8 @@ public:
 private:
     RegistrationPtr find(const void* listener) const;
     RegistrationPtr demand(const void* listener) const;
+    /// Nobody waits for this listener any more.
+    void end(Registration& registration);
 
     Monitor& monitor_;
     std::vector<RegistrationPtr> registrations_;

@@ -86,6 +86,36 @@ TEST_F(Events, AWaitableOneIsNotHeldUpByAListenerThatGoes)
     EXPECT_TRUE(source.waitProcessed(lock, *event, 0));
 }
 
+TEST_F(Events, AWaitableOneIsNotHeldUpByAListenerThatFetchedItAndGoes)
+{
+    const auto listener = listen({EventType::OnShowWindow});
+    host.fire({EventType::OnShowWindow});
+    const EventPtr event = next(listener);
+    ASSERT_NE(event, nullptr);
+    source.remove(listener.get());
+    HostLock lock = host.lock();
+    EXPECT_TRUE(source.waitProcessed(lock, *event, 0));
+}
+
+TEST_F(Events, AWaitableOneThatSomebodySettledStaysSoWhenAListenerGoes)
+{
+    const auto listener = listen({EventType::OnShowWindow});
+    const EventPtr event = source.fire({EventType::OnShowWindow});
+    source.setProcessed(*event);
+    source.remove(listener.get());
+    HostLock lock = host.lock();
+    EXPECT_TRUE(source.waitProcessed(lock, *event, 0));
+}
+
+TEST_F(Events, AWaitableOneIsNotHeldUpByASourceThatCloses)
+{
+    const auto listener = listen({EventType::OnShowWindow});
+    const EventPtr event = source.fire({EventType::OnShowWindow});
+    source.close();
+    HostLock lock = host.lock();
+    EXPECT_TRUE(source.waitProcessed(lock, *event, 0));
+}
+
 TEST_F(Events, VetoableOnesReachThoseWhoAskedForAllOfThem)
 {
     const auto listener = listen({EventType::Vetoable});
