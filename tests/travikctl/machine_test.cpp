@@ -78,6 +78,8 @@ TEST_F(TravikctlMachines, showFindsByNameUuidAndSettingsFile)
     EXPECT_EQ(shown(Machines::playerId), expected);
     EXPECT_EQ(shown(Machines::chinese)["name"], "中文机器");
     EXPECT_EQ(shown(file.wstring())["name"], "Unregistered");
+    EXPECT_EQ(shown(std::filesystem::relative(file).wstring())["name"], "Unregistered");
+    EXPECT_EQ(shown(std::filesystem::relative(world().machineFile(Machines::player)).wstring()), expected);
 
     const Outcome text = travikctl({L"show", player()});
     EXPECT_TRUE(succeeded(text));

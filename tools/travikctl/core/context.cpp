@@ -54,7 +54,14 @@ ScopedMachine Context::machine(const std::string& which) const
         if (error.result() != Result::ObjectNotFound || !looksLikeFile(which))
             throw;
     }
-    return vbox.openMachine(fullPath(which));
+    const std::wstring file = fullPath(which);
+    try {
+        return vbox.findMachine(file);
+    } catch (const SdkError& error) {
+        if (error.result() != Result::ObjectNotFound)
+            throw;
+    }
+    return vbox.openMachine(file);
 }
 
 LockedSession Context::lock(const std::string& which, Lock type) const
