@@ -17,7 +17,8 @@ function done(progress, what) {
 }
 
 var PoweredOff = 1, Running = 5, Unlocked = 1, WriteLock = 2;
-var HardDisk = 3, SATA = 2, ReadWrite = 2, Full = 4;
+var HardDisk = 3, SATA = 2, FloppyBus = 4, ReadWrite = 2, Full = 4;
+var AnyEvent = 1, OnExtraDataChanged = 34;
 
 var vbox = new ActiveXObject("VirtualBox.VirtualBox.1");
 var folder = WScript.Arguments(0);
@@ -36,6 +37,23 @@ session.Machine.AttachDevice("Disks", 0, 0, HardDisk, disk);
 session.Machine.SaveSettings();
 session.UnlockMachine();
 expect("the disk is attached", machine.GetMedium("Disks", 0, 0).Id, disk.Id);
+
+// This language makes no array of numbers: one with the number of any event comes from a call.
+var source = vbox.EventSource, listener = source.CreateListener();
+var types = vbox.SystemProperties.GetDeviceTypesForStorageBus(FloppyBus);
+expect("the number of any event", new VBArray(types).toArray().join(), String(AnyEvent));
+source.RegisterListener(listener, types, 0);
+machine.SetExtraData("Script/Key", "value");
+var happened = source.GetEvent(listener, 5000);
+while (happened !== null && happened.Type !== OnExtraDataChanged) {
+    source.EventProcessed(listener, happened);
+    happened = source.GetEvent(listener, 5000);
+}
+expect("an event's type", happened.Type, OnExtraDataChanged);
+expect("an event's own attribute", happened.Key, "Script/Key");
+expect("another one", happened.MachineId, machine.Id);
+source.EventProcessed(listener, happened);
+source.UnregisterListener(listener);
 
 done(machine.LaunchVMProcess(session, "headless", null), "starts");
 expect("runs", session.Console.State, Running);
