@@ -79,6 +79,12 @@ TEST_F(TravikctlFailures, noOtherFailureIsTriedAgain)
                   "VBOX_E_VM_ERROR");
 }
 
+TEST_F(TravikctlFailures, aFailedUnlockIsTold)
+{
+    vboxsim({L"fail", L"ISession::UnlockMachine", L"0x80BB0003"});
+    expectRefused({L"set", player(), L"--cpus", L"1"}, 1, "unlockMachine", "UnlockMachineFail", "VBOX_E_VM_ERROR");
+}
+
 TEST_F(TravikctlFailures, aFailureInTheMiddleLeavesNoLockBehind)
 {
     vboxsim({L"fail", L"IMachine::SaveSettings", L"0x80BB0004", L"--times", L"1"});
