@@ -81,7 +81,7 @@ TEST_F(TravikctlFailures, noOtherFailureIsTriedAgain)
 
 TEST_F(TravikctlFailures, aFailedUnlockIsTold)
 {
-    vboxsim({L"fail", L"ISession::UnlockMachine", L"0x80BB0003"});
+    vboxsim({L"fail", L"ISession::UnlockMachine", L"0x80BB0003", L"--times", L"2"});
     expectRefused({L"set", player(), L"--cpus", L"1"}, 1, "unlockMachine", "UnlockMachineFail", "VBOX_E_VM_ERROR");
 }
 
@@ -117,6 +117,17 @@ TEST_F(TravikctlTerminal, showsTheTimeOfLongWorkAndClearsIt)
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.out, "Started Player.\n");
     EXPECT_EQ(console.firstLine(), L"");
+}
+
+TEST_F(TravikctlTerminal, showsNoTimeOfAQuietRun)
+{
+    const Console console;
+    Control control;
+    control.scenario(LR"({"times": {"start": 5000}})");
+    Program starting(productFolder() / L"travikctl.exe", {L"-q", L"start", player()}, 0, &console);
+    Sleep(4'000);
+    EXPECT_EQ(console.firstLine(), L"");
+    EXPECT_EQ(starting.wait().exitCode, 0);
 }
 
 TEST_F(TravikctlTerminal, isNeededForThat)

@@ -89,8 +89,16 @@ TEST_F(TravikctlMachines, showFindsByNameUuidAndSettingsFile)
 TEST_F(TravikctlMachines, showTellsWhatDoesNotExist)
 {
     expectRefused({L"show", L"player"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
+    expectRefused({L"show", L"Player 1.2"}, 3, "findMachine", "FindMachineFail", "VBOX_E_OBJECT_NOT_FOUND");
     expectRefused({L"show", (folder() / L"none.vbox").wstring()}, 3, "openMachine", "OpenMachineFail", "E_FAIL");
     EXPECT_EQ(travikctlJson({L"show", Machines::damagedId}).exitCode, 1);
+}
+
+TEST_F(TravikctlMachines, showOpensNoFileWhenTheSearchItselfFails)
+{
+    const std::filesystem::path file = world().writeMachine(L"Unregistered", L"3e9c1b52-6f6a-4c0e-9d55-0a1b2c3d4eff");
+    vboxsim({L"fail", L"IVirtualBox::FindMachine", L"0x80BB0003", L"--times", L"2"});
+    expectRefused({L"show", file.wstring()}, 1, "findMachine", "FindMachineFail", "VBOX_E_VM_ERROR");
 }
 
 TEST_F(TravikctlMachines, setChangesAndSaves)

@@ -52,6 +52,9 @@ TEST_F(TravikctlParts, natListSaysThatTheLastRuleIsMissing)
                 StartsWith("name  protocol  hostAddress  hostPort  guestAddress  guestPort\nnote: The interface "
                            "never hands over the last rule"));
     EXPECT_THAT(run.out, HasSubstr("nat add MACHINE ~last"));
+    const json notes = travikctlJson({L"nat", L"list", player()}).json()["notes"];
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_THAT(notes[0].get<std::string>(), StartsWith("The interface never hands over the last rule"));
 }
 
 TEST_F(TravikctlParts, natRefusesWhatClashes)
@@ -107,6 +110,12 @@ TEST_F(TravikctlParts, transientSharesLiveInTheRunningMachine)
     const std::wstring path = folder().wstring();
     EXPECT_TRUE(failed(travikctl({L"share", L"add", L"--transient", player(), L"t", path}), 1, {"does not run"}));
     ASSERT_TRUE(succeeded(travikctl({L"start", player()})));
+    Control control;
+    control.trace(true);
+    ASSERT_TRUE(succeeded(travikctl({L"share", L"add", L"--transient", L"--writable", player(), L"w", path})));
+    EXPECT_THAT(utf8(control.traceText()), HasSubstr(utf8(path) + "\", 1, 0, null)"))
+        << "writable, not mounted by itself";
+    control.trace(false);
     const Outcome added = travikctlJson({L"share", L"add", L"--transient", player(), L"t", path});
     ASSERT_TRUE(succeeded(added));
     EXPECT_EQ(added.json()["share"], (json{{"name", "t"}, {"path", utf8(path)}, {"transient", true}}));

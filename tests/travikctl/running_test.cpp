@@ -39,8 +39,12 @@ protected:
 
 TEST_F(TravikctlRunning, startAndStop)
 {
+    Control control;
+    control.trace(true);
     const Outcome started = travikctl({L"start", player(), L"--type", L"headless", L"--env", L"A=1", L"--env", L"B"});
     ASSERT_TRUE(succeeded(started));
+    EXPECT_THAT(utf8(control.traceText()), HasSubstr("LaunchVMProcess(object, \"headless\", array of 2)"));
+    control.trace(false);
     EXPECT_EQ(started.out, "Started Player.\n");
     EXPECT_EQ(stateOf(player()), "running");
     EXPECT_EQ(travikctl({L"state", player(), L"--console"}).out, "running\n");

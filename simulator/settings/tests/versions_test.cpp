@@ -344,6 +344,7 @@ TEST(Versions, NewerFilesAreReadAndWrittenAsTheNewestKnown)
         EXPECT_NE(after.find("<New thing=\"1\"/>"), std::string::npos);
         EXPECT_FALSE(outdatedCopy(machineFile(text, ""), after, file)) << text;
     }
+    EXPECT_FALSE(outdatedCopy(machineFile("1.16", ""), saved(machineFile("1.16", "")), file)) << "the version stays";
 }
 
 TEST(Versions, FeaturesRaiseTheVersion)
