@@ -56,9 +56,11 @@ std::size_t distance(std::wstring_view left, std::wstring_view right)
 std::wstring nearest(const std::wstring& name)
 {
     constexpr std::size_t shown = 3;
+    constexpr std::size_t longest = 100; // no call has as long a name; what follows would only take time
+    const std::wstring_view compared = std::wstring_view(name).substr(0, longest);
     std::vector<std::pair<std::size_t, std::wstring_view>> ranked;
     for (const std::wstring& known : knownNames())
-        ranked.emplace_back(distance(name, known), known);
+        ranked.emplace_back(distance(compared, known), known);
     std::partial_sort(ranked.begin(), ranked.begin() + shown, ranked.end());
     std::wstring text;
     for (std::size_t i = 0; i < shown; ++i)

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <chrono>
+
 #include "base/failure.h"
 #include "host/call_names.h"
 
@@ -34,6 +36,14 @@ TEST(CallNames, ANameThatNoInterfaceHasIsRefusedWithTheNearest)
     for (const wchar_t* name : {L"IMachine::Nope", L"IMachine", L"", L"IMachine::get_Name ", L"imachine::get_name",
                                 L"IMachine::get_Name.progress", L"IMachine::Name"})
         EXPECT_NE(complaint(name), L"");
+}
+
+TEST(CallNames, ANameOfAnyLengthIsRefusedAtOnce)
+{
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THAT(complaint(L"IMachine::get_Name" + std::wstring(1'000'000, L'x')),
+                testing::HasSubstr(L"nearest are IMachine::"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 TEST(CallNames, WhatVirtualBoxKeepsForItselfIsNoCall)
