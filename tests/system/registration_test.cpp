@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "harness/child_process.h"
+#include "child_process.h"
 #include "harness/control.h"
 #include "harness/standin.h"
 #include "scratch.h"

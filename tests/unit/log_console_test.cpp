@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "child_process.h"
+#include "child_program.h"
 #include "file_bytes.h"
 #include "log/log_text.h"
 #include "log_fixture.h"
@@ -21,8 +21,7 @@ protected:
     static std::string outputOf(std::vector<std::wstring> arguments)
     {
         arguments.insert(arguments.begin(), L"log");
-        const ChildResult child = TravikTest::runChild(TravikTest::childProgram(), arguments);
-        EXPECT_TRUE(child.ended);
+        const ChildResult child = TravikTest::runToEnd(TravikTest::childProgram(), arguments);
         EXPECT_EQ(0u, child.exitCode);
         std::string output = child.output;
         std::erase(output, '\r');

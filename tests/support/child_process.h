@@ -70,4 +70,12 @@ private:
     std::string pending_;
 };
 
+/// What a program left that was run to its end, or stopped after 20 seconds.
+struct ChildResult
+{
+    std::optional<DWORD> exitCode; ///< nothing when it had to be stopped
+    std::string output;            ///< the bytes of its standard output
+};
+ChildResult runToEnd(const std::filesystem::path& program, const std::vector<std::wstring>& arguments);
+
 } // namespace TravikTest

@@ -159,4 +159,11 @@ void ChildProcess::kill()
             "TerminateProcess");
 }
 
+ChildResult runToEnd(const std::filesystem::path& program, const std::vector<std::wstring>& arguments)
+{
+    ChildProcess child(program, arguments);
+    const std::optional<DWORD> exitCode = child.wait();
+    return {exitCode, child.restOfOutput()};
+}
+
 } // namespace TravikTest
