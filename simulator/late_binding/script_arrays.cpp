@@ -42,24 +42,22 @@ VARTYPE elementType(const TYPEDESC& element)
 SAFEARRAY* copyAs(VARTYPE type, SAFEARRAY* variants)
 {
     const ULONG count = variants && SafeArrayGetDim(variants) == 1 ? variants->rgsabound[0].cElements : 0;
-    SAFEARRAY* copy = SafeArrayCreateVector(type, 0, count);
+    Travik::ComArray copy(SafeArrayCreateVector(type, 0, count));
     const auto* from = count ? static_cast<const VARIANT*>(variants->pvData) : nullptr;
-    for (LONG i = 0; copy && i < static_cast<LONG>(count); ++i) {
+    for (LONG i = 0; !copy.isNull() && i < static_cast<LONG>(count); ++i) {
         VARIANT element;
         VariantInit(&element);
         HRESULT result = VariantChangeType(&element, const_cast<VARIANT*>(&valueOf(from[i])), 0, type);
         if (SUCCEEDED(result)) {
             const bool isPointer = type == VT_BSTR || type == VT_DISPATCH;
-            result =
-                SafeArrayPutElement(copy, &i, isPointer ? static_cast<void*>(V_DISPATCH(&element)) : &V_I8(&element));
+            result = SafeArrayPutElement(copy.get(), &i,
+                                         isPointer ? static_cast<void*>(V_DISPATCH(&element)) : &V_I8(&element));
         }
         VariantClear(&element);
-        if (FAILED(result)) {
-            SafeArrayDestroy(copy);
+        if (FAILED(result))
             return nullptr;
-        }
     }
-    return copy;
+    return copy.detach();
 }
 
 /// The description of the method or property that is called; null when there is none.
@@ -89,12 +87,6 @@ ScriptArguments::ScriptArguments(ITypeInfo* description, DISPID member, WORD kin
     all_.rgvarg = values_.data();
 }
 
-ScriptArguments::~ScriptArguments()
-{
-    for (SAFEARRAY* array : made_)
-        SafeArrayDestroy(array);
-}
-
 void ScriptArguments::convert(const FUNCDESC& method)
 {
     for (std::size_t i = 0; i < values_.size() && i < static_cast<std::size_t>(method.cParams); ++i) {
@@ -108,7 +100,7 @@ void ScriptArguments::convert(const FUNCDESC& method)
         SAFEARRAY* made = copyAs(element, isScriptArray ? arrayOf(value) : nullptr);
         if (!made)
             continue; // the call is refused for its type
-        made_.push_back(made);
+        made_.emplace_back(made);
         V_VT(&argument) = VT_ARRAY | element;
         V_ARRAY(&argument) = made;
     }

@@ -3,7 +3,10 @@
 #include <windows.h>
 #include <oaidl.h>
 
+#include <list>
 #include <vector>
+
+#include "automation/safe_array.h"
 
 namespace VBoxSim {
 
@@ -13,7 +16,6 @@ class ScriptArguments
 {
 public:
     ScriptArguments(ITypeInfo* description, DISPID member, WORD kind, DISPPARAMS* given);
-    ~ScriptArguments();
     ScriptArguments(const ScriptArguments&) = delete;
     ScriptArguments& operator=(const ScriptArguments&) = delete;
 
@@ -24,7 +26,7 @@ private:
 
     DISPPARAMS all_;
     std::vector<VARIANT> values_; ///< in COM's order: the last argument first
-    std::vector<SAFEARRAY*> made_;
+    std::list<Travik::ComArray> made_;
 };
 
 /// Under Wine, whose script engines read no other arrays, turns an array into one of variants. On Windows a late-bound
