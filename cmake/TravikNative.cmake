@@ -8,6 +8,7 @@ add_library(travik_test_support STATIC tests/support/native.cpp)
 target_include_directories(travik_test_support PUBLIC tests/support)
 target_link_libraries(travik_test_support PUBLIC GTest::gmock PRIVATE travik_warnings)
 
+add_subdirectory(include)
 foreach(part base images appliance settings)
     add_subdirectory(simulator/${part})
 endforeach()

@@ -20,11 +20,10 @@ namespace {
 constexpr std::uint64_t megabyte = std::uint64_t(1) << 20;
 constexpr std::uint32_t memoryOfUnknownTypes = 1024;
 
-// VirtualBox's NetworkAdapterType.
-constexpr std::uint32_t am79c970a = 1;
-constexpr std::uint32_t am79c973 = 2;
-constexpr std::uint32_t i82540em = 3;
-constexpr std::uint32_t i82545em = 5;
+constexpr std::uint32_t am79c970a = Travik::NetworkAdapterType::Am79C970A;
+constexpr std::uint32_t am79c973 = Travik::NetworkAdapterType::Am79C973;
+constexpr std::uint32_t i82540em = Travik::NetworkAdapterType::I82540EM;
+constexpr std::uint32_t i82545em = Travik::NetworkAdapterType::I82545EM;
 
 bool isPcNet(std::uint32_t adapterType)
 {

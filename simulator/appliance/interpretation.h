@@ -6,40 +6,41 @@
 
 #include "appliance/ovf.h"
 #include "images/image.h"
+#include "travik/vbox_types.h"
 
 namespace VBoxSim {
 
-/// VirtualBox's VirtualSystemDescriptionType.
+/// VirtualBox's VirtualSystemDescriptionType, as far as it is used here.
 enum class DescriptionType : std::uint32_t
 {
-    Ignore = 1,
-    OS = 2,
-    Name = 3,
-    Product = 4,
-    Vendor = 5,
-    Version = 6,
-    ProductUrl = 7,
-    VendorUrl = 8,
-    Description = 9,
-    License = 10,
-    Miscellaneous = 11,
-    CPU = 12,
-    Memory = 13,
-    HardDiskControllerIDE = 14,
-    HardDiskControllerSATA = 15,
-    HardDiskControllerSCSI = 16,
-    HardDiskControllerSAS = 17,
-    HardDiskImage = 18,
-    Floppy = 19,
-    CDROM = 20,
-    NetworkAdapter = 21,
-    USBController = 22,
-    SoundCard = 23,
-    SettingsFile = 24,
-    BaseFolder = 25,
-    PrimaryGroup = 26,
-    HardDiskControllerVirtioSCSI = 60,
-    HardDiskControllerNVMe = 61,
+    Ignore = Travik::VirtualSystemDescriptionType::Ignore,
+    OS = Travik::VirtualSystemDescriptionType::OS,
+    Name = Travik::VirtualSystemDescriptionType::Name,
+    Product = Travik::VirtualSystemDescriptionType::Product,
+    Vendor = Travik::VirtualSystemDescriptionType::Vendor,
+    Version = Travik::VirtualSystemDescriptionType::Version,
+    ProductUrl = Travik::VirtualSystemDescriptionType::ProductUrl,
+    VendorUrl = Travik::VirtualSystemDescriptionType::VendorUrl,
+    Description = Travik::VirtualSystemDescriptionType::Description,
+    License = Travik::VirtualSystemDescriptionType::License,
+    Miscellaneous = Travik::VirtualSystemDescriptionType::Miscellaneous,
+    CPU = Travik::VirtualSystemDescriptionType::CPU,
+    Memory = Travik::VirtualSystemDescriptionType::Memory,
+    HardDiskControllerIDE = Travik::VirtualSystemDescriptionType::HardDiskControllerIDE,
+    HardDiskControllerSATA = Travik::VirtualSystemDescriptionType::HardDiskControllerSATA,
+    HardDiskControllerSCSI = Travik::VirtualSystemDescriptionType::HardDiskControllerSCSI,
+    HardDiskControllerSAS = Travik::VirtualSystemDescriptionType::HardDiskControllerSAS,
+    HardDiskImage = Travik::VirtualSystemDescriptionType::HardDiskImage,
+    Floppy = Travik::VirtualSystemDescriptionType::Floppy,
+    CDROM = Travik::VirtualSystemDescriptionType::CDROM,
+    NetworkAdapter = Travik::VirtualSystemDescriptionType::NetworkAdapter,
+    USBController = Travik::VirtualSystemDescriptionType::USBController,
+    SoundCard = Travik::VirtualSystemDescriptionType::SoundCard,
+    SettingsFile = Travik::VirtualSystemDescriptionType::SettingsFile,
+    BaseFolder = Travik::VirtualSystemDescriptionType::BaseFolder,
+    PrimaryGroup = Travik::VirtualSystemDescriptionType::PrimaryGroup,
+    HardDiskControllerVirtioSCSI = Travik::VirtualSystemDescriptionType::HardDiskControllerVirtioSCSI,
+    HardDiskControllerNVMe = Travik::VirtualSystemDescriptionType::HardDiskControllerNVMe,
 };
 
 /// One line of what an import would make, as VirtualBox's virtual system descriptions list it.

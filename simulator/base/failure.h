@@ -5,37 +5,35 @@
 #include <string>
 #include <utility>
 
+#include "travik/vbox_types.h"
+
 namespace VBoxSim {
 
 /// A COM result code, as VirtualBox's calls return it.
 using ResultCode = std::int32_t;
 
-/// The result codes that VirtualBox's calls fail with.
+/// The result codes that VirtualBox's calls fail with, signed as COM has them.
 namespace Result {
-constexpr ResultCode make(std::uint32_t value)
-{
-    return static_cast<ResultCode>(value);
-}
-constexpr ResultCode ok = 0;
-constexpr ResultCode objectNotFound = make(0x80BB0001);
-constexpr ResultCode invalidVmState = make(0x80BB0002);
-constexpr ResultCode vmError = make(0x80BB0003);
-constexpr ResultCode fileError = make(0x80BB0004);
-constexpr ResultCode iprtError = make(0x80BB0005);
-constexpr ResultCode invalidObjectState = make(0x80BB0007);
-constexpr ResultCode notSupported = make(0x80BB0009);
-constexpr ResultCode xmlError = make(0x80BB000A);
-constexpr ResultCode objectInUse = make(0x80BB000C);
-constexpr ResultCode maximumReached = make(0x80BB000E);
-constexpr ResultCode unexpected = make(0x8000FFFF);
-constexpr ResultCode notImplemented = make(0x80004001);
-constexpr ResultCode pointer = make(0x80004003);
-constexpr ResultCode fail = make(0x80004005);
-constexpr ResultCode accessDenied = make(0x80070005);
-constexpr ResultCode outOfMemory = make(0x8007000E);
-constexpr ResultCode invalidArgument = make(0x80070057);
-constexpr ResultCode serverUnavailable = make(0x800706BA);
-constexpr ResultCode callFailed = make(0x800706BE);
+constexpr ResultCode ok = ResultCode(Travik::Result::Ok);
+constexpr ResultCode objectNotFound = ResultCode(Travik::Result::ObjectNotFound);
+constexpr ResultCode invalidVmState = ResultCode(Travik::Result::InvalidVMState);
+constexpr ResultCode vmError = ResultCode(Travik::Result::VMError);
+constexpr ResultCode fileError = ResultCode(Travik::Result::FileError);
+constexpr ResultCode iprtError = ResultCode(Travik::Result::IPRTError);
+constexpr ResultCode invalidObjectState = ResultCode(Travik::Result::InvalidObjectState);
+constexpr ResultCode notSupported = ResultCode(Travik::Result::NotSupported);
+constexpr ResultCode xmlError = ResultCode(Travik::Result::XMLError);
+constexpr ResultCode objectInUse = ResultCode(Travik::Result::ObjectInUse);
+constexpr ResultCode maximumReached = ResultCode(Travik::Result::MaximumReached);
+constexpr ResultCode unexpected = ResultCode(Travik::Result::Unexpected);
+constexpr ResultCode notImplemented = ResultCode(Travik::Result::NotImpl);
+constexpr ResultCode pointer = ResultCode(Travik::Result::Pointer);
+constexpr ResultCode fail = ResultCode(Travik::Result::Fail);
+constexpr ResultCode accessDenied = ResultCode(Travik::Result::AccessDenied);
+constexpr ResultCode outOfMemory = ResultCode(Travik::Result::OutOfMemory);
+constexpr ResultCode invalidArgument = ResultCode(Travik::Result::InvalidArg);
+constexpr ResultCode serverUnavailable = ResultCode(Travik::Result::RpcServerUnavailable);
+constexpr ResultCode callFailed = ResultCode(Travik::Result::RpcCallFailed);
 } // namespace Result
 
 /// Whatever goes wrong: the result code that the client gets, and the text of its error object.

@@ -161,7 +161,7 @@ void readHardware(const Element* hardware, SettingsVersion version, MachineSetti
     settings.hardwareId = parseUuid(Xml::get(hardware, "uuid")).value_or(L"");
     settings.cpuCount = number(Xml::child(hardware, "CPU"), "count", 1);
     settings.memoryMegabytes = readMemory(hardware);
-    settings.chipset = word(Xml::child(hardware, "Chipset"), "type", chipsetNames, 1);
+    settings.chipset = word(Xml::child(hardware, "Chipset"), "type", chipsetNames, Travik::ChipsetType::PIIX3);
     settings.paravirt = word(Xml::child(hardware, "Paravirt"), "provider", paravirtNames, defaultParavirt(version));
     settings.bootOrder = readBootOrder(Xml::child(hardware, "Boot"));
     fitAdapters(settings);
@@ -400,16 +400,12 @@ bool defaultCable(SettingsVersion version)
 
 std::uint32_t defaultAdapterType(SettingsVersion version)
 {
-    constexpr std::uint32_t am79c970a = 1;
-    constexpr std::uint32_t am79c973 = 2;
-    return version >= 16 ? am79c973 : am79c970a;
+    return version >= 16 ? Travik::NetworkAdapterType::Am79C973 : Travik::NetworkAdapterType::Am79C970A;
 }
 
 std::uint32_t defaultParavirt(SettingsVersion version)
 {
-    constexpr std::uint32_t usual = 1;
-    constexpr std::uint32_t legacy = 2;
-    return version >= 16 ? usual : legacy;
+    return version >= 16 ? Travik::ParavirtProvider::Default : Travik::ParavirtProvider::Legacy;
 }
 
 BootOrder readBootOrder(const Element* boot)
@@ -433,16 +429,21 @@ AudioSettings defaultAudio(SettingsVersion version)
 
 std::uint32_t defaultCodec(std::uint32_t controller)
 {
-    constexpr std::uint32_t codecs[] = {2, 1, 4}; // STAC9700 of AC97, SB16 of SB16, STAC9221 of HDA
-    return codecs[controller];
+    switch (controller) {
+    case Travik::AudioControllerType::SB16:
+        return Travik::AudioCodecType::SB16;
+    case Travik::AudioControllerType::HDA:
+        return Travik::AudioCodecType::STAC9221;
+    default:
+        return Travik::AudioCodecType::STAC9700;
+    }
 }
 
 std::uint32_t audioDriver(std::wstring_view name)
 {
-    constexpr std::uint32_t null = 0;
-    constexpr std::uint32_t directSound = 4;
+    constexpr std::uint32_t directSound = Travik::AudioDriverType::DirectSound;
     if (equalIgnoringCase(name, L"Null"))
-        return null;
+        return Travik::AudioDriverType::Null;
     if (equalIgnoringCase(name, L"Default"))
         return directSound;
     for (const NamedValue& known : audioDriverNames)

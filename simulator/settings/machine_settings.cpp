@@ -127,7 +127,7 @@ MachineSettings newMachineSettings(const std::wstring& name, const std::wstring&
     settings.lastStateChange = Time::nowMilliseconds();
     fitAdapters(settings);
     settings.adapters[0].enabled = true;
-    settings.adapters[0].attachment = 1;
+    settings.adapters[0].attachment = Travik::NetworkAttachmentType::NAT;
     return settings;
 }
 
@@ -142,8 +142,7 @@ std::wstring newMacAddress()
 
 std::uint32_t adapterCount(std::uint32_t chipset)
 {
-    constexpr std::uint32_t ich9 = 2;
-    return chipset == ich9 ? 36 : 8;
+    return chipset == Travik::ChipsetType::ICH9 ? 36 : 8;
 }
 
 void fitAdapters(MachineSettings& settings)

@@ -47,8 +47,8 @@ struct NetworkAdapterSettings
     std::uint32_t slot = 0;
     bool enabled = false;
     bool cableConnected = true;
-    std::uint32_t type = 2;       ///< NetworkAdapterType
-    std::uint32_t attachment = 0; ///< NetworkAttachmentType
+    std::uint32_t type = Travik::NetworkAdapterType::Am79C973;
+    std::uint32_t attachment = Travik::NetworkAttachmentType::Null;
     std::wstring mac;
     NatSettings nat;
     std::vector<NatRule> rules;
@@ -67,8 +67,8 @@ struct AttachmentSettings
 struct StorageControllerSettings
 {
     std::wstring name;
-    std::uint32_t bus = 0;  ///< StorageBus
-    std::uint32_t type = 0; ///< StorageControllerType
+    std::uint32_t bus = Travik::StorageBus::Null;
+    std::uint32_t type = Travik::StorageControllerType::Null;
     std::uint32_t portCount = 1;
     std::uint32_t instance = 0;
     bool useHostIoCache = false;
@@ -108,9 +108,9 @@ struct AudioSettings
     bool enabled = false;
     bool enabledIn = true;
     bool enabledOut = true;
-    std::uint32_t controller = 0; ///< AudioControllerType
-    std::uint32_t codec = 2;      ///< AudioCodecType
-    std::uint32_t driver = 0;     ///< AudioDriverType
+    std::uint32_t controller = Travik::AudioControllerType::AC97;
+    std::uint32_t codec = Travik::AudioCodecType::STAC9700;
+    std::uint32_t driver = Travik::AudioDriverType::Null;
 
     bool operator==(const AudioSettings&) const = default;
 };
@@ -139,8 +139,8 @@ struct MachineSettings
 
     std::uint32_t cpuCount = 1;
     std::uint32_t memoryMegabytes = 128;
-    std::uint32_t chipset = 1;  ///< ChipsetType
-    std::uint32_t paravirt = 1; ///< ParavirtProvider
+    std::uint32_t chipset = Travik::ChipsetType::PIIX3;
+    std::uint32_t paravirt = Travik::ParavirtProvider::Default;
     BootOrder bootOrder = usualBootOrder;
     AudioSettings audio;
     std::vector<NetworkAdapterSettings> adapters; ///< always as many as the chipset has

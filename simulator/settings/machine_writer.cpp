@@ -308,8 +308,9 @@ void writeHardware(Element* hardware, SettingsVersion version, const MachineSett
         Xml::setNumberUnless(hardwarePart(hardware, "CPU"), "count", 1, settings.cpuCount);
     Element* memory = hardwarePart(hardware, "Memory");
     Xml::setNumberUnless(memory, "RAMSize", -1, settings.memoryMegabytes);
-    if (settings.chipset != 1 || Xml::child(hardware, "Chipset"))
-        setWordUnless(hardwarePart(hardware, "Chipset"), "type", chipsetNames, 1, settings.chipset);
+    if (settings.chipset != Travik::ChipsetType::PIIX3 || Xml::child(hardware, "Chipset"))
+        setWordUnless(hardwarePart(hardware, "Chipset"), "type", chipsetNames, Travik::ChipsetType::PIIX3,
+                      settings.chipset);
     const std::uint32_t usualParavirt = defaultParavirt(version);
     if (settings.paravirt != usualParavirt || Xml::child(hardware, "Paravirt"))
         setWordUnless(hardwarePart(hardware, "Paravirt"), "provider", paravirtNames, usualParavirt, settings.paravirt);

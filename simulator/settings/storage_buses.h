@@ -4,13 +4,15 @@
 #include <initializer_list>
 #include <vector>
 
+#include "travik/vbox_types.h"
+
 namespace VBoxSim {
 
-/// VirtualBox's DeviceType.
+/// Those of VirtualBox's devices that hold media.
 namespace DeviceKind {
-constexpr std::uint32_t floppy = 1;
-constexpr std::uint32_t dvd = 2;
-constexpr std::uint32_t hardDisk = 3;
+constexpr std::uint32_t floppy = Travik::DeviceType::Floppy;
+constexpr std::uint32_t dvd = Travik::DeviceType::DVD;
+constexpr std::uint32_t hardDisk = Travik::DeviceType::HardDisk;
 } // namespace DeviceKind
 
 /// What a kind of storage controller can hold.

@@ -109,12 +109,12 @@ TEST(MachineSettings, ComeBackAsTheyWereWritten)
     settings.guestProperties[L"/p"] = {L"v\nw", 5, L"TRANSIENT"};
     settings.sharedFolders.push_back({L"f", L"D:\\\u00FC", true, false, L"/mnt"});
     settings.adapters[0].rules.push_back({L"r", 0, L"", 1, L"10.0.2.15", 65535});
-    settings.adapters[1].attachment = 2; // bridged, and yet with rules
+    settings.adapters[1].attachment = Travik::NetworkAttachmentType::Bridged; // and yet with rules
     settings.adapters[1].rules.push_back({L"kept", 1, L"", 2, L"", 3});
     StorageControllerSettings ide;
     ide.name = L"IDE";
     ide.bus = 1;
-    ide.type = 6;
+    ide.type = Travik::StorageControllerType::ICH6;
     ide.portCount = 2;
     ide.attachments.push_back({2, 1, 1, false, false, L""});
     settings.controllers.push_back(ide);

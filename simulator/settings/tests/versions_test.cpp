@@ -430,12 +430,14 @@ TEST(Versions, ModesThatAreNotInUseAreKept)
     const std::string text = machineFile("1.16", "<Network><Adapter slot=\"0\" enabled=\"true\"><DisabledModes>"
                                                  "<BridgedInterface name=\"eth0\"/></DisabledModes><NAT>"
                                                  "<Forwarding name=\"a\" proto=\"1\"/></NAT></Adapter></Network>");
-    const std::string bridged = saved(text, [](MachineSettings& s) { s.adapters[0].attachment = 2; });
+    const std::string bridged =
+        saved(text, [](MachineSettings& s) { s.adapters[0].attachment = Travik::NetworkAttachmentType::Bridged; });
     EXPECT_NE(bridged.find("<BridgedInterface name=\"eth0\"/>"), std::string::npos);
     const MachineSettings read = parseMachineSettings(bridged, file);
     EXPECT_EQ(read.adapters[0].attachment, 2u);
     ASSERT_EQ(read.adapters[0].rules.size(), 1u);
-    const std::string back = saved(bridged, [](MachineSettings& s) { s.adapters[0].attachment = 1; });
+    const std::string back =
+        saved(bridged, [](MachineSettings& s) { s.adapters[0].attachment = Travik::NetworkAttachmentType::NAT; });
     EXPECT_EQ(difference(back, text), std::vector<std::string>());
     EXPECT_EQ(difference(text, back), std::vector<std::string>());
 }

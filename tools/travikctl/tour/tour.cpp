@@ -596,7 +596,7 @@ void Tour::meetAFault()
     std::wstring name = L"untouched";
     const SdkErrorCode code = vbox_.plain().getVmName(machine.get(), &name);
     const SdkError failure = lastFailure(vbox_, code);
-    verify(code == PutNameFail && failure.result() == 0x80004005 && name == L"untouched",
+    verify(code == PutNameFail && failure.result() == Result::Fail && name == L"untouched",
            std::string("the operation fails with ") + failure.what());
     const std::wstring ending = L" with rc=0x80004005 rcDesc=OleFailError errorDesc=PutNameFail";
     verify(failure.operation() == L"getVmName" && failure.text().ends_with(ending),
