@@ -92,7 +92,7 @@ def parameters(api, method, declared):
 def passed(each):
     name, base = each["name"], each["type"]
     if each["direction"] == "out":
-        return f"{name}Out.place()"
+        return f"{name}Out.put()"
     if base == "handle":
         return f"{name}.get()"
     if base == "text":
@@ -104,7 +104,7 @@ def passed(each):
     return f"static_cast<std::uint32_t>({name})" if each.get("meaning") else name
 
 
-def place(each):
+def output(each):
     base = each["type"]
     kind = {"text": "Text", "texts": "Texts", "handles": "Machines"}.get(base)
     if kind is None:
@@ -127,7 +127,7 @@ def definition(api, method):
     for each in method.inputs:
         if each["type"] == "texts":
             text += f"    const std::vector<const char*> {each['name']}In = detail::pointers({each['name']});\n"
-    text += "".join(place(each) for each in method.outputs)
+    text += "".join(output(each) for each in method.outputs)
     arguments = ["get()"] if method.receiver else []
     arguments += [passed(each) for each in method.function["parameters"] if each is not method.receiver]
     call = f"{method.function['name']}({', '.join(arguments + ['limit.milliseconds', 'error'])})"

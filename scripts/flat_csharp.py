@@ -93,15 +93,15 @@ def method(api, each):
         if one["direction"] == "out":
             kind = {"text": "IntPtr", "texts": "RawTexts", "handle": "ulong",
                     "handles": f"Raw{pascal(one.get('handle', ''))}s"}.get(base)
-            place = f"{one['name']}Out"
-            before += f"{indent}{kind or NUMBERS[base]} {place} = default({kind or NUMBERS[base]});\n"
-            arguments.append(f"out {place}")
+            local = f"{one['name']}Out"
+            before += f"{indent}{kind or NUMBERS[base]} {local} = default({kind or NUMBERS[base]});\n"
+            arguments.append(f"out {local}")
             owner = class_of(api, one["handle"]) if base in ("handle", "handles") else ""
-            takers.append({"text": f"Core.TakeText({place})", "texts": f"Core.TakeTexts({place})",
-                           "handle": f"new {owner}({place})",
-                           "handles": f"Array.ConvertAll(Core.TakeHandles({place}), one => new {owner}(one))"}.get(base)
-                          or (f"{place} != 0" if one.get("meaning") == "bool" else
-                              f"({one['meaning']}){place}" if one.get("meaning") else place))
+            takers.append({"text": f"Core.TakeText({local})", "texts": f"Core.TakeTexts({local})",
+                           "handle": f"new {owner}({local})",
+                           "handles": f"Array.ConvertAll(Core.TakeHandles({local}), one => new {owner}(one))"}.get(base)
+                          or (f"{local} != 0" if one.get("meaning") == "bool" else
+                              f"({one['meaning']}){local}" if one.get("meaning") else local))
         elif base == "texts":
             held = f"{indent}using (var {one['name']}In = new NativeTexts({label}))\n    "
             arguments += [f"{one['name']}In.Items", f"(uint){label}.Length"]

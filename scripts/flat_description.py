@@ -41,7 +41,7 @@ MEANINGS = {
 # The codes that are not the library's own: name, number, what happened.
 OWN_CODES = [
     ("NotUtf8", 1001, "a text that goes in is not UTF-8"),
-    ("NullArgument", 1002, "a text, list or place that is required is null"),
+    ("NullArgument", 1002, "a text, list or output that is required is null"),
     ("Closed", 1003, "not open, or closed during the call"),
     ("Deadline", 1004, "the deadline passed; the error's text says whether the operation had begun"),
     ("WrongHandle", 1005, "a handle of another kind, or a watch that is not known"),

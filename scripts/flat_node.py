@@ -59,7 +59,7 @@ def raw(api):
     return "\n".join(parts + ["module.exports = { constants, prototypes };\n"])
 
 
-def place(api, each):
+def output(api, each):
     base = each["type"]
     if base == "handle":
         return f"core.handleOut({class_of(api, each['handle'])})"
@@ -84,7 +84,7 @@ def method(api, each):
     arguments = ["core.raw(this)"] if each.receiver else []
     for one in each.function["parameters"]:
         if one["direction"] == "out":
-            arguments.append(place(api, one))
+            arguments.append(output(api, one))
         elif one is not each.receiver:
             arguments += passed(one)
     return (f"  {each.name}({', '.join(inputs + ['options'])}) {{\n"

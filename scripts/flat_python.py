@@ -77,7 +77,7 @@ def result_type(api, each):
     return each.get("meaning") or {"text": "str", "texts": "list[str]"}.get(each["type"], "int")
 
 
-def number_place(each):
+def number_output(each):
     return f"NumberPlace({NUMBERS[each['type']]}, {each.get('meaning', 'int')})"
 
 
@@ -102,8 +102,8 @@ def method(api, each):
             made = {"text": "TextPlace()", "texts": "TextsPlace()"}.get(base)
             if base in ("handle", "handles"):
                 made = f"{'Handle' if base == 'handle' else 'Machines'}Place({class_of(api, one['handle'])})"
-            text += f"{indent}{name}_out = {made or number_place(one)}\n"
-            arguments.append(f"{name}_out.place()")
+            text += f"{indent}{name}_out = {made or number_output(one)}\n"
+            arguments.append(f"{name}_out.put()")
             takers.append(f"{name}_out.take()")
         elif base == "texts":
             arguments += [f"texts({name})", f"len({name})"]

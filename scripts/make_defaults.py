@@ -2,7 +2,7 @@
 """Makes a header with a body for every slot of every interface of a MIDL or widl header.
 
 Defaults<IMachine> derives from IMachine and answers E_NOTIMPL in each slot above IUnknown, so that the stand-in and the
-fakes of the tests override only what they mean. Places for results are cleared, as COM wants it of a call that fails.
+fakes of the tests override only what they mean. Outputs are cleared, as COM wants it of a call that fails.
 Usage: make_defaults.py virtualbox.h virtualbox_defaults.h
 """
 import re
@@ -39,7 +39,7 @@ def interfaces(text):
 
 
 def is_result(kind, interface_names):
-    """Whether a parameter of this type is a place for a result: a pointer, but not to an object."""
+    """Whether a parameter of this type is an output: a pointer, but not to an object."""
     stars = kind.replace(" ", "")
     base = stars.rstrip("*")
     return stars.endswith("**") or (stars.endswith("*") and base not in interface_names | INPUTS)
@@ -47,9 +47,9 @@ def is_result(kind, interface_names):
 
 def body(method, types, interface_names):
     kinds = [kind.strip() for kind in types.split(",") if kind.strip()]
-    places = [f"a{i}" if is_result(kind, interface_names) else "" for i, kind in enumerate(kinds)]
-    parameters = ", ".join(f"{kind} {place}".strip() for kind, place in zip(kinds, places))
-    results = ", ".join(place for place in places if place)
+    outputs = [f"a{i}" if is_result(kind, interface_names) else "" for i, kind in enumerate(kinds)]
+    parameters = ", ".join(f"{kind} {output}".strip() for kind, output in zip(kinds, outputs))
+    results = ", ".join(output for output in outputs if output)
     return (f"    HRESULT STDMETHODCALLTYPE {method}({parameters}) override "
             f"{{ return notImplemented({results}); }}")
 
@@ -72,8 +72,8 @@ def main():
     lines = ["// Made from the interface descriptions; see scripts/make_defaults.py.", "#pragma once", "",
              f'#include "{source.replace(chr(92), "/").rsplit("/", 1)[-1]}"', "",
              "#ifndef TRAVIK_NOT_IMPLEMENTED", "#define TRAVIK_NOT_IMPLEMENTED",
-             "template <class... Result>", "HRESULT notImplemented(Result*... place)", "{",
-             "    ((place ? void(*place = Result{}) : void()), ...);", "    return E_NOTIMPL;", "}",
+             "template <class... Result>", "HRESULT notImplemented(Result*... output)", "{",
+             "    ((output ? void(*output = Result{}) : void()), ...);", "    return E_NOTIMPL;", "}",
              "#endif", "", "template <class Interface>", "struct Defaults;", ""]
     for name in found:
         lines += ["template <>", f"struct Defaults<{name}> : {name} {{"]

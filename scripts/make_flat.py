@@ -127,8 +127,8 @@ def implementation(api):
             continue
         signature = declaration(f"uint32_t {each['name']}", c_parameters(each), "")
         arguments = "".join(f", {adapter(parameter)}" for parameter in each["parameters"])
-        places = ", ".join(parameter["name"] for parameter in each["parameters"] if parameter["direction"] == "out")
-        cleared = f"    clear({places});\n" if places else ""
+        outputs = ", ".join(parameter["name"] for parameter in each["parameters"] if parameter["direction"] == "out")
+        cleared = f"    clear({outputs});\n" if outputs else ""
         parts.append(f"{signature}\n{{\n{cleared}    return guarded(\"{each['operation']}\", error, [&] {{\n"
                      f"        return call<Calls::{each['operation']}>(deadlineMs, error{arguments});\n    }});\n}}\n")
     for each in api["functions"]:

@@ -1,4 +1,4 @@
-// The ground of the binding: the DLL, its structs, errors, places for what comes out.
+// The ground of the binding: the DLL, its structs, errors, outputs.
 'use strict';
 
 const koffi = require('koffi');
@@ -37,11 +37,11 @@ class TravikError extends Error {
   }
 }
 
-function errorOf(code, place) {
+function errorOf(code, output) {
   const unknown = { code, result: 0, codeName: 'no memory', resultName: '', operation: '', text: '' };
-  const told = place[0] ? koffi.decode(place[0], 'travik_error') : unknown;
-  if (place[0])
-    load().travik_freeError(place);
+  const told = output[0] ? koffi.decode(output[0], 'travik_error') : unknown;
+  if (output[0])
+    load().travik_freeError(output);
   return new TravikError(told);
 }
 
@@ -98,7 +98,7 @@ function run(name, parameters) {
   });
 }
 
-// Calls a function that ends with a limit and a place for its error; hands out what comes, a list when it is several.
+// Calls a function that ends with a limit and an output for its error; hands out what comes, a list when it is several.
 async function call(name, options, parameters) {
   const error = [null];
   const passed = parameters.map((each) => each && each.take ? each.pass : each);

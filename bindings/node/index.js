@@ -53,16 +53,16 @@ made.Console.prototype.watch = async function* watch(options = {}) {
   const watcher = await core.call('travik_watch', options, [this.raw, null, null, core.numberOut()]);
   try {
     for (;;) {
-      const place = [null];
+      const notice = [null];
       const error = [null];
       // Short, because it keeps a thread of Node's pool.
-      const failed = await core.run('travik_nextNotice', [watcher, options.poll || 200, place, error]);
+      const failed = await core.run('travik_nextNotice', [watcher, options.poll || 200, notice, error]);
       if (failed !== 0)
         throw core.errorOf(failed, error);
-      if (!place[0])
+      if (!notice[0])
         continue;
-      const { kind, state, fatal, code, result, id, text } = koffi.decode(place[0], 'travik_notice');
-      core.load().travik_freeNotice(place);
+      const { kind, state, fatal, code, result, id, text } = koffi.decode(notice[0], 'travik_notice');
+      core.load().travik_freeNotice(notice);
       yield { kind: KINDS[kind], state, fatal: fatal !== 0, code, result, id, text };
       if (kind === core.constants.NOTICE_ENDED)
         return;

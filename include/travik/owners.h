@@ -40,7 +40,7 @@ public:
     [[nodiscard]] VBoxHandle get() const noexcept { return handle_; }
     explicit operator bool() const noexcept { return handle_ != 0; }
 
-    /// The place for an operation to write a handle to; what was owned before is given back.
+    /// For an operation to write a handle to; what was owned before is given back.
     [[nodiscard]] VBoxHandle* put() noexcept
     {
         reset();
@@ -120,7 +120,7 @@ void run(VBoxInstanceImpl& vbox, SdkErrorCode (VBoxInstanceImpl::*operation)(Par
     check(vbox, Details::code(vbox, operation, std::forward<Arguments>(arguments)...));
 }
 
-/// Runs an operation of the plain interface whose last argument is the place for its answer, and returns the answer or
+/// Runs an operation of the plain interface whose last argument is the output for its answer, and returns the answer or
 /// throws:
 ///     auto machine = ask<ScopedMachine>(vbox, &VBoxInstanceImpl::findMachine, L"Player");
 template <class Answer, class... Parameters, class... Arguments>

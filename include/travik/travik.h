@@ -27,7 +27,7 @@
  * Texts are UTF-8 and end at the first zero. Texts that go in must not be null. What UTF-8 cannot say (half a
  * surrogate pair) comes out as U+FFFD.
  *
- * Outputs are set to zero first and filled on success only. A place may be null when its answer is not wanted. Texts
+ * Outputs are set to zero first and filled on success only. An output may be null when its answer is not wanted. Texts
  * and lists that come out belong to the caller and are given back by the travik_free functions, which take the address
  * and set it to zero, so that freeing twice is harmless.
  *
@@ -129,7 +129,7 @@ TRAVIK_C_API void travik_freeText(char** text);
 enum
 {
     TRAVIK_NotUtf8 = 1001,        /* a text that goes in is not UTF-8 */
-    TRAVIK_NullArgument = 1002,   /* a text, list or place that is required is null */
+    TRAVIK_NullArgument = 1002,   /* a text, list or output that is required is null */
     TRAVIK_Closed = 1003,         /* not open, or closed during the call */
     TRAVIK_Deadline = 1004,       /* the deadline passed; the error's text says whether the operation had begun */
     TRAVIK_WrongHandle = 1005,    /* a handle of another kind, or a watch that is not known */

@@ -106,7 +106,7 @@ private:
 
 namespace detail {
 
-/// Makes a call with a place for its error, and throws what comes there.
+/// Makes a call with an output for its error, and throws what comes there.
 template <class Call>
 void check(Call&& call)
 {
@@ -131,7 +131,7 @@ void check(Call&& call)
 template <class Value>
 struct Place
 {
-    Value* place() { return &value; }
+    Value* put() { return &value; }
     Value take() { return value; }
     Value value{};
 };
@@ -139,7 +139,7 @@ struct Place
 struct Text
 {
     ~Text() { travik_freeText(&value); }
-    char** place() { return &value; }
+    char** put() { return &value; }
     std::string take() { return value; }
     char* value = nullptr;
 };
@@ -147,7 +147,7 @@ struct Text
 struct Texts
 {
     ~Texts() { travik_freeTexts(&value); }
-    travik_texts* place() { return &value; }
+    travik_texts* put() { return &value; }
     std::vector<std::string> take() { return {value.items, value.items + value.count}; }
     travik_texts value{};
 };
@@ -155,7 +155,7 @@ struct Texts
 struct Machines
 {
     ~Machines() { travik_freeMachines(&value); }
-    travik_machines* place() { return &value; }
+    travik_machines* put() { return &value; }
     travik_machines value{};
 };
 
@@ -803,7 +803,7 @@ inline std::string Machine::name(Limit limit) const
 {
     detail::Text nameOut;
     detail::check(
-        [&](travik_error** error) { return travik_getVmName(get(), nameOut.place(), limit.milliseconds, error); });
+        [&](travik_error** error) { return travik_getVmName(get(), nameOut.put(), limit.milliseconds, error); });
     return nameOut.take();
 }
 
@@ -811,7 +811,7 @@ inline std::string Machine::uuid(Limit limit) const
 {
     detail::Text uuidOut;
     detail::check(
-        [&](travik_error** error) { return travik_getVmUUID(get(), uuidOut.place(), limit.milliseconds, error); });
+        [&](travik_error** error) { return travik_getVmUUID(get(), uuidOut.put(), limit.milliseconds, error); });
     return uuidOut.take();
 }
 
@@ -833,7 +833,7 @@ inline Progress Machine::launch(const std::string& type, const std::vector<std::
     detail::Place<travik_progress> progressOut;
     detail::check([&](travik_error** error) {
         return travik_launchVMProcess(get(), type.c_str(), environmentChangesIn.data(),
-                                      static_cast<std::uint32_t>(environmentChangesIn.size()), progressOut.place(),
+                                      static_cast<std::uint32_t>(environmentChangesIn.size()), progressOut.put(),
                                       limit.milliseconds, error);
     });
     return Progress(progressOut.take());
@@ -854,9 +854,8 @@ inline void Machine::addToList(Limit limit) const
 inline MachineState Machine::state(Limit limit) const
 {
     detail::Place<std::uint32_t> stateOut;
-    detail::check([&](travik_error** error) {
-        return travik_machineGetState(get(), stateOut.place(), limit.milliseconds, error);
-    });
+    detail::check(
+        [&](travik_error** error) { return travik_machineGetState(get(), stateOut.put(), limit.milliseconds, error); });
     return static_cast<MachineState>(stateOut.take());
 }
 
@@ -864,7 +863,7 @@ inline std::string Machine::extraData(const std::string& key, Limit limit) const
 {
     detail::Text valueOut;
     detail::check([&](travik_error** error) {
-        return travik_getMachineExtraData(get(), key.c_str(), valueOut.place(), limit.milliseconds, error);
+        return travik_getMachineExtraData(get(), key.c_str(), valueOut.put(), limit.milliseconds, error);
     });
     return valueOut.take();
 }
@@ -873,7 +872,7 @@ inline Machine Machine::sessionMachine(Limit limit) const
 {
     detail::Place<travik_machine> mutableMachineOut;
     detail::check([&](travik_error** error) {
-        return travik_createMutableMachine(get(), mutableMachineOut.place(), limit.milliseconds, error);
+        return travik_createMutableMachine(get(), mutableMachineOut.put(), limit.milliseconds, error);
     });
     return Machine(mutableMachineOut.take());
 }
@@ -930,7 +929,7 @@ inline NetworkAdapter Machine::networkAdapter(std::uint32_t slot, Limit limit) c
 {
     detail::Place<travik_network_adapter> adapterOut;
     detail::check([&](travik_error** error) {
-        return travik_getNetworkAdapter(get(), slot, adapterOut.place(), limit.milliseconds, error);
+        return travik_getNetworkAdapter(get(), slot, adapterOut.put(), limit.milliseconds, error);
     });
     return NetworkAdapter(adapterOut.take());
 }
@@ -941,7 +940,7 @@ inline GuestProperty Machine::guestProperty(const std::string& name, Limit limit
     detail::Place<std::int64_t> timestampOut;
     detail::Text flagsOut;
     detail::check([&](travik_error** error) {
-        return travik_getGuestProperty(get(), name.c_str(), valueOut.place(), timestampOut.place(), flagsOut.place(),
+        return travik_getGuestProperty(get(), name.c_str(), valueOut.put(), timestampOut.put(), flagsOut.put(),
                                        limit.milliseconds, error);
     });
     return {valueOut.take(), timestampOut.take(), flagsOut.take()};
@@ -966,7 +965,7 @@ inline AudioAdapter Machine::audioAdapter(Limit limit) const
 {
     detail::Place<travik_audio_adapter> audioAdapterOut;
     detail::check([&](travik_error** error) {
-        return travik_getAudioAdapter(get(), audioAdapterOut.place(), limit.milliseconds, error);
+        return travik_getAudioAdapter(get(), audioAdapterOut.put(), limit.milliseconds, error);
     });
     return AudioAdapter(audioAdapterOut.take());
 }
@@ -975,7 +974,7 @@ inline std::uint32_t Machine::portCount(const std::string& controllerName, Limit
 {
     detail::Place<std::uint32_t> portCountOut;
     detail::check([&](travik_error** error) {
-        return travik_getMachineStorageControllerPortCount(get(), controllerName.c_str(), portCountOut.place(),
+        return travik_getMachineStorageControllerPortCount(get(), controllerName.c_str(), portCountOut.put(),
                                                            limit.milliseconds, error);
     });
     return portCountOut.take();
@@ -986,8 +985,8 @@ inline Medium Machine::medium(const std::string& controllerName, std::int32_t po
 {
     detail::Place<travik_medium> mediumOut;
     detail::check([&](travik_error** error) {
-        return travik_getCurrentMedium(get(), controllerName.c_str(), port, device, mediumOut.place(),
-                                       limit.milliseconds, error);
+        return travik_getCurrentMedium(get(), controllerName.c_str(), port, device, mediumOut.put(), limit.milliseconds,
+                                       error);
     });
     return Medium(mediumOut.take());
 }
@@ -1003,7 +1002,7 @@ inline bool Progress::isCompleted(Limit limit) const
 {
     detail::Place<std::uint32_t> completedOut;
     detail::check([&](travik_error** error) {
-        return travik_getProgressCompleted(get(), completedOut.place(), limit.milliseconds, error);
+        return travik_getProgressCompleted(get(), completedOut.put(), limit.milliseconds, error);
     });
     return completedOut.take() != 0;
 }
@@ -1012,7 +1011,7 @@ inline std::int32_t Progress::resultCode(Limit limit) const
 {
     detail::Place<std::int32_t> resultCodeOut;
     detail::check([&](travik_error** error) {
-        return travik_getProgressResultCode(get(), resultCodeOut.place(), limit.milliseconds, error);
+        return travik_getProgressResultCode(get(), resultCodeOut.put(), limit.milliseconds, error);
     });
     return resultCodeOut.take();
 }
@@ -1021,7 +1020,7 @@ inline std::string Progress::errorText(Limit limit) const
 {
     detail::Text errorTextOut;
     detail::check([&](travik_error** error) {
-        return travik_getProgressErrorInfo(get(), errorTextOut.place(), limit.milliseconds, error);
+        return travik_getProgressErrorInfo(get(), errorTextOut.put(), limit.milliseconds, error);
     });
     return errorTextOut.take();
 }
@@ -1030,16 +1029,15 @@ inline Progress Console::powerDown(Limit limit) const
 {
     detail::Place<travik_progress> progressOut;
     detail::check(
-        [&](travik_error** error) { return travik_powerDown(get(), progressOut.place(), limit.milliseconds, error); });
+        [&](travik_error** error) { return travik_powerDown(get(), progressOut.put(), limit.milliseconds, error); });
     return Progress(progressOut.take());
 }
 
 inline MachineState Console::state(Limit limit) const
 {
     detail::Place<std::uint32_t> stateOut;
-    detail::check([&](travik_error** error) {
-        return travik_consoleGetState(get(), stateOut.place(), limit.milliseconds, error);
-    });
+    detail::check(
+        [&](travik_error** error) { return travik_consoleGetState(get(), stateOut.put(), limit.milliseconds, error); });
     return static_cast<MachineState>(stateOut.take());
 }
 
@@ -1091,7 +1089,7 @@ inline std::vector<std::string> NatEngine::redirects(Limit limit) const
 {
     detail::Texts rulesOut;
     detail::check(
-        [&](travik_error** error) { return travik_getRedirects(get(), rulesOut.place(), limit.milliseconds, error); });
+        [&](travik_error** error) { return travik_getRedirects(get(), rulesOut.put(), limit.milliseconds, error); });
     return rulesOut.take();
 }
 
@@ -1099,7 +1097,7 @@ inline NatEngine NetworkAdapter::natEngine(Limit limit) const
 {
     detail::Place<travik_nat_engine> natEngineOut;
     detail::check([&](travik_error** error) {
-        return travik_getNATEngine(get(), natEngineOut.place(), limit.milliseconds, error);
+        return travik_getNATEngine(get(), natEngineOut.put(), limit.milliseconds, error);
     });
     return NatEngine(natEngineOut.take());
 }
@@ -1108,7 +1106,7 @@ inline bool Host::hasProcessorFeature(ProcessorFeature feature, Limit limit) con
 {
     detail::Place<std::uint32_t> supportedOut;
     detail::check([&](travik_error** error) {
-        return travik_hostGetProcessorFeature(get(), static_cast<std::uint32_t>(feature), supportedOut.place(),
+        return travik_hostGetProcessorFeature(get(), static_cast<std::uint32_t>(feature), supportedOut.put(),
                                               limit.milliseconds, error);
     });
     return supportedOut.take() != 0;
@@ -1128,7 +1126,7 @@ inline std::string Medium::location(Limit limit) const
 {
     detail::Text locationOut;
     detail::check([&](travik_error** error) {
-        return travik_getMediumLocation(get(), locationOut.place(), limit.milliseconds, error);
+        return travik_getMediumLocation(get(), locationOut.put(), limit.milliseconds, error);
     });
     return locationOut.take();
 }
@@ -1136,9 +1134,8 @@ inline std::string Medium::location(Limit limit) const
 inline MediumState Medium::state(Limit limit) const
 {
     detail::Place<std::uint32_t> stateOut;
-    detail::check([&](travik_error** error) {
-        return travik_getMediumState(get(), stateOut.place(), limit.milliseconds, error);
-    });
+    detail::check(
+        [&](travik_error** error) { return travik_getMediumState(get(), stateOut.put(), limit.milliseconds, error); });
     return static_cast<MediumState>(stateOut.take());
 }
 
@@ -1146,7 +1143,7 @@ inline std::string Medium::uuid(Limit limit) const
 {
     detail::Text uuidOut;
     detail::check(
-        [&](travik_error** error) { return travik_getMediumUUID(get(), uuidOut.place(), limit.milliseconds, error); });
+        [&](travik_error** error) { return travik_getMediumUUID(get(), uuidOut.put(), limit.milliseconds, error); });
     return uuidOut.take();
 }
 
@@ -1154,7 +1151,7 @@ inline std::string Medium::lastAccessError(Limit limit) const
 {
     detail::Text textOut;
     detail::check([&](travik_error** error) {
-        return travik_getMediumLastAccessError(get(), textOut.place(), limit.milliseconds, error);
+        return travik_getMediumLastAccessError(get(), textOut.put(), limit.milliseconds, error);
     });
     return textOut.take();
 }
@@ -1163,7 +1160,7 @@ inline std::string Library::freeName(const std::string& prefix, Limit limit) con
 {
     detail::Text nameOut;
     detail::check([&](travik_error** error) {
-        return travik_createVmName(prefix.c_str(), nameOut.place(), limit.milliseconds, error);
+        return travik_createVmName(prefix.c_str(), nameOut.put(), limit.milliseconds, error);
     });
     return nameOut.take();
 }
@@ -1172,7 +1169,7 @@ inline std::string Library::settingsFileFor(const std::string& name, Limit limit
 {
     detail::Text fileOut;
     detail::check([&](travik_error** error) {
-        return travik_composeMachineFilename(name.c_str(), fileOut.place(), limit.milliseconds, error);
+        return travik_composeMachineFilename(name.c_str(), fileOut.put(), limit.milliseconds, error);
     });
     return fileOut.take();
 }
@@ -1181,7 +1178,7 @@ inline std::string Library::machineFolder(Limit limit) const
 {
     detail::Text folderOut;
     detail::check([&](travik_error** error) {
-        return travik_getDefaultMachineFolder(folderOut.place(), limit.milliseconds, error);
+        return travik_getDefaultMachineFolder(folderOut.put(), limit.milliseconds, error);
     });
     return folderOut.take();
 }
@@ -1197,8 +1194,7 @@ inline Medium Library::openMedium(const std::string& location, bool forceNewUuid
 {
     detail::Place<travik_medium> mediumOut;
     detail::check([&](travik_error** error) {
-        return travik_openMedium(location.c_str(), forceNewUuid ? 1u : 0u, mediumOut.place(), limit.milliseconds,
-                                 error);
+        return travik_openMedium(location.c_str(), forceNewUuid ? 1u : 0u, mediumOut.put(), limit.milliseconds, error);
     });
     return Medium(mediumOut.take());
 }
@@ -1207,7 +1203,7 @@ inline std::string Library::applianceName(const std::string& ovaPath, Limit limi
 {
     detail::Text nameOut;
     detail::check([&](travik_error** error) {
-        return travik_getImportOvaVmName(ovaPath.c_str(), nameOut.place(), limit.milliseconds, error);
+        return travik_getImportOvaVmName(ovaPath.c_str(), nameOut.put(), limit.milliseconds, error);
     });
     return nameOut.take();
 }
@@ -1221,7 +1217,7 @@ inline Machine Library::createMachine(const std::string& settingsFile, const std
 {
     detail::Place<travik_machine> machineOut;
     detail::check([&](travik_error** error) {
-        return travik_createMachine(settingsFile.c_str(), name.c_str(), machineOut.place(), limit.milliseconds, error);
+        return travik_createMachine(settingsFile.c_str(), name.c_str(), machineOut.put(), limit.milliseconds, error);
     });
     return Machine(machineOut.take());
 }
@@ -1242,7 +1238,7 @@ inline Machine Library::openMachine(const std::string& settingsFile, Limit limit
 {
     detail::Place<travik_machine> machineOut;
     detail::check([&](travik_error** error) {
-        return travik_openMachine(settingsFile.c_str(), machineOut.place(), limit.milliseconds, error);
+        return travik_openMachine(settingsFile.c_str(), machineOut.put(), limit.milliseconds, error);
     });
     return Machine(machineOut.take());
 }
@@ -1251,7 +1247,7 @@ inline Machine Library::findMachine(const std::string& nameOrId, Limit limit) co
 {
     detail::Place<travik_machine> machineOut;
     detail::check([&](travik_error** error) {
-        return travik_findMachine(nameOrId.c_str(), machineOut.place(), limit.milliseconds, error);
+        return travik_findMachine(nameOrId.c_str(), machineOut.put(), limit.milliseconds, error);
     });
     return Machine(machineOut.take());
 }
@@ -1264,22 +1260,21 @@ inline void Library::unlock(Limit limit) const
 inline Host Library::host(Limit limit) const
 {
     detail::Place<travik_host> hostOut;
-    detail::check([&](travik_error** error) { return travik_getHost(hostOut.place(), limit.milliseconds, error); });
+    detail::check([&](travik_error** error) { return travik_getHost(hostOut.put(), limit.milliseconds, error); });
     return Host(hostOut.take());
 }
 
 inline Console Library::console(Limit limit) const
 {
     detail::Place<travik_console> consoleOut;
-    detail::check(
-        [&](travik_error** error) { return travik_getConsole(consoleOut.place(), limit.milliseconds, error); });
+    detail::check([&](travik_error** error) { return travik_getConsole(consoleOut.put(), limit.milliseconds, error); });
     return Console(consoleOut.take());
 }
 
 inline std::vector<Machine> Library::machines(Limit limit) const
 {
     detail::Machines machinesOut;
-    detail::check([&](travik_error** error) { return travik_listVms(machinesOut.place(), limit.milliseconds, error); });
+    detail::check([&](travik_error** error) { return travik_listVms(machinesOut.put(), limit.milliseconds, error); });
     std::vector<Machine> all;
     for (std::uint32_t i = 0; i < machinesOut.value.count; ++i)
         all.emplace_back(machinesOut.value.items[i]);

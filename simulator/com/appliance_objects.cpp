@@ -6,7 +6,7 @@ namespace VBoxSim {
 
 namespace {
 
-/// The places that the two methods for whole descriptions fill.
+/// The outputs of the two methods for whole descriptions.
 struct DescriptionArrays
 {
     SAFEARRAY** types;

@@ -206,9 +206,9 @@ HRESULT NatEngineObject::SetNetworkSettings(ULONG mtu, ULONG socketSend, ULONG s
 HRESULT NatEngineObject::GetNetworkSettings(ULONG* mtu, ULONG* socketSend, ULONG* socketReceive, ULONG* tcpWindowSend,
                                             ULONG* tcpWindowReceive)
 {
-    for (ULONG* place : {mtu, socketSend, socketReceive, tcpWindowSend, tcpWindowReceive})
-        if (place)
-            *place = 0;
+    for (ULONG* output : {mtu, socketSend, socketReceive, tcpWindowSend, tcpWindowReceive})
+        if (output)
+            *output = 0;
     return call(L"INATEngine::GetNetworkSettings", [&] {
         const NatSettings& nat = view_.settings().nat;
         const std::pair<ULONG*, std::uint32_t> results[] = {{mtu, nat.mtu},
@@ -216,10 +216,10 @@ HRESULT NatEngineObject::GetNetworkSettings(ULONG* mtu, ULONG* socketSend, ULONG
                                                             {socketReceive, nat.socketReceive},
                                                             {tcpWindowSend, nat.tcpWindowSend},
                                                             {tcpWindowReceive, nat.tcpWindowReceive}};
-        for (const auto& [place, value] : results)
-            require(place);
-        for (const auto& [place, value] : results)
-            store(place, value);
+        for (const auto& [output, value] : results)
+            require(output);
+        for (const auto& [output, value] : results)
+            store(output, value);
     });
 }
 

@@ -28,15 +28,15 @@ inline std::wstring textOf(BSTR text)
     return text ? std::wstring(text) : std::wstring();
 }
 
-/// A place for a result must be given.
+/// An output must be given.
 template <class Out>
 void require(Out* out)
 {
     if (!out)
-        throw Failure(Result::pointer, L"A place for the result is missing");
+        throw Failure(Result::pointer, L"The output parameter is null");
 }
 
-// store: writes one result into the place that the caller gave.
+// store: writes one result into the caller's output.
 
 inline void store(BSTR* out, std::wstring_view text)
 {

@@ -38,7 +38,7 @@ public:
     /// Gives the BSTR up to the caller.
     BSTR detach() noexcept { return std::exchange(text_, nullptr); }
 
-    /// The place for a call to write to.
+    /// For a call to write to.
     BSTR* put() noexcept
     {
         SysFreeString(text_);

@@ -25,7 +25,7 @@ public:
     SAFEARRAY* get() const noexcept { return array_; }
     bool isNull() const noexcept { return array_ == nullptr; }
 
-    /// The place for a call to write to.
+    /// For a call to write to.
     SAFEARRAY** put() noexcept
     {
         SafeArrayDestroy(std::exchange(array_, nullptr));

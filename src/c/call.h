@@ -14,11 +14,11 @@
 
 namespace Travik::Flat {
 
-/// Sets the caller's output places to zero.
-template <class... Places>
-void clear(Places*... places) noexcept
+/// Sets the caller's outputs to zero.
+template <class... Outputs>
+void clear(Outputs*... outputs) noexcept
 {
-    ((places ? void(*places = Places{}) : void()), ...);
+    ((outputs ? void(*outputs = Outputs{}) : void()), ...);
 }
 
 // Handles as callers hold them carry their kind.
@@ -49,8 +49,8 @@ VBoxHandle untagged(std::uint64_t value)
 /// A parameter on its way: what goes in is converted when it is made, what comes out is kept until the caller takes it.
 struct Parameter
 {
-    void deliver() {}                  // to the caller's place; may lack memory
-    void withdraw() noexcept {}        // the same place, after a failed delivery
+    void deliver() {}                  // to the caller's output; may lack memory
+    void withdraw() noexcept {}        // the same output, after a failed delivery
     void discard(VBoxInstanceImpl&) {} // nobody takes it: on the thread that owns the library
 };
 
@@ -115,89 +115,89 @@ struct InHandle : Parameter
 template <class Number>
 struct OutNumber : Parameter
 {
-    explicit OutNumber(Number* place) : place(place) {}
+    explicit OutNumber(Number* output) : output(output) {}
     Number* argument() { return &value; }
     void deliver()
     {
-        if (place)
-            *place = value;
+        if (output)
+            *output = value;
     }
-    Number* place;
+    Number* output;
     Number value = 0;
 };
 
 struct OutText : Parameter
 {
-    explicit OutText(char** place) : place(place) {}
+    explicit OutText(char** output) : output(output) {}
     std::wstring* argument() { return &value; }
     void deliver()
     {
-        if (place)
-            *place = newText(value);
+        if (output)
+            *output = newText(value);
     }
-    void withdraw() noexcept { travik_freeText(place); }
-    char** place;
+    void withdraw() noexcept { travik_freeText(output); }
+    char** output;
     std::wstring value;
 };
 
 struct OutTexts : Parameter
 {
-    explicit OutTexts(travik_texts* place) : place(place) {}
+    explicit OutTexts(travik_texts* output) : output(output) {}
     std::list<std::wstring>* argument() { return &value; }
     void deliver()
     {
-        if (!place || value.empty())
+        if (!output || value.empty())
             return;
-        place->items = static_cast<char**>(std::calloc(value.size(), sizeof(char*)));
-        if (!place->items)
+        output->items = static_cast<char**>(std::calloc(value.size(), sizeof(char*)));
+        if (!output->items)
             throw std::bad_alloc();
         for (const std::wstring& text : value)
-            place->items[place->count++] = newText(text);
+            output->items[output->count++] = newText(text);
     }
-    void withdraw() noexcept { travik_freeTexts(place); }
-    travik_texts* place;
+    void withdraw() noexcept { travik_freeTexts(output); }
+    travik_texts* output;
     std::list<std::wstring> value;
 };
 
 template <Kind kind>
 struct OutHandle : Parameter
 {
-    explicit OutHandle(typename HandleOf<kind>::Type* place) : place(place) {}
-    /// Without a place the library makes no handle.
-    VBoxHandle* argument() { return !place ? nullptr : &value; }
+    explicit OutHandle(typename HandleOf<kind>::Type* output) : output(output) {}
+    /// Without an output the library makes no handle.
+    VBoxHandle* argument() { return !output ? nullptr : &value; }
     void deliver()
     {
-        if (place)
-            *place = tagged<kind>(value);
+        if (output)
+            *output = tagged<kind>(value);
     }
-    void withdraw() noexcept { clear(place); }
+    void withdraw() noexcept { clear(output); }
     void discard(VBoxInstanceImpl& sdk) { (sdk.*HandleOf<kind>::release)(value); }
-    typename HandleOf<kind>::Type* place;
+    typename HandleOf<kind>::Type* output;
     VBoxHandle value = 0;
 };
 
 template <Kind kind>
 struct OutHandles : Parameter
 {
-    explicit OutHandles(travik_machines* place) : place(place) {}
-    std::vector<VBoxHandle>* argument() { return !place ? nullptr : &value; }
+    explicit OutHandles(travik_machines* output) : output(output) {}
+    std::vector<VBoxHandle>* argument() { return !output ? nullptr : &value; }
     void deliver()
     {
         if (value.empty())
             return;
-        place->items = static_cast<travik_machine*>(std::calloc(value.size(), sizeof(travik_machine)));
-        if (!place->items)
+        output->items = static_cast<travik_machine*>(std::calloc(value.size(), sizeof(travik_machine)));
+        if (!output->items)
             throw std::bad_alloc();
         for (const VBoxHandle handle : value)
-            place->items[place->count++] = tagged<kind>(handle);
+            output->items[output->count++] = tagged<kind>(handle);
     }
-    void withdraw() noexcept { travik_freeMachines(place); }
+    void withdraw() noexcept { travik_freeMachines(output); }
     void discard(VBoxInstanceImpl& sdk)
     {
         for (const VBoxHandle handle : value)
             (sdk.*HandleOf<kind>::release)(handle);
     }
-    travik_machines* place;
+    travik_machines* output;
     std::vector<VBoxHandle> value;
 };
 

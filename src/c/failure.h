@@ -32,7 +32,7 @@ Failure failureOf(VBoxInstanceImpl& sdk, std::uint32_t code);
 /// The exception that is being handled.
 Failure currentFailure() noexcept;
 
-/// Hands a failure to the caller, when there is a place for it, and returns its code.
+/// Hands a failure to the caller, when there is an output for it, and returns its code.
 std::uint32_t report(const Failure& failure, const char* operation, travik_error** error) noexcept;
 
 /// Runs an entry function: whatever leaves its body becomes its result.

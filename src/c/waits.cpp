@@ -83,8 +83,8 @@ protected:
 class EventWait : public Wait
 {
 public:
-    EventWait(VBoxHandle source, VBoxHandle listener, Clock::time_point until, travik_event* place)
-        : source_(source), listener_(listener), until_(until), event_(place)
+    EventWait(VBoxHandle source, VBoxHandle listener, Clock::time_point until, travik_event* output)
+        : source_(source), listener_(listener), until_(until), event_(output)
     {}
 
     void deliver() override { event_.deliver(); }

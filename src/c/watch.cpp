@@ -8,7 +8,7 @@
 namespace Travik::Flat {
 namespace {
 
-constexpr std::uint32_t listenerDropped = 0x80BB0001;
+constexpr std::uint32_t listenerDropped = Result::ObjectNotFound;
 constexpr int eventsInOneLook = 64;
 
 /// Ends with its watch, or with the machine.
@@ -162,7 +162,7 @@ std::uint32_t watch(VBoxHandle console, travik_callback callback, void* context,
                     std::uint32_t deadlineMs, travik_error** error)
 {
     if (!watcher)
-        throw Refused(TRAVIK_NullArgument, "without a place for its name a watch could not be ended");
+        throw Refused(TRAVIK_NullArgument, "without an output for its name a watch could not be ended");
     Connection& connection = Connection::instance();
     const std::shared_ptr<Watchers> watchers = connection.watchers();
     const std::shared_ptr<Worker> worker = connection.enter();
@@ -232,7 +232,7 @@ uint32_t travik_nextNotice(travik_watcher watcher, uint32_t waitMs, travik_notic
     clear(notice);
     return guarded("nextNotice", error, [&] {
         if (!notice)
-            throw Refused(TRAVIK_NullArgument, "there is no place for the notice");
+            throw Refused(TRAVIK_NullArgument, "there is no output for the notice");
         Notice next;
         if (Connection::instance().watchers()->next(watcher.value, fromNow(waitMs), next))
             *notice = newNotice(next);

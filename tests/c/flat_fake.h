@@ -15,7 +15,7 @@
 
 namespace TravikTest {
 
-/// An error's place that frees it.
+/// Owns an error.
 class Error
 {
 public:
@@ -24,7 +24,7 @@ public:
     Error& operator=(const Error&) = delete;
     ~Error() { travik_freeError(&error_); }
 
-    travik_error** place()
+    travik_error** put()
     {
         travik_freeError(&error_);
         return &error_;
@@ -92,7 +92,7 @@ protected:
         std::uint32_t code = 0;
         std::uint32_t deadlineMs = 50;
         do {
-            code = call(deadlineMs, error.place());
+            code = call(deadlineMs, error.put());
             deadlineMs *= 2;
         } while (code == TRAVIK_Deadline && std::string(error->text).find("has not begun") != std::string::npos);
         ASSERT_EQ(code, TRAVIK_Deadline);

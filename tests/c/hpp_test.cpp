@@ -30,19 +30,19 @@ TEST_F(Hpp, ObjectsGiveTheirHandlesBack)
 TEST_F(Hpp, AFailureIsAnExceptionThatTellsAll)
 {
     travik::Library library;
-    fake.fail("findMachine", 107, TRAVIK_Result_ObjectNotFound);
+    fake.fail("findMachine", TRAVIK_FindMachineFail, TRAVIK_Result_ObjectNotFound);
     try {
         library.findMachine("Nobody");
         FAIL();
     } catch (const travik::Error& error) {
-        EXPECT_EQ(error.code(), 107u);
+        EXPECT_EQ(error.code(), TRAVIK_FindMachineFail);
         EXPECT_EQ(error.result(), TRAVIK_Result_ObjectNotFound);
         EXPECT_EQ(error.operation(), "findMachine");
         EXPECT_FALSE(error.isServerGone());
         EXPECT_EQ(std::string(error.what()).substr(0, 64),
                   "findMachine: FindMachineFail (107), VBOX_E_OBJECT_NOT_FOUND: vbo");
     }
-    fake.fail("getVmName", 169, TRAVIK_Result_RpcServerUnavailable);
+    fake.fail("getVmName", TRAVIK_PutNameFail, TRAVIK_Result_RpcServerUnavailable);
     try {
         travik::Machine().name();
         FAIL();
@@ -106,13 +106,13 @@ TEST_F(Hpp, AnEmptyDriveHasNoMedium)
 TEST_F(Hpp, ALockedSessionWaitsForTheLockAndUnlocks)
 {
     travik::Library library;
-    fake.fail("lockMachine", 109, TRAVIK_Result_InvalidObjectState);
+    fake.fail("lockMachine", TRAVIK_LockMachineFail, TRAVIK_Result_InvalidObjectState);
     {
         travik::LockedSession session(library.findMachine("Player"), travik::LockType::Write, 5s);
         session.machine().setMemory(2048);
         session.save();
     }
-    fake.fail("createMutableMachine", 113, TRAVIK_Result_Fail);
+    fake.fail("createMutableMachine", TRAVIK_CreateMutableMachineFail, TRAVIK_Result_Fail);
     EXPECT_THROW(travik::LockedSession(travik::Machine(), travik::LockType::Write, 1s), travik::Error);
     library.close();
     EXPECT_EQ(count("lockMachine"), 3);
@@ -129,7 +129,7 @@ TEST_F(Hpp, ATaskThatFailsThrowsItsOwnResult)
         library.findMachine("Player").launch("headless").finish(10s);
         FAIL();
     } catch (const travik::Error& error) {
-        EXPECT_EQ(error.code(), 121u);
+        EXPECT_EQ(error.code(), TRAVIK_ProgressWaitForCompletionFail);
         EXPECT_EQ(error.result(), TRAVIK_Result_VMError);
         EXPECT_EQ(error.text(), "no such luck");
     }

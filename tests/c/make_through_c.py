@@ -20,7 +20,7 @@ def passed(each):
     kinds = {"text": "OwnedText", "texts": "OwnedTexts", "handles": "OwnedHandles",
              "handle": f"OwnedHandle<travik_{each.get('handle')}>", "u32": "OwnedNumber<std::uint32_t>",
              "i32": "OwnedNumber<std::int32_t>", "i64": "OwnedNumber<std::int64_t>"}
-    return f"{name}Out.place()", f"{kinds[base]} {name}Out({name}); ", f"{name}Out.take(); "
+    return f"{name}Out.put()", f"{kinds[base]} {name}Out({name}); ", f"{name}Out.take(); "
 
 
 def body(function, parameters):

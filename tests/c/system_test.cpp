@@ -103,7 +103,7 @@ TEST_F(FlatSystem, TheDeathOfTheServerInACallIsACodeAndAResetMendsIt)
     control().dieIn(L"IMachine::get_Name");
     travik_error* error = nullptr;
     char* name = nullptr;
-    EXPECT_EQ(travik_getVmName(machine, &name, 0, &error), 169u);
+    EXPECT_EQ(travik_getVmName(machine, &name, 0, &error), TRAVIK_PutNameFail);
     ASSERT_NE(error, nullptr);
     EXPECT_EQ(travik_isServerGone(error->result), 1u) << error->resultName;
     EXPECT_EQ(name, nullptr);
@@ -111,7 +111,8 @@ TEST_F(FlatSystem, TheDeathOfTheServerInACallIsACodeAndAResetMendsIt)
     awaitServerDeath();
     startNextServer();
     EXPECT_EQ(travik_resetComComponent(0, nullptr), 0u);
-    EXPECT_EQ(travik_getVmName(machine, &name, 0, nullptr), 181u) << "handles from before name nothing";
+    EXPECT_EQ(travik_getVmName(machine, &name, 0, nullptr), TRAVIK_COM_Get_MachineFail)
+        << "handles from before name nothing";
     EXPECT_EQ(nameOfMachine(findMachine(Machines::player)), "Player");
 }
 
@@ -236,7 +237,8 @@ TEST_F(FlatEndurance, AMillionCallsOfSixteenThreads)
                 const bool asks = n % 100 == 0;
                 const std::uint32_t code = asks ? travik_machineGetState(machine, nullptr, 0, &error)
                                                 : travik_consoleGetState({std::uint64_t(3) << 32}, nullptr, 0, &error);
-                wrong += code != (asks ? 0u : 184u) || (error == nullptr) != (code == 0);
+                wrong += code != (asks ? 0u : std::uint32_t(TRAVIK_COM_Get_ConsoleFail)) ||
+                         (error == nullptr) != (code == 0);
                 wrong += error && std::string_view(error->operation) != "consoleGetState";
                 travik_freeError(&error);
             }

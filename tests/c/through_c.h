@@ -32,13 +32,13 @@ private:
     std::vector<const char*> pointers_;
 };
 
-/// A place in C for a place in C++; null for null. Every one begins with rubbish, which the call has to clear.
+/// An output in C for an output in C++; null for null. Every one begins with rubbish, which the call has to clear.
 template <class Inner, class Outer>
 class Owned
 {
 public:
     explicit Owned(Outer* outer) : outer_(outer) { std::memset(&inner_, 0xA5, sizeof inner_); }
-    Inner* place() { return !outer_ ? nullptr : &inner_; }
+    Inner* put() { return !outer_ ? nullptr : &inner_; }
 
 protected:
     Inner inner_;

@@ -8,8 +8,8 @@
 namespace TravikTest {
 namespace {
 
-constexpr std::uint32_t dropped = 0x80BB0001;
-constexpr std::uint32_t unavailable = 0x800706BA;
+constexpr std::uint32_t dropped = TRAVIK_Result_ObjectNotFound;
+constexpr std::uint32_t unavailable = TRAVIK_Result_RpcServerUnavailable;
 
 /// What the event source hands out next.
 struct NextEvent
@@ -126,14 +126,15 @@ TEST_F(Watching, EndsWithTheMachine)
 
 TEST_F(Watching, FailsWithTheConsole)
 {
-    fake.fail("getEventSource", 184, 0);
+    fake.fail("getEventSource", TRAVIK_COM_Get_ConsoleFail, 0);
     travik_watcher watcher{77};
     Error error;
-    EXPECT_EQ(travik_watch(console(1), nullptr, nullptr, &watcher, 0, error.place()), 184u);
+    EXPECT_EQ(travik_watch(console(1), nullptr, nullptr, &watcher, 0, error.put()), TRAVIK_COM_Get_ConsoleFail);
     EXPECT_EQ(watcher.value, 0u);
-    fake.fail("eventSourceRegisterListener", 146, unavailable);
-    fake.fail("eventSourceUnregisterListener", 147, unavailable);
-    EXPECT_EQ(travik_watch(console(1), nullptr, nullptr, &watcher, 0, error.place()), 146u);
+    fake.fail("eventSourceRegisterListener", TRAVIK_EventSourceRegisterListenerFail, unavailable);
+    fake.fail("eventSourceUnregisterListener", TRAVIK_EventSourceUnregisterListenerFail, unavailable);
+    EXPECT_EQ(travik_watch(console(1), nullptr, nullptr, &watcher, 0, error.put()),
+              TRAVIK_EventSourceRegisterListenerFail);
     EXPECT_EQ(error->result, unavailable);
     EXPECT_TRUE(fake.live.empty());
     EXPECT_EQ(travik_watch(console(1), nullptr, nullptr, nullptr, 0, nullptr), TRAVIK_NullArgument);

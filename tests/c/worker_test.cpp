@@ -38,14 +38,14 @@ TEST_F(Worker, DoesAllCallsOnOneThreadThatIsNotTheCallers)
 TEST_F(Worker, ReadsFailureAndCodeInOneGo)
 {
     open();
-    fake.fail("findMachine", 107, 0x80BB0001);
+    fake.fail("findMachine", TRAVIK_FindMachineFail, TRAVIK_Result_ObjectNotFound);
     Error error;
     travik_machine machine{77};
-    EXPECT_EQ(travik_findMachine("Nobody", &machine, 0, error.place()), 107u);
+    EXPECT_EQ(travik_findMachine("Nobody", &machine, 0, error.put()), TRAVIK_FindMachineFail);
     EXPECT_EQ(machine.value, 0u);
-    EXPECT_EQ(error->code, 107u);
+    EXPECT_EQ(error->code, TRAVIK_FindMachineFail);
     EXPECT_STREQ(error->codeName, "FindMachineFail");
-    EXPECT_EQ(error->result, 0x80BB0001u);
+    EXPECT_EQ(error->result, TRAVIK_Result_ObjectNotFound);
     EXPECT_STREQ(error->operation, "findMachine");
     EXPECT_NE(std::string(error->text).find("errorDesc=FindMachineFail"), std::string::npos);
 }
@@ -57,7 +57,7 @@ TEST_F(Worker, ADeadlineInTheQueueMeansThatTheOperationNeverRuns)
     std::thread first([] { travik_getHost(nullptr, 0, nullptr); });
     blocked.awaitCall();
     Error error;
-    EXPECT_EQ(travik_findMachine("Player", nullptr, 50, error.place()), TRAVIK_Deadline);
+    EXPECT_EQ(travik_findMachine("Player", nullptr, 50, error.put()), TRAVIK_Deadline);
     EXPECT_NE(std::string(error->text).find("not begun"), std::string::npos);
     blocked.release();
     first.join();
@@ -105,7 +105,7 @@ TEST_F(Worker, ALockThatIsRefusedAfterItsDeadlineIsNotGivenBack)
 {
     open();
     Blocked blocked(*this, "lockMachine");
-    fake.fail("lockMachine", 109, 0x80070005);
+    fake.fail("lockMachine", TRAVIK_LockMachineFail, TRAVIK_Result_AccessDenied);
     outlast([](std::uint32_t deadlineMs, travik_error** error) {
         return travik_lockMachine(machine(1), TRAVIK_LockType_Write, deadlineMs, error);
     });
@@ -156,11 +156,11 @@ TEST_F(Worker, AFinishedProgressFailsAsItsTaskDid)
 {
     open();
     fake.numbers["getProgressCompleted"] = {0, 1};
-    fake.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(0x80BB0003)};
+    fake.numbers["getProgressResultCode"] = {static_cast<std::int32_t>(TRAVIK_Result_VMError)};
     fake.texts["getProgressErrorInfo"] = {L"no such luck \x78C1"};
     Error error;
-    EXPECT_EQ(travik_finishProgress(progress(1), 0, error.place()), 121u);
-    EXPECT_EQ(error->result, 0x80BB0003u);
+    EXPECT_EQ(travik_finishProgress(progress(1), 0, error.put()), TRAVIK_ProgressWaitForCompletionFail);
+    EXPECT_EQ(error->result, TRAVIK_Result_VMError);
     EXPECT_STREQ(error->resultName, "VBOX_E_VM_ERROR");
     EXPECT_STREQ(error->text, "no such luck \xE7\xA3\x81");
 }
@@ -168,14 +168,15 @@ TEST_F(Worker, AFinishedProgressFailsAsItsTaskDid)
 TEST_F(Worker, ALockWaitsWhileAnotherIsBeingGivenBackAndForNothingElse)
 {
     open();
-    fake.fail("lockMachine", 109, 0x80BB0007);
-    fake.fail("lockMachine", 109, 0x80BB0007);
+    fake.fail("lockMachine", TRAVIK_LockMachineFail, TRAVIK_Result_InvalidObjectState);
+    fake.fail("lockMachine", TRAVIK_LockMachineFail, TRAVIK_Result_InvalidObjectState);
     EXPECT_EQ(travik_lockMachineInTime(machine(1), TRAVIK_LockType_Write, 5000, 0, nullptr), 0u);
     EXPECT_EQ(count("lockMachine"), 3);
-    fake.fail("lockMachine", 109, 0x80070005);
+    fake.fail("lockMachine", TRAVIK_LockMachineFail, TRAVIK_Result_AccessDenied);
     Error error;
-    EXPECT_EQ(travik_lockMachineInTime(machine(1), TRAVIK_LockType_Write, 5000, 0, error.place()), 109u);
-    EXPECT_EQ(error->result, 0x80070005u);
+    EXPECT_EQ(travik_lockMachineInTime(machine(1), TRAVIK_LockType_Write, 5000, 0, error.put()),
+              TRAVIK_LockMachineFail);
+    EXPECT_EQ(error->result, TRAVIK_Result_AccessDenied);
     EXPECT_EQ(count("lockMachine"), 4);
 }
 
@@ -195,10 +196,10 @@ TEST_F(Worker, ReleasesDoNotWaitForACallThatRuns)
 TEST_F(Worker, AStartThatFailsIsToldAndLeavesTheLibraryClosed)
 {
     fake.lastText = L"vbox sdk failure in Travik::VBox::_initVBox():1 errorDesc=VBoxCoCreateInstanceVBoxFail";
-    fake.fail("initComComponent", 0, 0x80040154);
+    fake.fail("initComComponent", 0, TRAVIK_Result_ClassNotRegistered);
     Error error;
-    EXPECT_EQ(travik_open(nullptr, error.place()), 101u);
-    EXPECT_EQ(error->result, 0x80040154u);
+    EXPECT_EQ(travik_open(nullptr, error.put()), TRAVIK_InitVboxComFail);
+    EXPECT_EQ(error->result, TRAVIK_Result_ClassNotRegistered);
     EXPECT_STREQ(error->resultName, "REGDB_E_CLASSNOTREG");
     EXPECT_EQ(travik_getHost(nullptr, 0, nullptr), TRAVIK_Closed);
     open(); // and can be opened again
@@ -207,14 +208,14 @@ TEST_F(Worker, AStartThatFailsIsToldAndLeavesTheLibraryClosed)
 TEST_F(Worker, AResetTellsWhetherItWorked)
 {
     open();
-    fake.lastResult = 0x800706BA; // of an earlier call, which a reset does not clear
+    fake.lastResult = TRAVIK_Result_RpcServerUnavailable; // of an earlier call, which a reset does not clear
     EXPECT_EQ(travik_resetComComponent(0, nullptr), 0u);
     fake.succeed("initComComponent");
-    fake.fail("initComComponent", 0, 0x80080005);
+    fake.fail("initComComponent", 0, TRAVIK_Result_ServerExecFailure);
     EXPECT_EQ(travik_resetComComponent(0, nullptr), 0u);
     Error error;
-    EXPECT_EQ(travik_resetComComponent(0, error.place()), 101u);
-    EXPECT_EQ(error->result, 0x80080005u);
+    EXPECT_EQ(travik_resetComComponent(0, error.put()), TRAVIK_InitVboxComFail);
+    EXPECT_EQ(error->result, TRAVIK_Result_ServerExecFailure);
 }
 
 TEST_F(Worker, IsOpenOnce)
@@ -290,7 +291,7 @@ TEST_F(Worker, AnExceptionOfTheLibraryIsACode)
             throw 42;
     };
     Error error;
-    EXPECT_EQ(travik_openMedium("disk.vdi", 0, nullptr, 0, error.place()), TRAVIK_FileSystem);
+    EXPECT_EQ(travik_openMedium("disk.vdi", 0, nullptr, 0, error.put()), TRAVIK_FileSystem);
     EXPECT_STREQ(error->text, "Access denied");
     EXPECT_EQ(travik_getHost(nullptr, 0, nullptr), TRAVIK_OutOfMemory);
     EXPECT_EQ(travik_listVms(nullptr, 0, nullptr), TRAVIK_Unexpected);
@@ -322,7 +323,7 @@ TEST_F(Input, AHandleOfAnotherKindIsRefused)
 {
     open();
     Error error;
-    EXPECT_EQ(travik_getVmName({progress(1).value}, nullptr, 0, error.place()), TRAVIK_WrongHandle);
+    EXPECT_EQ(travik_getVmName({progress(1).value}, nullptr, 0, error.put()), TRAVIK_WrongHandle);
     EXPECT_STREQ(error->codeName, "WrongHandle");
     EXPECT_EQ(travik_releaseMachine({progress(1).value}), TRAVIK_WrongHandle);
     EXPECT_EQ(travik_getVmName({}, nullptr, 0, nullptr), 0u) << "0 goes to the library";
@@ -398,11 +399,11 @@ TEST(Names, AreThoseOfTheLibraryAndOurOwn)
     EXPECT_STREQ(travik_codeName(TRAVIK_NotUtf8), "NotUtf8");
     EXPECT_STREQ(travik_codeName(TRAVIK_BadOptions), "BadOptions");
     EXPECT_STREQ(travik_codeName(TRAVIK_BadOptions + 1), "Unknow");
-    EXPECT_STREQ(travik_resultName(0x80BB0007), "VBOX_E_INVALID_OBJECT_STATE");
+    EXPECT_STREQ(travik_resultName(TRAVIK_Result_InvalidObjectState), "VBOX_E_INVALID_OBJECT_STATE");
     EXPECT_STREQ(travik_resultName(0x12345678), "");
-    EXPECT_EQ(travik_isServerGone(0x800706BA), 1u);
-    EXPECT_EQ(travik_isServerGone(0x80BB0001), 0u);
-    EXPECT_EQ(travik_isLockRace(0x80BB0007), 1u);
+    EXPECT_EQ(travik_isServerGone(TRAVIK_Result_RpcServerUnavailable), 1u);
+    EXPECT_EQ(travik_isServerGone(TRAVIK_Result_ObjectNotFound), 0u);
+    EXPECT_EQ(travik_isLockRace(TRAVIK_Result_InvalidObjectState), 1u);
     EXPECT_STREQ(travik_version(), TRAVIK_VERSION);
     EXPECT_STREQ(travik_identity(), TRAVIK_TEST_IDENTITY);
 }

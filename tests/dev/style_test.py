@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What check_style.py finds, mends, and leaves alone."""
+"""What check_style.py finds, fixes, and leaves alone."""
 import pathlib
 import subprocess
 import sys
@@ -23,19 +23,19 @@ class Style(unittest.TestCase):
                               text=True, check=False)
         return done.returncode, done.stdout, path.read_text(encoding="utf-8")
 
-    def assert_mended(self, text, mended, name="a.cpp"):
+    def assert_fixed(self, text, fixed, name="a.cpp"):
         code, said, untouched = self.check(name, text)
         self.assertEqual((code, untouched), (1, text), said)
-        self.assertEqual(self.check(name, text, "--fix"), (0, "", mended))
+        self.assertEqual(self.check(name, text, "--fix"), (0, "", fixed))
 
     def assert_left_alone(self, text, name="a.cpp"):
         self.assertEqual(self.check(name, text, "--fix"), (0, "", text))
 
     def test_a_pointer_in_a_condition_stands_bare(self):
-        self.assert_mended("if (place != nullptr)\n", "if (place)\n")
-        self.assert_mended("while (a->b == nullptr)\n", "while (!a->b)\n")
-        self.assert_mended("return a == nullptr || b() != nullptr && c;\n", "return !a || b() && c;\n")
-        self.assert_mended("x = text == nullptr ? 1 : 2;\n", "x = !text ? 1 : 2;\n")
+        self.assert_fixed("if (place != nullptr)\n", "if (place)\n")
+        self.assert_fixed("while (a->b == nullptr)\n", "while (!a->b)\n")
+        self.assert_fixed("return a == nullptr || b() != nullptr && c;\n", "return !a || b() && c;\n")
+        self.assert_fixed("x = text == nullptr ? 1 : 2;\n", "x = !text ? 1 : 2;\n")
 
     def test_a_value_keeps_its_comparison(self):
         self.assert_left_alone("return object != nullptr;\n")
@@ -44,8 +44,8 @@ class Style(unittest.TestCase):
         self.assert_left_alone("// if (place != nullptr)\n")
 
     def test_headers_of_our_own_begin_with_pragma_once(self):
-        self.assert_mended("#ifndef A_H\n#define A_H\n\nint a();\n\n#endif // A_H\n", "#pragma once\n\nint a();\n",
-                           "a.h")
+        self.assert_fixed("#ifndef A_H\n#define A_H\n\nint a();\n\n#endif // A_H\n", "#pragma once\n\nint a();\n",
+                          "a.h")
         self.assert_left_alone("// What it is for.\n#pragma once\n", "a.h")
 
     def test_headers_that_others_read_have_guards(self):

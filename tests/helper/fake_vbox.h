@@ -16,7 +16,7 @@ public:
     using VBoxHandle = Travik::VBoxHandle;
     using SdkErrorCode = Travik::SdkErrorCode;
 
-    /// The calls in order, as "lockMachine(7, 2)" without output places; those that read the last failure are left out.
+    /// The calls in order, as "lockMachine(7, 2)" without outputs; those that read the last failure are left out.
     std::vector<std::string> calls;
     /// What operations write to their output, in order.
     std::map<std::string, std::deque<std::wstring>> texts;

@@ -98,16 +98,16 @@ class Console(_made.Console):
 
 
 def _next(raw: _raw.Raw, poll: int) -> Optional[Notice]:
-    place, error = POINTER(_raw.travik_notice)(), POINTER(_raw.travik_error)()
-    _core.check(load().travik_nextNotice(raw, poll, byref(place), byref(error)), error)
-    if not place:
+    notice, error = POINTER(_raw.travik_notice)(), POINTER(_raw.travik_error)()
+    _core.check(load().travik_nextNotice(raw, poll, byref(notice), byref(error)), error)
+    if not notice:
         return None
-    told = place.contents
+    told = notice.contents
     try:
         return Notice(NoticeKind(told.kind), MachineState(told.state), bool(told.fatal), told.code, told.result,
                       _core.text_of(told.id), _core.text_of(told.text))
     finally:
-        load().travik_freeNotice(byref(place))
+        load().travik_freeNotice(byref(notice))
 
 
 class Machine(_made.Machine):

@@ -1,4 +1,4 @@
-"""The ground of the binding: the DLL, its structs, errors, places for what comes out."""
+"""The ground of the binding: the DLL, its structs, errors, outputs."""
 from __future__ import annotations
 
 import ctypes
@@ -70,7 +70,7 @@ def check(code: int, error) -> None:
 
 
 def _call(name: str, limit: Limit, *arguments) -> None:
-    """Calls a function that ends with a limit and a place for its error."""
+    """Calls a function that ends with a limit and an output for its error."""
     error = POINTER(travik_error)()
     check(getattr(load(), name)(*arguments, milliseconds(limit), byref(error)), error)
 
@@ -90,7 +90,7 @@ class NumberPlace:
     def __init__(self, kind, meaning: Callable = int):
         self._value, self._meaning = kind(), meaning
 
-    def place(self):
+    def put(self):
         return byref(self._value)
 
     def take(self):
@@ -104,7 +104,7 @@ class TextPlace:
     def __init__(self) -> None:
         self._value = c_void_p()
 
-    def place(self):
+    def put(self):
         return byref(self._value)
 
     def take(self) -> str:
@@ -118,7 +118,7 @@ class TextsPlace:
     def __init__(self) -> None:
         self._value = travik_texts()
 
-    def place(self):
+    def put(self):
         return byref(self._value)
 
     def take(self) -> list[str]:
@@ -132,7 +132,7 @@ class HandlePlace:
     def __init__(self, kind: type):
         self._value, self._kind = Raw(), kind
 
-    def place(self):
+    def put(self):
         return byref(self._value)
 
     def take(self):
@@ -143,7 +143,7 @@ class MachinesPlace:
     def __init__(self, kind: type):
         self._value, self._kind = travik_machines(), kind
 
-    def place(self):
+    def put(self):
         return byref(self._value)
 
     def take(self) -> list:

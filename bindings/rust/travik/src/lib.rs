@@ -97,7 +97,7 @@ unsafe fn owned(text: *const c_char) -> String {
     CStr::from_ptr(text).to_string_lossy().into_owned()
 }
 
-/// Makes a call with its limit and a place for its error.
+/// Makes a call with its limit and an output for its error.
 fn check(call: impl FnOnce(u32, *mut *mut sys::travik_error) -> u32) -> Result<()> {
     let mut raw = ptr::null_mut();
     let code = call(LIMIT.with(|cell| cell.get()), &mut raw);
@@ -139,8 +139,8 @@ fn texts(all: &[&str]) -> Result<Vec<CString>> {
     all.iter().map(|one| text(one)).collect()
 }
 
-/// A place for what comes out, which gives the memory back.
-macro_rules! place {
+/// An output, which gives the memory back.
+macro_rules! output {
     ($name:ident, $raw:ty, $empty:expr, $free:path) => {
         struct $name($raw);
 
@@ -157,9 +157,9 @@ macro_rules! place {
         }
     };
 }
-place!(Text, *mut c_char, ptr::null_mut(), sys::travik_freeText);
-place!(Texts, sys::travik_texts, sys::travik_texts { items: ptr::null_mut(), count: 0 }, sys::travik_freeTexts);
-place!(Machines, sys::travik_machines, sys::travik_machines { items: ptr::null_mut(), count: 0 }, sys::travik_freeMachines);
+output!(Text, *mut c_char, ptr::null_mut(), sys::travik_freeText);
+output!(Texts, sys::travik_texts, sys::travik_texts { items: ptr::null_mut(), count: 0 }, sys::travik_freeTexts);
+output!(Machines, sys::travik_machines, sys::travik_machines { items: ptr::null_mut(), count: 0 }, sys::travik_freeMachines);
 
 impl Text {
     fn take(&self) -> String {
