@@ -122,8 +122,10 @@ protected:
                 EXPECT_EQ(sdk.getVmName(machine, &name), 0u) << "round " << round << " of seed " << seed;
                 EXPECT_EQ(sdk.releaseMachine(machine), 0u);
             } else {
-                ASSERT_TRUE(refusedAny(code, OpenMachineFail,
-                                       {Result::XMLError, Result::Fail, Result::FileError, Result::InvalidArg}))
+                // ObjectNotFound: the disk is attached by an identifier that the file does not list (any more).
+                ASSERT_TRUE(refusedAny(
+                    code, OpenMachineFail,
+                    {Result::XMLError, Result::Fail, Result::FileError, Result::InvalidArg, Result::ObjectNotFound}))
                     << "round " << round << " of seed " << seed;
             }
         }
