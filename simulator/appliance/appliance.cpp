@@ -109,13 +109,15 @@ private:
     void writeFrom(const std::shared_ptr<ByteSource>& file)
     {
         if (!isGzipped(disk_)) {
-            writeImage(file);
+            writeImage(file, progress_);
             return;
         }
         // Removed again when this scope is left, however.
         NewFile unpacked(target_.parent_path() / (L"temp_" + target_.filename().wstring()));
         unpackTo(unpacked.file(), *file);
-        writeImage(std::make_shared<OpenFileSource>(unpacked.file()));
+        writeImage(std::make_shared<OpenFileSource>(unpacked.file()), [this](std::uint64_t done, std::uint64_t all) {
+            return !progress_ || progress_(all + done, 2 * all);
+        });
     }
 
     void unpackTo(File& unpacked, const ByteSource& file)
@@ -130,14 +132,14 @@ private:
             size += length;
             if (size > most)
                 refuse(L"unpacks to more than a disk of its capacity can take");
-            if (progress_ && !progress_(disk_.capacity / 2 * packed / file.size(), disk_.capacity))
+            if (progress_ && !progress_(packed, 2 * file.size())) // the image is the other half
                 throw Canceled();
         });
         if (size == 0)
             refuse(L"is empty");
     }
 
-    void writeImage(const std::shared_ptr<ByteSource>& bytes)
+    void writeImage(const std::shared_ptr<ByteSource>& bytes, const ProgressCallback& progress)
     {
         if (!isVmdk(*bytes))
             refuse(L"is no VMDK image");
@@ -148,9 +150,9 @@ private:
         const bool copied = request_.format == ImageFormat::Vmdk && isOneFile(*bytes);
         target_.replace_extension(copied ? L".vmdk" : L".vdi");
         if (copied)
-            cloneImage(*bytes, target_.wstring(), target_, request_.uuid, progress_);
+            cloneImage(*bytes, target_.wstring(), target_, request_.uuid, progress);
         else
-            convertToVdi(*reader, target_, request_.uuid, progress_);
+            convertToVdi(*reader, target_, request_.uuid, progress);
     }
 
     /// The image of an optical disk is copied as it is.

@@ -1,6 +1,7 @@
 #include <Poco/SHA1Engine.h>
 
 #include <chrono>
+#include <set>
 
 #include "appliance/appliance.h"
 #include "appliance_writers.h"
@@ -406,6 +407,26 @@ TEST_F(Import, MakesBlankDisksAndCountsProgressOverAll)
     EXPECT_TRUE(std::filesystem::exists(machineFolder()));
     created.rollBack();
     EXPECT_FALSE(std::filesystem::exists(folder_ / "machines"));
+}
+
+TEST_F(Import, ProgressOfAPackedDiskNeverGoesBack)
+{
+    OvfParts parts;
+    parts.references = "<File ovf:id='file1' ovf:href='d.gz' ovf:compression='gzip'/>";
+    const Appliance appliance(put("z.ova", Tar().add("z.ovf", makeOvf(parts)).add("d.gz", gzipped(disk_)).finish()));
+    CreatedFiles created;
+    std::uint64_t last = 0;
+    std::set<std::uint64_t> seen;
+    appliance.importDisks({toVdi()}, created, [&](std::uint64_t done, std::uint64_t total) {
+        EXPECT_GE(done, last);
+        EXPECT_LE(done, total);
+        last = done;
+        seen.insert(done * 100 / total);
+        return true;
+    });
+    EXPECT_EQ(last, megabyte);
+    EXPECT_EQ(seen.count(50), 1u) << "unpacked, nothing converted";
+    created.rollBack();
 }
 
 TEST_F(Import, TakesBackEverythingOnFailureAndCancel)
