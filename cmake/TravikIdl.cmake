@@ -56,6 +56,7 @@ function(travik_add_type_library name file)
         add_custom_command(OUTPUT ${out}
             COMMAND ${TRAVIK_WIDL} -I${TRAVIK_WIDL_INCLUDE} -I${CMAKE_SOURCE_DIR}/idl -L${TRAVIK_STDOLE} ${defines}
                     -t -T ${out} ${file}
-            DEPENDS ${file} ${arg_DEPENDS} VERBATIM)
+            COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/scripts/timeless_type_library.py ${out}
+            DEPENDS ${file} ${arg_DEPENDS} ${CMAKE_SOURCE_DIR}/scripts/timeless_type_library.py VERBATIM)
     endif()
 endfunction()
