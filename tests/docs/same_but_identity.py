@@ -27,8 +27,8 @@ text = (root / "idl/vbox_identity.h").read_text(encoding="utf-8")
 identifiers = {build: {name: uuid.UUID(guid).bytes_le for name, guid in
                        re.findall(rf"^#define TRAVIK_{build}_(\w+) (\S{{36}})$", text, re.M)}
                for build in ("SELQ6", "STOCK61")}
-if len(identifiers["SELQ6"]) != 6 or identifiers["SELQ6"].keys() != identifiers["STOCK61"].keys():
-    sys.exit("vbox_identity.h does not hold six identifiers for each build")
+if len(identifiers["SELQ6"]) != 7 or identifiers["SELQ6"].keys() != identifiers["STOCK61"].keys():
+    sys.exit("vbox_identity.h does not hold seven identifiers for each build")
 
 ours, theirs = map(sections, sys.argv[1:])
 if ours.keys() != theirs.keys() or ".rsrc" not in ours:

@@ -57,7 +57,8 @@ void ProbeTest::TearDown()
 
 std::unique_ptr<Program> ProbeTest::startProbe(std::vector<std::wstring> arguments)
 {
-    arguments.insert(arguments.end(), {L"--report", report().wstring()});
+    // Another build of the stand-in may be registered beside this one.
+    arguments.insert(arguments.end(), {L"--report", report().wstring(), L"--identity", L"" TRAVIK_TEST_IDENTITY});
     return std::make_unique<Program>(productFolder() / L"vboxprobe.exe", arguments, CREATE_NO_WINDOW);
 }
 
