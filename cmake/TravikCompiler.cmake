@@ -15,7 +15,7 @@ else()
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Werror>
         # ComPtr and the COM headers of MinGW use multi-character pragmas that GCC does not know.
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wno-unknown-pragmas>)
-    # scripts/package takes the symbols out again: what is left is what is linked without them, byte by byte.
+    # scripts/package takes the symbols out again: what is left is a program linked without them, stripped.
     option(TRAVIK_SYMBOLS "Programs with debug symbols, for scripts/package" OFF)
     if(TRAVIK_SYMBOLS)
         target_compile_options(travik_warnings INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:-g>)

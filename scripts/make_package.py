@@ -72,14 +72,21 @@ def third_party(poco):
     return "\n".join(parts)
 
 
-def take_symbols(programs, symbols, objcopy, strip):
-    """Moves debug symbols into files of their own."""
-    still = os.environ | {"SOURCE_DATE_EPOCH": "0"}  # or it would put the time into the program
+STILL = os.environ | {"SOURCE_DATE_EPOCH": "0"}  # or objcopy and strip would put the time into the program
+
+
+def copy_symbols(programs, symbols, objcopy):
+    """The debug symbols, in files of their own."""
     symbols.mkdir(parents=True)
     for program in files(programs):
         target = symbols / f"{program.name}.debug"
-        subprocess.run([objcopy, "--only-keep-debug", program, target], check=True, env=still)
-        subprocess.run([strip, program], check=True, env=still)
+        subprocess.run([objcopy, "--only-keep-debug", program, target], check=True, env=STILL)
+
+
+def strip_all(programs, strip):
+    """Also programs without symbols: strip rounds up the size of large resources, which the linker does not."""
+    for program in files(programs):
+        subprocess.run([strip, program], check=True, env=STILL)
 
 
 def check_paths(stage, paths):
@@ -150,9 +157,10 @@ def main():
     if symbols == "ON":
         beside = stage.with_name(f"{stage.name}-symbols") / f"{name}-symbols"
         shutil.rmtree(beside.parent, ignore_errors=True)
-        take_symbols(root / "bin", beside, objcopy, strip)
+        copy_symbols(root / "bin", beside, objcopy)
         pack(beside, told + "Debug symbols of its programs: see docs/troubleshooting.md of the package.\n", paths, when)
         shutil.rmtree(beside.parent)
+    strip_all(root / "bin", strip)
     pack(root, told, paths, when)
     shutil.rmtree(stage)
 
