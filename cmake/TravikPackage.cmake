@@ -55,7 +55,8 @@ install(FILES package/README.md CHANGELOG.md LICENSE.txt DESTINATION .)
 install(DIRECTORY docs/ DESTINATION docs FILES_MATCHING PATTERN *.md PATTERN *.svg
     PATTERN architecture.md EXCLUDE) # for contributors, as CONTRIBUTING.md is
 install(FILES tools/travikctl/travikctl.schema.json DESTINATION share/travikctl)
-install(DIRECTORY ${PROJECT_BINARY_DIR}/bindings/made/ DESTINATION bindings)
+# Python leaves its own files beside what was run there.
+install(DIRECTORY ${PROJECT_BINARY_DIR}/bindings/made/ DESTINATION bindings PATTERN __pycache__ EXCLUDE)
 if(MINGW)
     install(FILES ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/TravikSDK-c.lib DESTINATION lib)
 endif()

@@ -95,6 +95,7 @@ def check_contents(folder):
     if not list((folder / "samples").glob("**/*.cpp")):
         missing.append("samples")
     missing += [f"no {name}, which is for contributors" for name in unwanted if (folder / name).exists()]
+    missing += [f"no {name.relative_to(folder)}, which Python left there" for name in folder.rglob("__pycache__")]
     if "./dev" in (folder / "README.md").read_text(encoding="utf-8"):
         missing.append("a README of its own")
     if missing:
