@@ -14,8 +14,8 @@ import zipfile
 # its parts' come from POCO's sources).
 EVERY = "all"
 NOTICES = [
-    ("POCO (Foundation, XML)", "BSL-1.0", "TravikSDK-selq6, vboxsim-svc", None),
-    ("double-conversion, in POCO", "BSD-3-Clause", "vboxsim-svc", None),
+    ("POCO (Foundation, XML)", "BSL-1.0", "TravikSDK-selq6, vboxsim, vboxsim-svc", None),
+    ("double-conversion, in POCO", "BSD-3-Clause", "vboxsim, vboxsim-svc", None),
     ("expat, in POCO", "MIT", "vboxsim-svc", None),
     ("zlib", "Zlib", "vboxsim-svc", "libz-mingw-w64-dev"),
     ("CLI11", "BSD-3-Clause", "travikctl, vboxprobe, vboxsim", "libcli11-dev"),

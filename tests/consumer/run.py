@@ -107,13 +107,14 @@ def check_contents(folder):
             fail(f"THIRD-PARTY.txt does not name {text}")
 
 
-def check_third_parties(folder):
+def check_third_parties(folder, symbols):
     """The table names each program that has something of a party in it, and no other."""
-    marks = {"POCO": b"Poco", "expat": b"XML declaration not well-formed", "zlib": b"incorrect header check",
-             "CLI11": b"CLI", "JSON for Modern C++": b"nlohmann"}
+    marks = {"POCO": "N4Poco", "double-conversion": "double_conversion", "expat": " XML_ParserCreate",
+             "zlib": " inflate", "CLI11": "N3CLI", "JSON for Modern C++": "nlohmann"}
+    names = {file.name.split(".")[0]: run("x86_64-w64-mingw32-nm", file) for file in symbols.glob("*.debug")}
     rows = (folder / "THIRD-PARTY.txt").read_text(encoding="utf-8").split("=" * 20)[0].splitlines()
     for party, mark in marks.items():
-        found = {file.stem for file in (folder / "bin").iterdir() if mark in file.read_bytes()}
+        found = {program for program, listing in names.items() if mark in listing}
         (row,) = [row for row in rows if row.startswith(party)]
         told = set(row.split("  ")[-1].strip().split(", "))
         if told != found:
@@ -137,6 +138,7 @@ def check_symbols(package, programs):
         told = run("x86_64-w64-mingw32-addr2line", "-e", symbols, f"0x{address}")
         if source not in told:
             fail(f"the symbols of {file} have {name} at {told}")
+    return folder
 
 
 def check_links(folder):
@@ -244,8 +246,7 @@ def main():
     check_sums(prefix)
     check_contents(prefix)
     check_links(prefix)
-    check_third_parties(prefix)
-    check_symbols(symbols, prefix)
+    check_third_parties(prefix, check_symbols(symbols, prefix))
     told = make(here / "project", "build", prefix)
     check_version(prefix, re.search(r"-- TravikSDK (\S+) selq6$", told, re.M)[1])
     make(prefix / "samples", "samples-build", prefix)
