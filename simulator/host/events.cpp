@@ -75,7 +75,8 @@ EventPtr EventSource::fire(Event fired)
         if (registration->queue.size() > mostPending)
             drop(registration);
     }
-    monitor_.notify();
+    if (event->unprocessed > 0)
+        monitor_.notify();
     return event;
 }
 

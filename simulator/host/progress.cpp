@@ -70,12 +70,14 @@ void Progress::waitForOperation(HostLock& lock, std::uint32_t operation, std::in
 
 void Progress::advance(std::size_t operation, std::uint32_t percentOfOperation)
 {
-    const std::uint32_t before = percent();
+    const std::uint32_t percentBefore = percent();
+    const std::size_t operationBefore = operation_;
     operation_ = std::min(operation, plan_.operations.size() - 1);
     operationPercent_ = std::min<std::uint32_t>(percentOfOperation, 100);
-    if (percent() != before)
+    if (percent() != percentBefore)
         tell(EventType::OnProgressPercentageChanged);
-    monitor_.notify();
+    if (operation_ != operationBefore)
+        monitor_.notify(); // nobody waits for less: to wake a client's call for each block costs more than copying it
 }
 
 void Progress::tell(std::uint32_t eventType) const

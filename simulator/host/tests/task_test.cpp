@@ -1,4 +1,6 @@
 // Work behind a progress, and how it ends.
+#include <atomic>
+#include <chrono>
 #include <stdexcept>
 #include <thread>
 
@@ -95,6 +97,31 @@ TEST_F(TaskTest, IsWaitedForByOperation)
     progress->waitForOperation(lock, 0, 60'000);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
     EXPECT_THROW(progress->waitForOperation(lock, 2, 0), Failure);
+}
+
+TEST_F(TaskTest, WakesWhoWaitsForAnOperationAtItsEndOnly)
+{
+    const ProgressPtr progress = start([] {});
+    std::atomic<int> looks = 0;
+    std::thread waiting([&] {
+        HostLock lock = host.lock();
+        host.monitor().wait(lock, 60'000, [&] { return ++looks > 0 && progress->operationNumber() == 1; });
+    });
+    while (looks == 0)
+        std::this_thread::yield();
+    for (std::uint32_t percent = 1; percent <= 50; ++percent) {
+        {
+            const HostLock lock = host.lock();
+            progress->advance(0, percent);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_LT(looks, 5) << "a copy tells of each of its blocks";
+    {
+        const HostLock lock = host.lock();
+        progress->advance(1, 0);
+    }
+    waiting.join();
 }
 
 TEST_F(TaskTest, IsWorkForTheHostWhileItRuns)
