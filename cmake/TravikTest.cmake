@@ -35,21 +35,28 @@ function(travik_add_test)
         ENVIRONMENT "TRAVIK_TEST_SCRATCH=${scratch};TRAVIK_TEST_BIN=${bin}")
 endfunction()
 
-# One VirtualBox is known to COM at a time: whoever registers one, or asks for it, takes the same lock. Under Wine each
-# prefix has a COM of its own: the tests take turns with three, as they wait more than they compute.
+# One VirtualBox is known to COM at a time. Under Wine each prefix has a COM of its own: CTest allots the tests one of
+# several, as they wait more than they compute (ctest --resource-spec-file; without, scripts/wine-run lets one at a time
+# into the only one).
+set(wine_prefixes 5) # 0 is the project's own, the others are copies of it
+if(NOT CMAKE_HOST_WIN32)
+    math(EXPR last "${wine_prefixes} - 1")
+    set(slots)
+    foreach(id RANGE ${last})
+        list(APPEND slots "{\"id\": \"${id}\"}")
+    endforeach()
+    list(JOIN slots ", " slots)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/wine_prefixes.json
+        CONTENT "{\"version\": {\"major\": 1, \"minor\": 0}, \"local\": [{\"wine_prefix\": [${slots}]}]}\n")
+endif()
 function(travik_uses_virtualbox)
     foreach(test IN LISTS ARGN)
-        set(lock virtualbox)
-        if(NOT CMAKE_HOST_WIN32)
-            get_property(taken GLOBAL PROPERTY TRAVIK_PREFIXES_TAKEN)
-            math(EXPR prefix "(0${taken} + 1) % 3")
-            set_property(GLOBAL PROPERTY TRAVIK_PREFIXES_TAKEN ${prefix})
-            set(lock virtualbox_${prefix})
-            if(prefix)
-                set_tests_properties(${test} PROPERTIES ENVIRONMENT_MODIFICATION TRAVIK_WINEPREFIX_PART=set:-${prefix})
-            endif()
+        if(CMAKE_HOST_WIN32)
+            set_tests_properties(${test} PROPERTIES RESOURCE_LOCK virtualbox)
+        else()
+            set_tests_properties(${test} PROPERTIES RESOURCE_GROUPS "wine_prefix:1"
+                ENVIRONMENT_MODIFICATION TRAVIK_TEST_USES_VIRTUALBOX=set:1)
         endif()
-        set_tests_properties(${test} PROPERTIES RESOURCE_LOCK ${lock})
     endforeach()
 endfunction()
 

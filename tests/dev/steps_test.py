@@ -92,6 +92,36 @@ class Steps(unittest.TestCase):
         os.utime(began, (1000, 1000))
         self.assertEqual(self.run_script("wine_losses began build").stdout, "3\n")
 
+    def run_wine(self, **environment):
+        """A test's program, in place of which the fake runs; its prefixes are there already."""
+        prefix = self.repo / "build/wine"
+        for folder in (prefix, prefix.with_name("wine-3")):
+            folder.mkdir(parents=True, exist_ok=True)
+            (folder / ".travik-ready").touch()
+        return subprocess.Popen(
+            [self.repo / "scripts/wine-run", "program"], stdout=subprocess.PIPE, text=True,
+            env={"PATH": f"{self.fakes}:{os.environ['PATH']}", "TRAVIK_WINEPREFIX": str(prefix),
+                 "TRAVIK_TEST_SCRATCH": "there"} | environment)
+
+    def test_a_test_runs_in_the_wine_prefix_that_it_is_allotted(self):
+        self.fake("wine", 'echo "${WINEPREFIX##*/}"')
+        for allotted, folder in (("id:3,slots:1", "wine-3"), ("id:0,slots:1", "wine")):
+            with self.run_wine(CTEST_RESOURCE_GROUP_0_WINE_PREFIX=allotted) as run:
+                self.assertEqual(run.stdout.read(), folder + "\n")
+
+    def test_two_tests_in_one_wine_prefix_do_not_use_virtualbox_at_once(self):
+        log = self.repo / "order"
+        self.fake("wine", f'echo begin >>"{log}"; sleep 0.5; echo end >>"{log}"')
+        with self.run_wine(TRAVIK_TEST_USES_VIRTUALBOX="1"), self.run_wine(TRAVIK_TEST_USES_VIRTUALBOX="1"):
+            pass
+        self.assertEqual(log.read_text(encoding="utf-8").split(), ["begin", "end"] * 2)
+
+    def test_a_test_program_that_fails_in_silence_leaves_its_exit_code(self):
+        self.fake("wine", "exit 5")
+        with self.run_wine() as run:
+            self.assertEqual(run.stdout.read(), "wine-run: the program ended with 5\n")
+        self.assertEqual(run.returncode, 5)
+
     def test_a_machine_with_other_work_is_not_measured(self):
         def awaited(load):
             self.fake("cut", f"echo {load}")  # of /proc/loadavg

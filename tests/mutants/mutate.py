@@ -141,7 +141,8 @@ def environment(tree, number):
 def run_entries(tree, pattern, number, limit=None):
     """The test that fails first, or None. Only the usual run counts; a fault that takes longer than the limit hangs."""
     command = ["ctest", "--preset", "mingw-release", "--stop-on-failure", "--no-tests=error", "-LE", "^long$", "-R",
-               pattern, "--parallel", str(2 * os.cpu_count())]
+               pattern, "--parallel", str(2 * os.cpu_count()), "--resource-spec-file",
+               tree / "build/mingw-release/wine_prefixes.json"]
     with subprocess.Popen(command, cwd=tree, env=environment(tree, number), stdout=subprocess.PIPE, text=True,
                           errors="replace", start_new_session=True) as run:
         try:
@@ -212,10 +213,10 @@ def main():
     build(folder, [target for group in asked for target in group.targets])
     # The first program of Wine starts services that keep its output open: in each prefix it is one that nobody waits for.
     with contextlib.ExitStack() as holders:
-        for part in ("", "-1", "-2"):
+        for number in "01234":  # the prefixes of travik_uses_virtualbox
             holders.enter_context(subprocess.Popen(
                 [folder / "scripts/wine-run", "cmd"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
-                stderr=subprocess.DEVNULL, env=environment(folder, 0) | {"TRAVIK_WINEPREFIX_PART": part}))
+                stderr=subprocess.DEVNULL, env=environment(folder, 0) | {"TRAVIK_WINEPREFIX_NUMBER": number}))
         look_for(folder, chosen)
 
 
