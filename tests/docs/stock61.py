@@ -39,7 +39,8 @@ run("cmake", "--build", binary, "--target", "abi_tests", "system_tests", "probe_
 run(sys.executable, pathlib.Path(__file__).with_name("same_but_identity.py"),
     *(folder / "bin/TravikSDK-selq6.dll" for folder in (selq6, binary)))
 # The longest entries show nothing that depends on identifiers.
-run(ctest, "--test-dir", binary, "--output-on-failure", "--no-tests=error", "-R",
+run(ctest, "--test-dir", binary, "--output-on-failure", "--no-tests=error", "--parallel", str(2 * os.cpu_count()),
+    "--resource-spec-file", binary / "wine_prefixes.json", "-R",
     "^(system_|abi_|probe_|c_system$|c_dll$)", "-E", "_long$|_fault_matrix$")
 
 stock = "stock61, the VirtualBox 6.1 that anyone can download"
