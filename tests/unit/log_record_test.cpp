@@ -94,27 +94,30 @@ private:
 TEST_F(LogRecords, ShowTheTimeOfTheUsersZoneIn24Characters)
 {
     openLog();
-    const TravikTest::Clock clock(1'771'123'200); // Sun Feb 15 02:40:00 2026 UTC
     {
+        const TravikTest::Clock clock(1'771'123'200); // Sun Feb 15 02:40:00 2026 UTC
         const TimeZone east("AAA-9");
         writeRecord(LogLevel::Info, 1, L"f", L"");
     }
     {
+        const TravikTest::Clock clock(1'771'123'201);
         const TimeZone west("EST5EDT");
         writeRecord(LogLevel::Info, 1, L"f", L"");
     }
-    EXPECT_THAT(timesOf(logBytes()), testing::ElementsAre("Sun Feb 15 11:40:00 2026", "Sat Feb 14 21:40:00 2026"));
+    EXPECT_THAT(timesOf(logBytes()), testing::ElementsAre("Sun Feb 15 11:40:00 2026", "Sat Feb 14 21:40:01 2026"));
 }
 
 TEST_F(LogRecords, FollowTheClock)
 {
     openLog();
     const TimeZone utc("UTC0");
-    for (const std::int64_t seconds : {1'771'123'259LL, 1'771'123'260LL}) {
+    // Also back, where it is set anew; a second that is not over has its text already.
+    for (const std::int64_t seconds : {1'771'123'259LL, 1'771'123'260LL, 1'771'123'260LL, 1'771'123'259LL}) {
         const TravikTest::Clock clock(seconds);
         writeRecord(LogLevel::Info, 1, L"f", L"");
     }
-    EXPECT_THAT(timesOf(logBytes()), testing::ElementsAre("Sun Feb 15 02:40:59 2026", "Sun Feb 15 02:41:00 2026"));
+    EXPECT_THAT(timesOf(logBytes()), testing::ElementsAre("Sun Feb 15 02:40:59 2026", "Sun Feb 15 02:41:00 2026",
+                                                          "Sun Feb 15 02:41:00 2026", "Sun Feb 15 02:40:59 2026"));
 }
 
 TEST_F(LogRecords, AreWrittenWithoutATimeThatCannotBeConverted)

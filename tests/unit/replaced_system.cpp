@@ -57,6 +57,18 @@ __time64_t readClock(__time64_t* out)
     return seconds;
 }
 
+void WINAPI readFileTime(FILETIME* out)
+{
+    if (!clockIsSet) {
+        systemFunction<decltype(readFileTime)>("GetSystemTimeAsFileTime")(out);
+        return;
+    }
+    constexpr std::int64_t from1601To1970 = 11'644'473'600;
+    const std::int64_t time = (clockSeconds + from1601To1970) * 10'000'000;
+    out->dwLowDateTime = static_cast<DWORD>(time);
+    out->dwHighDateTime = static_cast<DWORD>(time >> 32);
+}
+
 } // namespace
 
 ProgramPath::ProgramPath(std::wstring path) : path_(std::move(path)), before_(std::exchange(programPath, this)) {}
@@ -106,4 +118,5 @@ decltype(&TravikTest::moduleFileName) __imp_GetModuleFileNameW = &TravikTest::mo
 decltype(&TravikTest::ansiCodePage) __imp_GetACP = &TravikTest::ansiCodePage;
 decltype(&TravikTest::writeFile) __imp_WriteFile = &TravikTest::writeFile;
 decltype(&TravikTest::readClock) __imp__time64 = &TravikTest::readClock;
+decltype(&TravikTest::readFileTime) __imp_GetSystemTimeAsFileTime = &TravikTest::readFileTime;
 }

@@ -42,7 +42,7 @@ public:
     ~FullDisk();
 };
 
-/// While it lives, the clock of the C runtime shows this number of seconds since 1970 UTC; a negative one has no date.
+/// While it lives, the clocks of the system and of the C runtime show this number of seconds since 1970 UTC; a negative one has no date.
 class Clock
 {
 public:

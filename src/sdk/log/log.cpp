@@ -18,6 +18,7 @@ namespace {
 // helper); two threads on one unguarded stream lose half of their records.
 std::mutex writerGuard;
 std::wstring headerBuffer; // of writeRecord, guarded by it: kept for its memory
+TimeStamp timeStamp;       // the same
 
 const wchar_t* levelText(std::uint32_t level)
 {
@@ -53,13 +54,12 @@ void writeText(std::wostream& stream, const std::wstring& text)
 
 /// Ends the previous record and writes the header of the next one, which buffer receives first: as one text, for each
 /// insertion into a stream has its price.
-void startRecord(std::wostream& stream, std::wstring& buffer, std::uint32_t level, std::int32_t line,
+void startRecord(std::wostream& stream, std::wstring& buffer, TimeStamp& time, std::uint32_t level, std::int32_t line,
                  std::wstring_view functionName)
 {
     stream << L'\n' << std::flush;
     buffer = L'[';
-    appendTimeStamp(buffer);
-    ((buffer += L"][") += levelText(level)) += L"] (";
+    (((buffer += time.now()) += L"][") += levelText(level)) += L"] (";
     (((buffer += functionName) += L") <") += recordText(line)) += L"> # ";
     stream << buffer << std::flush;
 }
@@ -76,7 +76,8 @@ std::wostream& LogRecord::logRecord(std::uint32_t level, std::int32_t line, cons
 {
     std::wostream& stream = destination();
     std::wstring header;
-    startRecord(stream, header, level, line, functionName);
+    TimeStamp time;
+    startRecord(stream, header, time, level, line, functionName);
     return stream;
 }
 
@@ -85,7 +86,7 @@ void writeRecord(std::uint32_t level, std::int32_t line, std::wstring_view funct
     const std::lock_guard guard(writerGuard);
     std::wostream& stream = destination();
     stream.clear(); // a full disk or a closed pipe costs the records it swallowed, not all later ones
-    startRecord(stream, headerBuffer, level, line, functionName);
+    startRecord(stream, headerBuffer, timeStamp, level, line, functionName);
     writeText(stream, text);
 }
 
@@ -112,7 +113,7 @@ void initLogger(std::wstring suffix) // NOLINT(performance-unnecessary-value-par
     }
     logStream.open(path, std::ios_base::trunc);
     logStream.imbue(userTextLocale());
-    writeText(destination(), L"\n[" + timeStamp() + L"] initLogger " + suffix);
+    writeText(destination(), L"\n[" + TimeStamp().now() + L"] initLogger " + suffix);
     logStream.close();
     reopenLogFile(path);
 }

@@ -125,20 +125,19 @@ std::wstring hexadecimal(std::uint32_t value)
     return digits;
 }
 
-std::wstring timeStamp()
+const std::wstring& TimeStamp::now()
 {
-    std::wstring text;
-    appendTimeStamp(text);
-    return text;
-}
-
-void appendTimeStamp(std::wstring& text)
-{
-    wchar_t buffer[256];
-    buffer[0] = L'\0'; // the whole would cost as much as the call
-    const __time64_t now = _time64(nullptr);
-    _wctime64_s(buffer, std::size(buffer), &now);
-    text.append(buffer, std::wcscspn(buffer, L"\n"));
+    FILETIME time;
+    GetSystemTimeAsFileTime(&time);
+    const std::uint64_t second = (std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime) / 10'000'000;
+    if (second != second_) { // the C runtime looks for the time zone, which under Wine costs as much as three writes
+        wchar_t buffer[256] = L"";
+        const __time64_t now = _time64(nullptr);
+        _wctime64_s(buffer, std::size(buffer), &now);
+        text_.assign(buffer, std::wcscspn(buffer, L"\n"));
+        second_ = second;
+    }
+    return text_;
 }
 
 void appendEncoded(std::string& bytes, std::wstring_view text, const std::locale& locale)

@@ -38,9 +38,17 @@ inline std::wstring joinArguments()
     return {};
 }
 
-/// The current local time as _wctime64_s writes it, 24 characters without the newline.
-std::wstring timeStamp();
-void appendTimeStamp(std::wstring& text);
+/// The current local time as _wctime64_s writes it, 24 characters without the newline; empty for a time that has none.
+/// For one thread at a time.
+class TimeStamp
+{
+public:
+    const std::wstring& now();
+
+private:
+    std::uint64_t second_ = 0; ///< since 1601; that of the text
+    std::wstring text_;
+};
 
 /// Appends the text as the locale's codecvt converts it, line ends as CR LF. A character that it cannot convert becomes
 /// \uXXXX, or \UXXXXXXXX beyond the basic plane.
