@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""timeless_type_library.py FILE: takes the time of its making out of a type library that widl made, so that two builds of
-the same sources give the same one. It stands there twice: as a text, and as the number that follows it."""
+"""timeless_type_library.py FILE: takes the time of its making out of a type library that widl made, so that two
+builds of the same sources give the same one. It stands there twice: as a text, and as the number that follows it."""
 import pathlib
 import re
 import sys

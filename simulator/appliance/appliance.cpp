@@ -23,13 +23,6 @@ bool hasSuffix(const std::string& name, const wchar_t* suffix)
     return Files::suffixOf(fromUtf8(name)) == suffix;
 }
 
-std::string withoutDot(std::string name)
-{
-    while (name.starts_with("./"))
-        name.erase(0, 2);
-    return name;
-}
-
 std::string withoutSuffix(const std::string& name)
 {
     return name.substr(0, name.rfind('.'));
@@ -246,7 +239,7 @@ void Appliance::readManifest()
 std::shared_ptr<ByteSource> Appliance::openFile(const std::string& href) const
 {
     checkName(href);
-    const std::wstring name = fromUtf8(withoutDot(href));
+    const std::wstring name = fromUtf8(withoutLeadingDot(href));
     if (!archive_) {
         const std::filesystem::path relative(name);
         if (!std::all_of(relative.begin(), relative.end(),
@@ -254,7 +247,7 @@ std::shared_ptr<ByteSource> Appliance::openFile(const std::string& href) const
             throw Failure(Result::objectNotFound, L"There can be no file '" + name + L"'");
         return std::make_shared<FileSource>(path_.parent_path() / relative);
     }
-    const TarMember* member = archive_->find(withoutDot(href));
+    const TarMember* member = archive_->find(withoutLeadingDot(href));
     if (!member)
         throw Failure(Result::fileError, L"'" + name + L"' is missing in '" + path_.wstring() + L"'");
     return archive_->open(*member);

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t packedPiece = std::size_t(256) << 10;
 constexpr std::size_t unpackedPiece = std::size_t(1) << 20;
 
-Failure damaged(const wchar_t* what)
+Failure damagedData(const wchar_t* what)
 {
     return Failure(Result::iprtError, std::wstring(L"The gzip data are damaged: ") + what);
 }
@@ -40,7 +40,7 @@ public:
             inflatePiece();
         }
         if (!ended_)
-            throw damaged(L"they end too early");
+            throw damagedData(L"they end too early");
     }
 
 private:
@@ -77,7 +77,7 @@ private:
         stream_.avail_out = static_cast<uInt>(unpacked_.size());
         const int result = inflate(&stream_, Z_NO_FLUSH);
         if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR)
-            throw damaged(L"they cannot be unpacked");
+            throw damagedData(L"they cannot be unpacked");
         const std::size_t length = unpacked_.size() - stream_.avail_out;
         if (length > 0)
             sink_(unpacked_.data(), length, place_ - stream_.avail_in);

@@ -17,7 +17,7 @@ namespace VBoxSim {
 
 namespace {
 
-constexpr std::uint64_t megabyte = std::uint64_t(1) << 20;
+constexpr std::uint64_t bytesPerMegabyte = std::uint64_t(1) << 20;
 constexpr std::uint32_t memoryOfUnknownTypes = 1024;
 
 constexpr std::uint32_t am79c970a = Travik::NetworkAdapterType::Am79C970A;
@@ -195,7 +195,7 @@ private:
 
     void addMemory(const OvfSystem& system)
     {
-        const std::uint64_t described = machine_ ? machine_->memoryMegabytes : system.memoryBytes / megabyte;
+        const std::uint64_t described = machine_ ? machine_->memoryMegabytes : system.memoryBytes / bytesPerMegabyte;
         const std::uint64_t wanted = described != 0 ? described
                                      : osType_      ? osType_->recommendedMegabytes
                                                     : memoryOfUnknownTypes;
@@ -204,7 +204,7 @@ private:
         if (memory != wanted)
             warn(L"'" + name_ + L"' gets " + std::to_wstring(memory) + L" MB of memory instead of " +
                  std::to_wstring(wanted));
-        const std::uint64_t bytes = std::min(described, UINT64_MAX / megabyte) * megabyte;
+        const std::uint64_t bytes = std::min(described, UINT64_MAX / bytesPerMegabyte) * bytesPerMegabyte;
         add(DescriptionType::Memory, L"", std::to_wstring(bytes), std::to_wstring(memory));
     }
 

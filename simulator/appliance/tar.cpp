@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/failure.h"
+#include "base/safe_name.h"
 #include "base/text.h"
 
 namespace VBoxSim {
@@ -95,13 +96,6 @@ std::string storedName(const Header& header)
         return name;
     const std::string prefix = text(header, prefixField);
     return prefix.empty() ? name : prefix + "/" + name;
-}
-
-std::string withoutDot(std::string name)
-{
-    while (name.rfind("./", 0) == 0)
-        name.erase(0, 2);
-    return name;
 }
 
 /// What the extra headers in front of a member say about it.
@@ -203,7 +197,7 @@ TarArchive::TarArchive(std::shared_ptr<const ByteSource> source) : source_(std::
         } else {
             if (type == 'S')
                 throw Failure(Result::notSupported, L"The archive has sparse members");
-            const std::string name = withoutDot(overrides.name.empty() ? storedName(header) : overrides.name);
+            const std::string name = withoutLeadingDot(overrides.name.empty() ? storedName(header) : overrides.name);
             if (type == '0' || type == '\0' || type == '7') {
                 if (name.empty())
                     throw damaged(L"a member has no name");

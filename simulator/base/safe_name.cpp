@@ -24,6 +24,13 @@ bool isBlankOrDot(wchar_t character)
 
 } // namespace
 
+std::string withoutLeadingDot(std::string name)
+{
+    while (name.starts_with("./"))
+        name.erase(0, 2);
+    return name;
+}
+
 bool isDevice(const std::wstring& name)
 {
     static constexpr std::array<std::wstring_view, 6> plain = {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"};

@@ -7,6 +7,9 @@ namespace VBoxSim {
 /// Whether a name from an archive or a descriptor tries to leave its folder: "..", an absolute path, a drive letter.
 bool leavesFolder(const std::string& name);
 
+/// The name without any "./" at its beginning.
+std::string withoutLeadingDot(std::string name);
+
 /// Whether the system takes a file of that name, with any suffix, for a device: "CON", "nul.vdi", "Com1".
 bool isDevice(const std::wstring& name);
 

@@ -37,7 +37,7 @@ ImportOptions parse(const std::vector<std::int32_t>& values)
 }
 
 /// What an appliance's own settings say of a machine.
-ImportMachine readMachine(const std::string& text)
+ImportMachine describedMachine(const std::string& text)
 {
     const MachineSettings settings = parseMachineSettings(text, L"the appliance");
     ImportMachine machine{settings.name, settings.osType, settings.cpuCount, settings.memoryMegabytes, {}, {}};
@@ -269,7 +269,7 @@ void interpretAppliance(Host& host, ApplianceData& data)
     surroundings.settingsFile = [&](const std::wstring& name) {
         return std::filesystem::path(machines.composeFile(name, L"", L"", L""));
     };
-    surroundings.readMachine = readMachine;
+    surroundings.readMachine = describedMachine;
     surroundings.baseFolder = machines.defaultFolder();
     surroundings.findOsType = [](const std::wstring& id) {
         const GuestOsType* type = findGuestOsType(id);

@@ -15,7 +15,8 @@ COM_FOLDERS = {"control": "com", "late_binding": "com", "automation": "com"}
 LIBRARIES = {f"vboxsim_{layer}": layer for layer in LAYERS} | {
     "vboxsim_idl": "com", "vboxsim_late_binding": "com", "travik_automation": "com"}
 COM_HEADERS = re.compile(
-    r"(objbase|oaidl|oleauto|ole2|ocidl|unknwn|objidl|combaseapi|comdef|comutil|virtualbox\w*|vboxsim_control\w*)\.h$|wrl/")
+    r"(objbase|oaidl|oleauto|ole2|ocidl|unknwn|objidl|combaseapi|comdef|comutil|virtualbox\w*|vboxsim_control\w*)\.h$"
+    r"|wrl/")
 
 
 def rank(layer):

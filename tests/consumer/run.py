@@ -82,8 +82,8 @@ def check_sums(folder):
 
 def check_contents(folder):
     wanted = ["README.md", "CHANGELOG.md", "LICENSE.txt", "THIRD-PARTY.txt", "PACKAGE.txt", "docs/operations.md",
-              "bin/TravikSDK-selq6.dll", "bin/travikctl.exe", "bin/vboxprobe.exe", "bin/vboxsim.exe", "bin/vboxsim-svc.exe",
-              "bin/vboxsim-session.dll", "bin/vboxsim-ps.dll", "lib/TravikSDK-selq6.dll.a",
+              "bin/TravikSDK-selq6.dll", "bin/travikctl.exe", "bin/vboxprobe.exe", "bin/vboxsim.exe",
+              "bin/vboxsim-svc.exe", "bin/vboxsim-session.dll", "bin/vboxsim-ps.dll", "lib/TravikSDK-selq6.dll.a",
               "include/travik/vbox_instance.h", "include/travik/scoped_handle.h", "include/travik/version.h",
               "bin/TravikSDK-c.dll", "lib/TravikSDK-c.dll.a", "lib/TravikSDK-c.lib", "include/travik/travik.h",
               "include/travik/travik.hpp", "bindings/travik_api.json", "bindings/cpp/examples/tour.cpp",

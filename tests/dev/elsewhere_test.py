@@ -2,7 +2,6 @@
 """Two clones in folders with spaces, ./dev run in both at the same time, from another folder, with a cache that may
 only be read, and, where that can be arranged, as a user who is not root: what everybody's first command has to survive.
 """
-import json
 import os
 import pathlib
 import shutil
@@ -19,15 +18,6 @@ def usual_cache():
     chosen = os.environ.get("TRAVIK_CACHE")
     return pathlib.Path(chosen) if chosen else \
         pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache") / "travik-sdk"
-
-
-def build_in_groups(repo):
-    """A sixth of the compiler's work: what is tried here is the command, not the sources."""
-    path = repo / "CMakePresets.json"
-    presets = json.loads(path.read_text(encoding="utf-8"))
-    common = next(preset for preset in presets["configurePresets"] if preset["name"] == "mingw")
-    common["cacheVariables"]["CMAKE_UNITY_BUILD"] = "ON"
-    path.write_text(json.dumps(presets), encoding="utf-8")
 
 
 class Elsewhere(unittest.TestCase):
@@ -48,7 +38,6 @@ class Elsewhere(unittest.TestCase):
         home = self.scratch / f"home of {name}"
         home.mkdir()
         repo = clone(self.scratch / f"the {name} clone")
-        build_in_groups(repo)
         command = [str(repo / "dev"), "run"]
         if os.getuid() == 0:
             subprocess.run(["chown", "-R", f"{NOBODY}:{NOBODY}", repo, home], check=True)

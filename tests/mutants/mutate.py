@@ -86,8 +86,8 @@ class Group:
 
 
 def project_files(source):
-    listing = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=source, check=True,
-                             capture_output=True, text=True).stdout
+    listing = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=source,
+                             check=True, capture_output=True, text=True).stdout
     return {name: (source / name).read_bytes() for name in listing.split("\0") if (source / name).is_file()}
 
 
@@ -211,7 +211,8 @@ def main():
     asked = list(dict.fromkeys(fault.group for fault in chosen))
     make_tree(source, folder, faults)
     build(folder, [target for group in asked for target in group.targets])
-    # The first program of Wine starts services that keep its output open: in each prefix it is one that nobody waits for.
+    # The first program of Wine starts services that keep its output open: in each prefix it is one that nobody waits
+    # for.
     with contextlib.ExitStack() as holders:
         for number in "01234":  # the prefixes of travik_uses_virtualbox
             holders.enter_context(subprocess.Popen(

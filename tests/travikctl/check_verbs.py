@@ -40,7 +40,8 @@ def kind_of(runner, before, json, name, after):
         return "failure"
     looked_at = re.match(r"\)\s*\.(?:json|facts)\(\)" if json else r"\)\s*\.out\b", after)
     if name and not looked_at:
-        looked_at = re.search(rf"\b{name}\.(json\(\)|facts\(\)|(wait\(\)\.)?out\b)|= {name}\.wait\(|\bfindingOf\({name}\b", after)
+        looked_at = re.search(
+            rf"\b{name}\.(json\(\)|facts\(\)|(wait\(\)\.)?out\b)|= {name}\.wait\(|\bfindingOf\({name}\b", after)
     return ("JSON" if json else "output") if looked_at else None
 
 
