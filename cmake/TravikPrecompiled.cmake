@@ -1,5 +1,5 @@
 # Headers of the system and of libraries, read once instead of once for each source. Sources still include what they use:
-# the builds of the other identity, coverage, traps and lint do without (CMAKE_DISABLE_PRECOMPILE_HEADERS). For MinGW only:
+# the builds of coverage, traps and lint do without (CMAKE_DISABLE_PRECOMPILE_HEADERS). For MinGW only:
 # Visual Studio wants equal options for all who share.
 
 # travik_precompiled(name LIBS ... HEADERS ...): a set of headers; the libraries bring what they need to be read, and the
