@@ -42,7 +42,8 @@ public:
     ~FullDisk();
 };
 
-/// While it lives, the clocks of the system and of the C runtime show this number of seconds since 1970 UTC; a negative one has no date.
+/// While it lives, the clocks of the system and of the C runtime show this number of seconds since 1970 UTC; a negative
+/// one has no date.
 class Clock
 {
 public:
