@@ -53,6 +53,27 @@ step()
     printf '[%3ds] %s\n' $((SECONDS - start)) "$title"
 }
 
+# hold_wine FILE: keeps a program running in each Wine prefix that the file lists until this script ends, and waits until
+# all run. Else the first tests would start the prefix's server, two at once perhaps, and its services, which keep the
+# output of who started them open.
+hold_wine()
+{
+    local number holder said waits=()
+    for number in $(grep -oP '"id": "\K[0-9]+' "$1"); do
+        said=$logs/wine-$number.log
+        rm -f "$said"
+        exec {holder}> >(TRAVIK_WINEPREFIX_NUMBER=$number exec "$repo/scripts/wine-run" cmd >"$said" 2>&1) # reads until its end
+        waits+=("$!:$said")
+    done
+    for holder in "${waits[@]}"; do
+        said=${holder#*:}
+        until grep -qs Windows "$said"; do
+            kill -0 "${holder%%:*}" 2>/dev/null || { cat "$said" >&2; fail "Wine does not start; rm -rf build/wine* and run again"; }
+            sleep 0.1
+        done
+    done
+}
+
 # wine_losses FILE FOLDER: how often a start was lost in the tests since the file was made, those of builds of their own
 # included.
 wine_losses()

@@ -109,6 +109,31 @@ class Steps(unittest.TestCase):
             with self.run_wine(CTEST_RESOURCE_GROUP_0_WINE_PREFIX=allotted) as run:
                 self.assertEqual(run.stdout.read(), folder + "\n")
 
+    def test_a_new_wine_prefix_has_had_a_server_before_two_programs_start_at_once(self):
+        prefix = self.repo / "build/wine"
+        prefix.mkdir(parents=True)
+        for name in ("drive_c", "dosdevices", "system.reg", ".update-timestamp"):
+            (prefix / name).touch()
+        self.fake("wineserver", '[ "$*" = -w ] && touch "$WINEPREFIX/wineserver"')
+        self.fake("wine", 'ls "$WINEPREFIX/wineserver"')
+        with self.run_wine(TRAVIK_WINEPREFIX_NUMBER="7") as one, self.run_wine(TRAVIK_WINEPREFIX_NUMBER="7") as two:
+            self.assertEqual([run.stdout.read() for run in (one, two)], [f"{prefix}-7/wineserver\n"] * 2)
+
+    def test_tests_begin_when_a_program_runs_in_each_wine_prefix(self):
+        (self.repo / "prefixes").write_text('{ "id": "0" }, { "id": "3" }', encoding="utf-8")
+        script = self.repo / "scripts/wine-run"
+        script.write_text('sleep 0.3; echo Windows; touch "up $TRAVIK_WINEPREFIX_NUMBER"; cat; touch "$0 ended"',
+                          encoding="utf-8")
+        done = self.run_script("mkdir -p build/logs; hold_wine prefixes; ls up*; ls scripts/*ended || echo all there")
+        self.assertEqual(done.stdout, "up 0\nup 3\nall there\n")
+
+    def test_wine_that_does_not_start_ends_the_tests_with_what_it_said(self):
+        (self.repo / "prefixes").write_text('{ "id": "0" }', encoding="utf-8")
+        (self.repo / "scripts/wine-run").write_text("echo the reason; exit 1", encoding="utf-8")
+        done = self.run_script("mkdir -p build/logs; hold_wine prefixes; echo went on")
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertRegex(done.stderr, "the reason\n.*Wine does not start")
+
     def test_two_tests_in_one_wine_prefix_do_not_use_virtualbox_at_once(self):
         log = self.repo / "order"
         self.fake("wine", f'echo begin >>"{log}"; sleep 0.5; echo end >>"{log}"')
