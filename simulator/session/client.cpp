@@ -2,7 +2,7 @@
 
 #include <objbase.h>
 
-#include "session/session.h"
+#include "session/session_object.h"
 
 namespace VBoxSim {
 
@@ -39,7 +39,7 @@ HRESULT Client::get_Session(ISession** session)
 {
     if (!session)
         return E_POINTER;
-    return makeLocal<Session>(IID_ISession, reinterpret_cast<void**>(session));
+    return makeLocal<SessionObject>(IID_ISession, reinterpret_cast<void**>(session));
 }
 
 HRESULT Client::CheckMachineError(IMachine* machine)

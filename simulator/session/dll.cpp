@@ -3,7 +3,7 @@
 
 #include "control/class_factory.h"
 #include "session/client.h"
-#include "session/session.h"
+#include "session/session_object.h"
 
 namespace VBoxSim {
 namespace {
@@ -21,7 +21,7 @@ class SessionReturn : public SessionUnmarshaler
 {
     HRESULT sessionOf(const SessionPacket& packet, REFIID id, void** out) override
     {
-        const Microsoft::WRL::ComPtr<Session> session = Session::find(packet.session);
+        const Microsoft::WRL::ComPtr<SessionObject> session = SessionObject::find(packet.session);
         if (!session)
             return CO_E_OBJNOTCONNECTED;
         session->land();
@@ -31,7 +31,7 @@ class SessionReturn : public SessionUnmarshaler
     const KeepsLoaded keepsLoaded_;
 };
 
-Factory<Session> sessionFactory;
+Factory<SessionObject> sessionFactory;
 Factory<SessionReturn> sessionReturnFactory;
 #ifdef TRAVIK_IDENTITY_STOCK61
 Factory<Client> clientFactory;

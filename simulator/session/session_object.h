@@ -17,13 +17,13 @@ namespace VBoxSim {
 /// VirtualBox's session object, in the client's process. It keeps nothing but its identifier: the server knows what the
 /// session has locked, and is asked each time. When it is passed to the server, only the identifier crosses, so that
 /// the server never needs to call back into the client.
-class Session : public ComObject<LateBound<ISession>, SessionMarshal, ISupportErrorInfo>
+class SessionObject : public ComObject<LateBound<ISession>, SessionMarshal, ISupportErrorInfo>
 {
 public:
-    Session();
+    SessionObject();
 
     /// The session object of this process with that identifier, for its new owner; null when it is gone.
-    static Microsoft::WRL::ComPtr<Session> find(const GUID& id);
+    static Microsoft::WRL::ComPtr<SessionObject> find(const GUID& id);
     /// It came back from a call that a script passed it to, or that call has ended.
     void land();
 
@@ -45,7 +45,7 @@ public:
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override;
 
 private:
-    ~Session() override;
+    ~SessionObject() override;
     void* interfaceOf(REFIID id) override;
 
     /// Asks the server; `question` gets its service and the session's identifier.

@@ -1,4 +1,4 @@
-#include "session/session.h"
+#include "session/session_object.h"
 
 #include <objbase.h>
 #include <oleauto.h>
@@ -56,7 +56,7 @@ std::wstring textOf(const GUID& id)
 struct Living
 {
     std::mutex mutex;
-    std::vector<Session*> sessions;
+    std::vector<SessionObject*> sessions;
 };
 
 Living& living()
@@ -67,31 +67,31 @@ Living& living()
 
 } // namespace
 
-Session::Session() : id_(newId()), idText_(textOf(id_))
+SessionObject::SessionObject() : id_(newId()), idText_(textOf(id_))
 {
     const std::lock_guard guard(living().mutex);
     living().sessions.push_back(this);
 }
 
-ComPtr<Session> Session::find(const GUID& id)
+ComPtr<SessionObject> SessionObject::find(const GUID& id)
 {
     const std::lock_guard guard(living().mutex);
-    for (Session* session : living().sessions)
+    for (SessionObject* session : living().sessions)
         if (session->id_ == id && session->addReferenceToLiving()) {
-            const ComPtr<Session> found(session);
+            const ComPtr<SessionObject> found(session);
             session->Release(); // not by Attach, which takes a reference of its own in MinGW's header
             return found;
         }
     return nullptr;
 }
 
-void Session::land()
+void SessionObject::land()
 {
     if (inFlight_.exchange(false))
         Release();
 }
 
-Session::~Session()
+SessionObject::~SessionObject()
 {
     {
         const std::lock_guard guard(living().mutex);
@@ -101,7 +101,7 @@ Session::~Session()
         ask([](ISimSessions* service, BSTR id) { return service->Close(id); });
 }
 
-void* Session::interfaceOf(REFIID id)
+void* SessionObject::interfaceOf(REFIID id)
 {
     if (id == IID_IUnknown || isIdOf<ISession>(id))
         return static_cast<ISession*>(this);
@@ -110,7 +110,7 @@ void* Session::interfaceOf(REFIID id)
     return id == IID_ISupportErrorInfo ? static_cast<ISupportErrorInfo*>(this) : nullptr;
 }
 
-HRESULT Session::findService(ComPtr<ISimSessions>& service)
+HRESULT SessionObject::findService(ComPtr<ISimSessions>& service)
 {
     const DWORD apartment = currentApartment();
     {
@@ -133,7 +133,7 @@ HRESULT Session::findService(ComPtr<ISimSessions>& service)
 }
 
 template <class Question>
-HRESULT Session::ask(Question&& question)
+HRESULT SessionObject::ask(Question&& question)
 {
     land();
     ComPtr<ISimSessions> service;
@@ -149,43 +149,43 @@ HRESULT Session::ask(Question&& question)
     return result;
 }
 
-HRESULT Session::get_State(ULONG* state)
+HRESULT SessionObject::get_State(ULONG* state)
 {
     return ask([&](ISimSessions* service, BSTR id) { return service->GetState(id, state); });
 }
 
-HRESULT Session::get_Type(ULONG* type)
+HRESULT SessionObject::get_Type(ULONG* type)
 {
     return ask([&](ISimSessions* service, BSTR id) { return service->GetType(id, type); });
 }
 
-HRESULT Session::get_Name(BSTR* name)
+HRESULT SessionObject::get_Name(BSTR* name)
 {
     return ask([&](ISimSessions* service, BSTR id) { return service->GetName(id, name); });
 }
 
-HRESULT Session::put_Name(BSTR name)
+HRESULT SessionObject::put_Name(BSTR name)
 {
     known_ = true;
     return ask([&](ISimSessions* service, BSTR id) { return service->SetName(id, name); });
 }
 
-HRESULT Session::get_Machine(IMachine** machine)
+HRESULT SessionObject::get_Machine(IMachine** machine)
 {
     return ask([&](ISimSessions* service, BSTR id) { return service->GetMachine(id, machine); });
 }
 
-HRESULT Session::get_Console(IConsole** console)
+HRESULT SessionObject::get_Console(IConsole** console)
 {
     return ask([&](ISimSessions* service, BSTR id) { return service->GetConsole(id, console); });
 }
 
-HRESULT Session::UnlockMachine()
+HRESULT SessionObject::UnlockMachine()
 {
     return ask([&](ISimSessions* service, BSTR id) { return service->Unlock(id); });
 }
 
-HRESULT Session::freeThreaded(ComPtr<IMarshal>& marshaler)
+HRESULT SessionObject::freeThreaded(ComPtr<IMarshal>& marshaler)
 {
     const std::lock_guard guard(mutex_);
     if (!freeThreadedMarshaler_) {
@@ -196,8 +196,8 @@ HRESULT Session::freeThreaded(ComPtr<IMarshal>& marshaler)
     return freeThreadedMarshaler_.As(&marshaler);
 }
 
-HRESULT Session::GetUnmarshalClass(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
-                                   CLSID* unmarshaler)
+HRESULT SessionObject::GetUnmarshalClass(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
+                                         CLSID* unmarshaler)
 {
     if (context != MSHCTX_INPROC) {
         *unmarshaler = sessionReferenceClass;
@@ -208,7 +208,8 @@ HRESULT Session::GetUnmarshalClass(REFIID id, void* object, DWORD context, void*
     return FAILED(result) ? result : inner->GetUnmarshalClass(id, object, context, reserved, flags, unmarshaler);
 }
 
-HRESULT Session::GetMarshalSizeMax(REFIID id, void* object, DWORD context, void* reserved, DWORD flags, DWORD* size)
+HRESULT SessionObject::GetMarshalSizeMax(REFIID id, void* object, DWORD context, void* reserved, DWORD flags,
+                                         DWORD* size)
 {
     if (context != MSHCTX_INPROC) {
         *size = sizeof(SessionPacket);
@@ -219,7 +220,8 @@ HRESULT Session::GetMarshalSizeMax(REFIID id, void* object, DWORD context, void*
     return FAILED(result) ? result : inner->GetMarshalSizeMax(id, object, context, reserved, flags, size);
 }
 
-HRESULT Session::MarshalInterface(IStream* stream, REFIID id, void* object, DWORD context, void* reserved, DWORD flags)
+HRESULT SessionObject::MarshalInterface(IStream* stream, REFIID id, void* object, DWORD context, void* reserved,
+                                        DWORD flags)
 {
     if (context != MSHCTX_INPROC) {
         known_ = true;
@@ -233,7 +235,7 @@ HRESULT Session::MarshalInterface(IStream* stream, REFIID id, void* object, DWOR
     return FAILED(result) ? result : inner->MarshalInterface(stream, id, object, context, reserved, flags);
 }
 
-HRESULT Session::InterfaceSupportsErrorInfo(REFIID id)
+HRESULT SessionObject::InterfaceSupportsErrorInfo(REFIID id)
 {
     return isIdOf<ISession>(id) || id == IID_IMarshal ? S_OK : S_FALSE;
 }
