@@ -26,7 +26,7 @@ void watch(const Operations& vbox, const std::vector<std::wstring>& arguments)
     }
     EventLoop loop(vbox, std::move(source), {EventType::StateChanged, EventType::RuntimeError});
     print(stateName(vbox.machineGetState(machine)));
-    EventLoop::Step step;
+    EventLoop::Step step = EventLoop::Step::Quiet;
     do {
         step = loop.next(milliseconds(500), [](const EventData& event) {
             if (event.type == EventType::RuntimeError)

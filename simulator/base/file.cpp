@@ -1,6 +1,7 @@
 #include "base/file.h"
 
 #include <atomic>
+#include <ranges>
 #include <utility>
 
 #include "base/failure.h"
@@ -130,9 +131,9 @@ void CreatedFiles::makeFolders(const std::filesystem::path& folder)
         if (!step.has_relative_path())
             break;
     }
-    for (auto step = missing.rbegin(); step != missing.rend(); ++step) {
-        Files::createFolder(step->wstring());
-        paths_.push_back(*step);
+    for (const std::filesystem::path& step : missing | std::views::reverse) {
+        Files::createFolder(step.wstring());
+        paths_.push_back(step);
     }
 }
 
@@ -144,9 +145,9 @@ void CreatedFiles::append(CreatedFiles&& other)
 
 void CreatedFiles::rollBack() noexcept
 {
-    for (auto path = paths_.rbegin(); path != paths_.rend(); ++path) {
+    for (const std::filesystem::path& path : paths_ | std::views::reverse) {
         std::error_code ignored;
-        std::filesystem::remove(Platform::unlimited(*path), ignored);
+        std::filesystem::remove(Platform::unlimited(path), ignored);
     }
     paths_.clear();
 }

@@ -114,7 +114,7 @@ void createVhd(const std::filesystem::path& target, bool fixed, std::uint64_t lo
 // ---- VMDK. Numbers are little-endian, places are sectors.
 
 constexpr std::uint64_t grain = 128;
-constexpr std::uint32_t grainsPerTable = 512;
+constexpr std::uint64_t grainsPerTable = 512;
 constexpr std::uint64_t descriptorSectors = 20;
 
 std::string vmdkDescriptor(std::uint64_t logicalSize, const std::string& extent, const char* kind,
@@ -141,14 +141,14 @@ void createSparseVmdk(const std::filesystem::path& target, std::uint64_t logical
     const std::uint64_t tableSectors = grainsPerTable * 4 / sectorSize;
     const std::uint64_t dataAt = (tablesAt + tables * tableSectors + grain - 1) / grain * grain;
     Sector header{};
-    storeLittle<std::uint32_t>(&header[0], 0x564D444B);
+    storeLittle<std::uint32_t>(header.data(), 0x564D444B);
     storeLittle<std::uint32_t>(&header[4], 1);
     storeLittle<std::uint32_t>(&header[8], 1); // the newlines below tell a damaging transfer
     storeLittle(&header[12], sectors);
     storeLittle(&header[20], grain);
     storeLittle<std::uint64_t>(&header[28], 1);
     storeLittle(&header[36], descriptorSectors);
-    storeLittle(&header[44], grainsPerTable);
+    storeLittle<std::uint32_t>(&header[44], grainsPerTable);
     storeLittle(&header[56], directoryAt);
     storeLittle(&header[64], dataAt);
     std::copy_n("\n \r\n", 4, header.begin() + 73);

@@ -187,7 +187,8 @@ std::size_t Array::size() const
     LONG lowest = 0, highest = -1;
     if (!array_ || FAILED(SafeArrayGetLBound(array_, 1, &lowest)) || FAILED(SafeArrayGetUBound(array_, 1, &highest)))
         return 0;
-    return static_cast<std::size_t>(highest - lowest + 1);
+    const LONG count = highest - lowest + 1;
+    return static_cast<std::size_t>(count);
 }
 
 std::vector<std::wstring> Array::texts() const

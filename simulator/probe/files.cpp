@@ -134,7 +134,7 @@ std::string writeVdi(const fs::path& file, std::uint64_t bytes)
     image.guid(0x188, id);
     image.guid(0x198, newGuid());
     image.put<std::uint32_t>(0x1D4, sector);
-    for (std::uint32_t i = 0; i < blocks; ++i)
+    for (std::size_t i = 0; i < blocks; ++i)
         image.put<std::uint32_t>(2 * sector + 4 * i, 0xFFFFFFFF); // not allocated
     writeText(file, image.str());
     return idText(id);
@@ -162,11 +162,12 @@ void writeVmdk(const fs::path& file)
 
 void writeIso(const fs::path& file)
 {
-    Bytes image(20 * 2048);
-    image.put<std::uint8_t>(16 * 2048, 1);
-    image.text(16 * 2048 + 1, "CD001\x01");
-    image.put<std::uint8_t>(17 * 2048, 255);
-    image.text(17 * 2048 + 1, "CD001\x01");
+    constexpr std::size_t isoSector = 2048;
+    Bytes image(20 * isoSector);
+    image.put<std::uint8_t>(16 * isoSector, 1);
+    image.text(16 * isoSector + 1, "CD001\x01");
+    image.put<std::uint8_t>(17 * isoSector, 255);
+    image.text(17 * isoSector + 1, "CD001\x01");
     writeText(file, image.str());
 }
 

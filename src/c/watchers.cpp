@@ -55,7 +55,7 @@ void Watchers::deliver(std::uint64_t watcher, Notice notice)
 bool Watchers::knows(std::uint64_t watcher)
 {
     const Holding holding(guard_);
-    return all_.count(watcher) != 0;
+    return all_.contains(watcher);
 }
 
 void Watchers::remove(std::uint64_t watcher)

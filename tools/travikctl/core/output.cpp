@@ -158,7 +158,7 @@ void Output::remark(const std::string& sentence)
         writeOut("note: " + sentence + "\n");
 }
 
-void Output::line(const std::string& sentence, Json object)
+void Output::line(const std::string& sentence, const Json& object)
 {
     Json whole = head();
     whole["time"] = timeStamp();

@@ -43,7 +43,7 @@ public:
     void remark(const std::string& sentence);
 
     /// For output that has no end: text or a JSON object with the time, one line each, at once.
-    void line(const std::string& sentence, Json object);
+    void line(const std::string& sentence, const Json& object);
 
     /// The failure that ends the command, for programs.
     void fail(const Json& error);
