@@ -1,7 +1,6 @@
 #include "base/file.h"
 
 #include <atomic>
-#include <ranges>
 #include <utility>
 
 #include "base/failure.h"
@@ -131,9 +130,9 @@ void CreatedFiles::makeFolders(const std::filesystem::path& folder)
         if (!step.has_relative_path())
             break;
     }
-    for (const std::filesystem::path& step : missing | std::views::reverse) {
-        Files::createFolder(step.wstring());
-        paths_.push_back(step);
+    for (auto step = missing.rbegin(); step != missing.rend(); ++step) {
+        Files::createFolder(step->wstring());
+        paths_.push_back(*step);
     }
 }
 
@@ -145,9 +144,9 @@ void CreatedFiles::append(CreatedFiles&& other)
 
 void CreatedFiles::rollBack() noexcept
 {
-    for (const std::filesystem::path& path : paths_ | std::views::reverse) {
+    for (auto path = paths_.rbegin(); path != paths_.rend(); ++path) {
         std::error_code ignored;
-        std::filesystem::remove(Platform::unlimited(path), ignored);
+        std::filesystem::remove(Platform::unlimited(*path), ignored);
     }
     paths_.clear();
 }

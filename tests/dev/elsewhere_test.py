@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Two clones in folders with spaces, ./dev run in both at the same time, from another folder, with a cache that may
 only be read, and, where that can be arranged, as a user who is not root: what everybody's first command has to survive.
+What is built is not optimised and compiled in groups, which takes a quarter of the time.
 """
+import json
 import os
 import pathlib
 import shutil
@@ -34,19 +36,29 @@ class Elsewhere(unittest.TestCase):
     def tearDown(self):
         subprocess.run(["chmod", "-R", "u+w", self.scratch], check=True)
 
+    @staticmethod
+    def as_nobody(*command):
+        if os.getuid() != 0:
+            return command
+        return ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups", *command]
+
     def start(self, name):
         home = self.scratch / f"home of {name}"
         home.mkdir()
         repo = clone(self.scratch / f"the {name} clone")
-        command = [str(repo / "dev"), "run"]
+        presets = repo / "CMakePresets.json"
+        quick = json.loads(presets.read_text(encoding="utf-8"))
+        (release,) = [preset for preset in quick["configurePresets"] if preset["name"] == "mingw-release"]
+        release["cacheVariables"] |= {"CMAKE_UNITY_BUILD": "ON", "CMAKE_CXX_FLAGS_RELEASE": "-O0 -DNDEBUG"}
+        presets.write_text(json.dumps(quick), encoding="utf-8")
         if os.getuid() == 0:
             subprocess.run(["chown", "-R", f"{NOBODY}:{NOBODY}", repo, home], check=True)
-            command = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups", *command]
         kept = {key: value for key, value in os.environ.items()
                 if not key.startswith(("TRAVIK_", "WINE", "XDG_", "CMAKE_", "CCACHE_"))}
         with open(self.scratch / f"{name}.log", "w", encoding="utf-8") as log:
-            return subprocess.Popen(command, cwd="/", env={**kept, "HOME": str(home), "TRAVIK_CACHE": str(self.cache)},
-                                    stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT)
+            return subprocess.Popen(self.as_nobody(str(repo / "dev"), "run"), cwd="/", stdin=subprocess.DEVNULL,
+                                    stdout=log, stderr=subprocess.STDOUT,
+                                    env={**kept, "HOME": str(home), "TRAVIK_CACHE": str(self.cache)})
 
     def test_the_first_command_works_twice_at_once_with_spaces_and_without_root(self):
         running = {name: self.start(name) for name in ("first", "second")}
@@ -60,7 +72,10 @@ class Elsewhere(unittest.TestCase):
                 # Only what the tour needs.
                 build = self.scratch / f"the {name} clone" / "build" / "mingw-release"
                 self.assertFalse((build / "tests").exists())
-                self.assertFalse((build / "bin" / "samples").exists())
+                self.assertEqual(list((build / "bin").glob("samples/*")), [])
+            # Wine's server still writes to its prefix for a while.
+            prefix = self.scratch / f"the {name} clone" / "build" / "wine"
+            subprocess.run(self.as_nobody("wineserver", "-w"), env=os.environ | {"WINEPREFIX": str(prefix)}, check=True)
 
 
 if __name__ == "__main__":
