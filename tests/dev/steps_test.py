@@ -4,11 +4,12 @@ import os
 import pathlib
 import pty
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
 
-from clone import clone
+from clone import clone, root
 
 SLOW = """step slow "a slow step" "wait" bash -c 'echo "[3/17] Building something"; sleep 2.5'"""
 
@@ -68,6 +69,18 @@ class Steps(unittest.TestCase):
         self.fake("dpkg-query", "echo install ok installed")
         self.assertEqual(self.run_script("install_packages cmake").returncode, 0)
         self.assertFalse((self.repo / "asked").exists())
+
+    def test_the_programs_that_the_products_are_built_with_are_installed_for_them(self):
+        setup = (root / "scripts/setup").read_text(encoding="utf-8")
+        packages = re.sub("#.*", "", re.search(r"^packages=\((.*?)^\)", setup, re.M | re.S)[1]).split()
+        for folder in ("cmake", "idl", "src", "simulator", "tools"):
+            for file in [*(root / folder).rglob("CMakeLists.txt"), *(root / folder).rglob("*.cmake")]:
+                text = file.read_text(encoding="utf-8")
+                for names in re.findall(r"find_program\(\w+ (?:NAMES )?(.*?) REQUIRED\)", text):
+                    path = next(filter(None, map(shutil.which, names.split())), None)
+                    if path:  # else one of another system
+                        owner = subprocess.run(["dpkg", "-S", path], capture_output=True, text=True, check=True).stdout
+                        self.assertIn(owner.split(":")[0], packages, f"{file}: {names}")
 
     def test_missing_packages_without_administrator_are_named(self):
         self.fake("id", "echo 1000")
