@@ -23,9 +23,9 @@
 #include "operations.h"
 
 // The few functions of Windows that the worker calls, so that windows.h stays out of the front end's sources.
-struct HWND__; // NOLINT(bugprone-reserved-identifier)
+struct HWND__; // NOLINT(bugprone-reserved-identifier): Windows' own name
 struct tagMSG;
-struct _SECURITY_ATTRIBUTES; // NOLINT(bugprone-reserved-identifier)
+struct _SECURITY_ATTRIBUTES; // NOLINT(bugprone-reserved-identifier): the same
 extern "C" {
 __declspec(dllimport) void* __stdcall CreateEventW(_SECURITY_ATTRIBUTES*, int, int, const wchar_t*);
 __declspec(dllimport) int __stdcall SetEvent(void*);

@@ -132,7 +132,8 @@ bool holds(SAFEARRAY* array, std::initializer_list<VARTYPE> types)
     VARTYPE type = VT_EMPTY;
     if (SUCCEEDED(SafeArrayGetVartype(array, &type)) && type != VT_EMPTY)
         return std::find(types.begin(), types.end(), type) != types.end();
-    const bool readable = std::is_arithmetic_v<Element> && SafeArrayGetElemsize(array) == sizeof(Element); // NOLINT
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): that of a pointer is not asked for
+    const bool readable = std::is_arithmetic_v<Element> && SafeArrayGetElemsize(array) == sizeof(Element);
     if (!readable && array->rgsabound[0].cElements != 0)
         throw Failure(Result::invalidArgument, L"The kind of the array's elements cannot be known");
     return readable;

@@ -46,7 +46,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD kind, DISPPARAMS* arguments, VARIANT* result,
                                      EXCEPINFO* exception,
-                                     UINT* wrongArgument) override // NOLINT(*-non-const-parameter)
+                                     UINT* wrongArgument) override // NOLINT(*-non-const-parameter): IDispatch's
     {
         const LateCall call{member, kind, arguments, result, exception, wrongArgument};
         return carryOut(call, static_cast<Interface*>(this), __uuidof(Interface));
