@@ -14,7 +14,9 @@ else()
     target_compile_options(travik_warnings INTERFACE
         $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wpedantic -Werror>
         # ComPtr and the COM headers of MinGW use multi-character pragmas that GCC does not know.
-        $<$<COMPILE_LANGUAGE:C,CXX>:-Wno-unknown-pragmas>)
+        $<$<COMPILE_LANGUAGE:C,CXX>:-Wno-unknown-pragmas>
+        # In a group of sources no source is the main file, where alone GCC lets classes have anonymous bases.
+        $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,GNU>>:-Wno-subobject-linkage>)
     # scripts/package takes the symbols out again: what is left is a program linked without them, stripped.
     option(TRAVIK_SYMBOLS "Programs with debug symbols, for scripts/package" OFF)
     if(TRAVIK_SYMBOLS)

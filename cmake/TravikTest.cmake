@@ -18,7 +18,8 @@ endfunction()
 
 # travik_add_test(NAME name SOURCES ... LIBS ... [LABELS ...] [TIMEOUT seconds]): one executable and one CTest entry, as
 # starting a program under Wine takes long. It finds in its environment TRAVIK_TEST_SCRATCH, a folder of its own, and
-# TRAVIK_TEST_BIN, the folder with the products. The label long keeps it out of the usual run.
+# TRAVIK_TEST_BIN, the folder with the products. The label long keeps it out of the usual run and the usual build.
+add_custom_target(long_tests)
 function(travik_add_test)
     cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS")
     if(NOT DEFINED arg_TIMEOUT)
@@ -28,6 +29,10 @@ function(travik_add_test)
     target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBS} travik_test_support travik_tests_code travik_warnings)
     travik_precompile(precompiled_tests ${arg_NAME})
     set_target_properties(${arg_NAME} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/tests)
+    if("long" IN_LIST arg_LABELS)
+        set_target_properties(${arg_NAME} PROPERTIES EXCLUDE_FROM_ALL ON)
+        add_dependencies(long_tests ${arg_NAME})
+    endif()
     add_test(NAME ${arg_NAME} COMMAND ${arg_NAME})
     travik_windows_path(scratch ${CMAKE_BINARY_DIR}/scratch/${arg_NAME})
     travik_windows_path(bin ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})

@@ -129,7 +129,7 @@ def make_tree(source, tree, faults):
 
 
 def build(tree, targets):
-    subprocess.run(["cmake", "--preset", "mingw-release"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--preset", "mingw-release", "-DCMAKE_UNITY_BUILD=OFF"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
     subprocess.run(["cmake", "--build", "--preset", "mingw-release", "--target", *targets], cwd=tree, check=True)
 
 

@@ -12,8 +12,6 @@ namespace {
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 
-constexpr const wchar_t* diskId = L"5d1f4b1e-0000-4000-8000-000000000001";
-
 class MachineFiles : public RunningMachineTest
 {
 protected:
@@ -42,6 +40,7 @@ protected:
     std::wstring uuidOf(VBoxHandle machine) { return ask<std::wstring>(sdk, &VBoxInstanceImpl::getVmUUID, machine); }
 
     static constexpr const wchar_t* diskful = L"Diskful";
+    static constexpr const wchar_t* diskId = L"5d1f4b1e-0000-4000-8000-000000000001";
 };
 
 // ---- names and folders

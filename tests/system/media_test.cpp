@@ -9,7 +9,6 @@ namespace {
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 
-constexpr const wchar_t* diskId = L"5d1f4b1e-0000-4000-8000-000000000001";
 constexpr const wchar_t* otherId = L"5d1f4b1e-0000-4000-8000-000000000002";
 
 class Media : public RunningMachineTest
@@ -56,6 +55,7 @@ protected:
     }
 
     static constexpr const wchar_t* diskful = L"Diskful";
+    static constexpr const wchar_t* diskId = L"5d1f4b1e-0000-4000-8000-000000000001";
 };
 
 // ---- images

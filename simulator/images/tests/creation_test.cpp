@@ -10,8 +10,6 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::wstring sampleUuid = fromUtf8(sampleUuidText);
-
 struct Kind
 {
     ImageFormat format;

@@ -16,6 +16,7 @@ using ImageWriters::Bytes;
 
 inline constexpr std::size_t sector = 512;
 inline constexpr std::size_t megabyte = std::size_t(1) << 20;
+inline const std::wstring sampleUuid = VBoxSim::fromUtf8(ImageWriters::sampleUuidText);
 
 /// A folder of its own for each test.
 class ScratchTest : public testing::Test

@@ -11,7 +11,6 @@ using namespace VBoxSim;
 namespace {
 
 const std::size_t imageSize = 9 * megabyte + 300 * sector;
-const std::wstring sampleUuid = fromUtf8(sampleUuidText);
 
 bool goOn(std::uint64_t, std::uint64_t)
 {

@@ -44,7 +44,7 @@ Finding composedPath(Lab& lab)
     return yes(settingsFileOf(machine) == composed.str());
 }
 
-Finding existingFile(Lab& lab)
+Finding settingsFileThere(Lab& lab)
 {
     const ComPtr<IMachine> first = lab.unregistered();
     ComPtr<IMachine> second;
@@ -146,7 +146,7 @@ Subject creationStatements()
              savedOnRequest},
             {"creation.composed-path", "Without a path it gets the composed one.", Documented, composedPath},
             {"creation.existing-file", "A settings file that exists gives `VBOX_E_FILE_ERROR`.", Documented,
-             existingFile},
+             settingsFileThere},
             {"creation.force-overwrite", "`forceOverwrite=1` takes that file's place.", Documented, forceOverwrite},
             {"creation.uuid", "`UUID=` gives the machine that identifier.", Documented, givenUuid},
             {"creation.empty-name", "An empty name gives `E_INVALIDARG`.", Documented,

@@ -49,7 +49,7 @@ Finding timestamp(Lab& lab)
     return says(stamp > now - hour && stamp < now + hour, "within an hour of now", std::to_string(stamp));
 }
 
-Finding absent(Lab& lab)
+Finding absentProperty(Lab& lab)
 {
     const Property found = get(lab.machine(), L"/probe/nothing");
     return all({equal(L"", found.value), equal(L"", found.flags)});
@@ -60,7 +60,7 @@ Finding absentTime(Lab& lab)
     return equal(0, get(lab.machine(), L"/probe/nothing").timestamp);
 }
 
-Finding emptyDeletes(Lab& lab)
+Finding emptyValueDeletes(Lab& lab)
 {
     const Lock lock(lab.machine(), LockType::Write);
     must(set(lock.machine, L"/probe/greeting", L"Moin", L"RDONLYGUEST"));
@@ -138,9 +138,10 @@ Subject guestPropertyStatements()
         {
             {"properties.read", "A property reads as it was set, with its flags.", Documented, roundTrip},
             {"properties.time", "Its time stamp counts nanoseconds since 1970.", Assumed, timestamp},
-            {"properties.absent", "One that is absent is no failure: value and flags are empty.", Documented, absent},
+            {"properties.absent", "One that is absent is no failure: value and flags are empty.", Documented,
+             absentProperty},
             {"properties.absent-time", "Its time stamp is 0.", Assumed, absentTime},
-            {"properties.empty", "An empty value deletes it.", Documented, emptyDeletes},
+            {"properties.empty", "An empty value deletes it.", Documented, emptyValueDeletes},
             {"properties.delete", "So does `DeleteGuestProperty`.", Documented, deleted},
             {"properties.delete-absent", "Deleting one that is absent is no failure.", Assumed, absentDeleted},
             {"properties.pattern", "They can be listed by a pattern.", Documented, pattern},

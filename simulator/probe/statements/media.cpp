@@ -116,7 +116,7 @@ Finding newId(Lab& lab)
     return no(text(second, &IMedium::get_Id) == id);
 }
 
-Finding listed(Lab& lab)
+Finding mediumListed(Lab& lab)
 {
     const std::wstring id = text(lab.disk(), &IMedium::get_Id);
     for (const ComPtr<IMedium>& disk : array(lab.box, &IVirtualBox::get_HardDisks).objects<IMedium>())
@@ -223,7 +223,7 @@ Finding closed(Lab& lab)
     return all({answers(Result::AccessDenied, disk->get_Location(location.put())), yes(std::filesystem::exists(file))});
 }
 
-Finding deleted(Lab& lab)
+Finding mediumDeleted(Lab& lab)
 {
     const ComPtr<IMedium> disk = lab.disk();
     const std::wstring file = text(disk, &IMedium::get_Location);
@@ -255,7 +255,7 @@ Subject mediumStatements()
             {"media.by-id", "So does a UUID in its place.", Documented, byId},
             {"media.copy", "A copy with the same UUID gives `E_INVALIDARG`.", Documented, copyOfKnown},
             {"media.new-id", "With `forceNewUuid` the copy opens under a new one.", Documented, newId},
-            {"media.list", "Disks that were opened are in the list of hard disks.", Documented, listed},
+            {"media.list", "Disks that were opened are in the list of hard disks.", Documented, mediumListed},
             {"media.missing",
              "A missing file is refused: with `VBOX_E_FILE_ERROR` by the documents, with `VBOX_E_OBJECT_NOT_FOUND` by "
              "the sources.",
@@ -276,7 +276,8 @@ Subject mediumStatements()
             {"media.close", "A closed medium is dead, `E_ACCESSDENIED`; its file stays.", Documented, closed},
             {"media.close-attached", "An attached one is not closed: `VBOX_E_OBJECT_IN_USE`.", Documented,
              closeAttached},
-            {"media.delete", "`DeleteStorage` deletes the file; the medium is NotCreated then.", Documented, deleted},
+            {"media.delete", "`DeleteStorage` deletes the file; the medium is NotCreated then.", Documented,
+             mediumDeleted},
             {"media.delete-attached", "An attached one is not deleted: `VBOX_E_OBJECT_IN_USE`.", Documented,
              deleteAttached},
         }};

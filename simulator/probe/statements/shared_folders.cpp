@@ -61,7 +61,7 @@ Finding missingPath(Lab& lab)
     return all({answers(Result::Ok, result), no(read(onlyShare(machine), &ISharedFolder::get_Accessible) != FALSE)});
 }
 
-Finding twice(Lab& lab)
+Finding sharedTwice(Lab& lab)
 {
     const ComPtr<IMachine> machine = lab.create();
     must(share(machine, L"exchange", lab.folder()));
@@ -73,7 +73,7 @@ Finding relativePath(Lab& lab)
     return answers(Result::InvalidArg, share(lab.create(), L"exchange", L"relative\\folder"));
 }
 
-Finding removed(Lab& lab)
+Finding shareRemoved(Lab& lab)
 {
     const ComPtr<IMachine> machine = lab.create();
     must(share(machine, L"exchange", lab.folder()));
@@ -82,14 +82,14 @@ Finding removed(Lab& lab)
                 answers(Result::ObjectNotFound, machine->RemoveSharedFolder(Text(L"exchange")))});
 }
 
-Finding unlocked(Lab& lab)
+Finding sharedUnlocked(Lab& lab)
 {
     const ComPtr<IMachine> machine = lab.machine();
     return all({answers(Result::InvalidVMState, share(machine, L"exchange", lab.folder())),
                 answers(Result::InvalidVMState, machine->RemoveSharedFolder(Text(L"exchange")))});
 }
 
-Finding saved(Lab& lab)
+Finding shareSaved(Lab& lab)
 {
     const ComPtr<IMachine> machine = lab.machine();
     const Lock lock(machine, LockType::Write);
@@ -114,11 +114,11 @@ Subject sharedFolderStatements()
             {"folders.accessible", "Whether its path is there is looked at on each reading.", Documented, accessible},
             {"folders.missing", "A path that is missing is accepted, and not accessible.", Assumed, missingPath},
             {"folders.relative", "A path that is not a full one gives `E_INVALIDARG`.", Documented, relativePath},
-            {"folders.twice", "A second one of a name gives `VBOX_E_OBJECT_IN_USE`.", Documented, twice},
+            {"folders.twice", "A second one of a name gives `VBOX_E_OBJECT_IN_USE`.", Documented, sharedTwice},
             {"folders.remove", "One that was removed is gone; an unknown name gives `VBOX_E_OBJECT_NOT_FOUND`.",
-             Documented, removed},
-            {"folders.unlocked", "Without a lock both give `VBOX_E_INVALID_VM_STATE`.", Documented, unlocked},
-            {"folders.saved", "Others see it after `SaveSettings`.", Documented, saved},
+             Documented, shareRemoved},
+            {"folders.unlocked", "Without a lock both give `VBOX_E_INVALID_VM_STATE`.", Documented, sharedUnlocked},
+            {"folders.saved", "Others see it after `SaveSettings`.", Documented, shareSaved},
         }};
 }
 

@@ -12,7 +12,7 @@ using namespace VBoxSim;
 namespace {
 
 template <class Action>
-ResultCode resultOf(Action&& action)
+ResultCode codeOf(Action&& action)
 {
     try {
         action();
@@ -48,12 +48,12 @@ TEST(Names, DevicesBecomePlainNames)
 
 TEST(Names, RefusesWhatASettingsFileCannotTakeOver)
 {
-    EXPECT_EQ(resultOf([] { checkMachineName(L""); }), Result::fileError);
-    EXPECT_EQ(resultOf([] { checkMachineName(L"a/b"); }), Result::fileError);
-    EXPECT_EQ(resultOf([] { checkMachineName(L"a\nb"); }), Result::fileError);
-    EXPECT_EQ(resultOf([] { checkMachineName(std::wstring(240, L'x')); }), Result::ok);
-    EXPECT_EQ(resultOf([] { checkMachineName(std::wstring(241, L'x')); }), Result::fileError);
-    EXPECT_EQ(resultOf([] { checkMachineName(L"模拟器 🎮"); }), Result::ok);
+    EXPECT_EQ(codeOf([] { checkMachineName(L""); }), Result::fileError);
+    EXPECT_EQ(codeOf([] { checkMachineName(L"a/b"); }), Result::fileError);
+    EXPECT_EQ(codeOf([] { checkMachineName(L"a\nb"); }), Result::fileError);
+    EXPECT_EQ(codeOf([] { checkMachineName(std::wstring(240, L'x')); }), Result::ok);
+    EXPECT_EQ(codeOf([] { checkMachineName(std::wstring(241, L'x')); }), Result::fileError);
+    EXPECT_EQ(codeOf([] { checkMachineName(L"模拟器 🎮"); }), Result::ok);
 }
 
 TEST(Names, CreateFlags)
@@ -63,25 +63,22 @@ TEST(Names, CreateFlags)
     EXPECT_TRUE(flags.forceOverwrite);
     EXPECT_TRUE(flags.folderWithUuid);
     EXPECT_EQ(flags.uuid, L"aaaaaaaa-1111-2222-3333-444444444444");
-    EXPECT_EQ(resultOf([] { parseCreateFlags(L"nonsense=1"); }), Result::invalidArgument);
-    EXPECT_EQ(resultOf([] { parseCreateFlags(L"UUID=12"); }), Result::invalidArgument);
-    EXPECT_EQ(resultOf([] { parseCreateFlags(L""); }), Result::ok);
+    EXPECT_EQ(codeOf([] { parseCreateFlags(L"nonsense=1"); }), Result::invalidArgument);
+    EXPECT_EQ(codeOf([] { parseCreateFlags(L"UUID=12"); }), Result::invalidArgument);
+    EXPECT_EQ(codeOf([] { parseCreateFlags(L""); }), Result::ok);
 }
 
 TEST(NatRules, NamesAndHostPortsMustBeFree)
 {
     std::vector<NatRule> rules;
     addRedirect(rules, {L"ssh", 1, L"127.0.0.1", 2222, L"", 22});
-    EXPECT_EQ(resultOf([&] { addRedirect(rules, {L"ssh", 0, L"", 1, L"", 1}); }), Result::invalidArgument);
-    EXPECT_EQ(resultOf([&] {
-                  addRedirect(rules, {L"other", 1, L"127.0.0.1", 2222, L"", 1});
-              }),
-              Result::invalidArgument);
-    EXPECT_EQ(resultOf([&] { addRedirect(rules, {L"udp", 0, L"127.0.0.1", 2222, L"", 1}); }), Result::ok);
-    EXPECT_EQ(resultOf([&] { addRedirect(rules, {L"elsewhere", 1, L"127.0.0.2", 2222, L"", 22}); }), Result::ok);
+    EXPECT_EQ(codeOf([&] { addRedirect(rules, {L"ssh", 0, L"", 1, L"", 1}); }), Result::invalidArgument);
+    EXPECT_EQ(codeOf([&] { addRedirect(rules, {L"other", 1, L"127.0.0.1", 2222, L"", 1}); }), Result::invalidArgument);
+    EXPECT_EQ(codeOf([&] { addRedirect(rules, {L"udp", 0, L"127.0.0.1", 2222, L"", 1}); }), Result::ok);
+    EXPECT_EQ(codeOf([&] { addRedirect(rules, {L"elsewhere", 1, L"127.0.0.2", 2222, L"", 22}); }), Result::ok);
     removeRedirect(rules, L"elsewhere");
-    EXPECT_EQ(resultOf([&] { addRedirect(rules, {L"x", 2, L"", 5, L"", 5}); }), Result::invalidArgument);
-    EXPECT_EQ(resultOf([&] { removeRedirect(rules, L"nobody"); }), Result::invalidArgument);
+    EXPECT_EQ(codeOf([&] { addRedirect(rules, {L"x", 2, L"", 5, L"", 5}); }), Result::invalidArgument);
+    EXPECT_EQ(codeOf([&] { removeRedirect(rules, L"nobody"); }), Result::invalidArgument);
     removeRedirect(rules, L"udp");
     EXPECT_EQ(rules.size(), 1u);
 }

@@ -8,7 +8,7 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::wstring file = L"C:\\x\\x.vbox";
+const std::wstring machinePath = L"C:\\x\\x.vbox";
 
 std::string machine(const std::string& hardware)
 {
@@ -19,7 +19,7 @@ std::string machine(const std::string& hardware)
 
 MachineSettings settingsOf(const std::string& hardware)
 {
-    return parseMachineSettings(machine(hardware), file);
+    return parseMachineSettings(machine(hardware), machinePath);
 }
 
 std::string nat(const std::string& inside)
@@ -76,12 +76,12 @@ TEST(NatSettings, ComeBackAsTheyWereWritten)
     nat.aliasMode = 2;
     nat.tftpBootFile = L"boot";
     const NatSettings changed = nat;
-    settings.source = renderMachineSettings(settings, file);
-    settings = parseMachineSettings(settings.source, file);
+    settings.source = renderMachineSettings(settings, machinePath);
+    settings = parseMachineSettings(settings.source, machinePath);
     EXPECT_EQ(settings.adapters.at(0).nat, changed);
 
     settings.adapters.at(0).nat = {};
-    const std::string text = renderMachineSettings(settings, file);
+    const std::string text = renderMachineSettings(settings, machinePath);
     EXPECT_EQ(text.find("10.2/16"), text.npos) << "only what deviates is written";
     EXPECT_EQ(text.find("proxy-only"), text.npos);
 }
@@ -90,7 +90,7 @@ TEST(NatSettings, AreKeptForAnAdapterThatIsAttachedElsewhere)
 {
     MachineSettings settings = settingsOf(nat("<InternalNetwork name=\"lab\"/>"));
     settings.adapters.at(0).nat.mtu = 1280;
-    settings = parseMachineSettings(renderMachineSettings(settings, file), file);
+    settings = parseMachineSettings(renderMachineSettings(settings, machinePath), machinePath);
     EXPECT_EQ(settings.adapters.at(0).attachment, 3u);
     EXPECT_EQ(settings.adapters.at(0).nat.mtu, 1280u);
 }
@@ -112,10 +112,10 @@ TEST(BootOrder, ComesBackAsItWasWritten)
 {
     MachineSettings settings = settingsOf("");
     settings.bootOrder = {3, 0, 4, 2};
-    settings.source = renderMachineSettings(settings, file);
-    settings = parseMachineSettings(settings.source, file);
+    settings.source = renderMachineSettings(settings, machinePath);
+    settings = parseMachineSettings(settings.source, machinePath);
     EXPECT_EQ(settings.bootOrder, (BootOrder{3, 0, 4, 2}));
     settings.bootOrder = usualBootOrder;
-    const std::string text = renderMachineSettings(settings, file);
+    const std::string text = renderMachineSettings(settings, machinePath);
     EXPECT_EQ(text.find("<Boot"), text.npos) << "the usual order is left out";
 }

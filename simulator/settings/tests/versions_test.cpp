@@ -21,7 +21,7 @@ using namespace VBoxSim;
 
 namespace {
 
-const std::wstring file = Files::join(TravikTest::scratchFolder().wstring(), L"x.vbox");
+const std::wstring writtenFile = Files::join(TravikTest::scratchFolder().wstring(), L"x.vbox");
 
 std::string machineFile(const std::string& version, const std::string& hardware, const std::string& besides = "")
 {
@@ -79,10 +79,10 @@ std::vector<std::string> difference(const std::string& left, const std::string& 
 
 std::string saved(const std::string& text, const std::function<void(MachineSettings&)>& change = {})
 {
-    MachineSettings settings = parseMachineSettings(text, file);
+    MachineSettings settings = parseMachineSettings(text, writtenFile);
     if (change)
         change(settings);
-    return renderMachineSettings(settings, file);
+    return renderMachineSettings(settings, writtenFile);
 }
 
 /// A file as VirtualBox of that version's time wrote it, with much in it that the stand-in does not model.
@@ -147,7 +147,7 @@ TEST(Versions, AbsentAttributesMeanTheDefaultOfTheVersion)
 {
     for (const SettingsVersion minor : versions) {
         const MachineSettings machine = parseMachineSettings(
-            machineFile(version(minor), "<Network><Adapter slot=\"0\"/></Network><AudioAdapter/>"), file);
+            machineFile(version(minor), "<Network><Adapter slot=\"0\"/></Network><AudioAdapter/>"), writtenFile);
         EXPECT_EQ(machine.adapters[0].cableConnected, minor >= 16) << minor;
         EXPECT_EQ(machine.adapters[0].type, minor >= 16 ? 2u : 1u) << minor;
         EXPECT_FALSE(machine.adapters[0].enabled);
@@ -160,7 +160,7 @@ TEST(Versions, AbsentAttributesMeanTheDefaultOfTheVersion)
         EXPECT_EQ(machine.cpuCount, 1u);
         EXPECT_EQ(machine.chipset, 1u);
         EXPECT_TRUE(machine.sharedFolders.empty());
-        const MachineSettings without = parseMachineSettings(machineFile(version(minor), ""), file);
+        const MachineSettings without = parseMachineSettings(machineFile(version(minor), ""), writtenFile);
         EXPECT_EQ(without.audio.enabled, minor < 16) << minor;
     }
 }
@@ -282,7 +282,7 @@ TEST(Versions, OldFilesHaveNoRegistryGroupsAndDrives)
                 "location=\"d.vdi\" format=\"VDI\"/></HardDisks></MediaRegistry><Groups><Group name=\"/g\"/>"
                 "</Groups><StorageControllers><StorageController name=\"IDE\" type=\"PIIX4\">"
                 "<AttachedDevice type=\"DVD\" port=\"0\" device=\"0\"/></StorageController></StorageControllers>"),
-            file);
+            writtenFile);
         EXPECT_EQ(machine.media.size(), minor >= 11 ? 1u : 0u) << minor;
         EXPECT_EQ(machine.groups, std::vector<std::wstring>{minor >= 13 ? L"/g" : L"/"}) << minor;
         ASSERT_EQ(machine.controllers.size(), 1u);
@@ -342,9 +342,10 @@ TEST(Versions, NewerFilesAreReadAndWrittenAsTheNewestKnown)
         const std::string after = saved(machineFile(text, "<New thing=\"1\"/>"));
         EXPECT_NE(after.find("version=\"1.18-windows\""), std::string::npos) << text;
         EXPECT_NE(after.find("<New thing=\"1\"/>"), std::string::npos);
-        EXPECT_FALSE(outdatedCopy(machineFile(text, ""), after, file)) << text;
+        EXPECT_FALSE(outdatedCopy(machineFile(text, ""), after, writtenFile)) << text;
     }
-    EXPECT_FALSE(outdatedCopy(machineFile("1.16", ""), saved(machineFile("1.16", "")), file)) << "the version stays";
+    EXPECT_FALSE(outdatedCopy(machineFile("1.16", ""), saved(machineFile("1.16", "")), writtenFile))
+        << "the version stays";
 }
 
 TEST(Versions, FeaturesRaiseTheVersion)
@@ -361,8 +362,8 @@ TEST(Versions, FeaturesRaiseTheVersion)
     EXPECT_EQ(versionAfter(machineFile("1.9", ""),
                            [](MachineSettings& s) {
                                s.media.push_back({L"22222222-2222-4222-8222-222222222201",
-                                                  Files::join(Files::folderOf(file), L"d.vdi"), L"VDI", L"Normal",
-                                                  DeviceKind::hardDisk, L""});
+                                                  Files::join(Files::folderOf(writtenFile), L"d.vdi"), L"VDI",
+                                                  L"Normal", DeviceKind::hardDisk, L""});
                            }),
               "1.11");
     EXPECT_EQ(versionAfter(machineFile("1.16", ""), [](MachineSettings& s) { s.paravirt = 5; }), "1.16");
@@ -388,7 +389,7 @@ TEST(Versions, FeaturesRaiseTheVersion)
     EXPECT_EQ(versionAfter(machineFile("1.4", ""), {}), "1.7");
     EXPECT_EQ(versionAfter(machineFile("1.12", "<CPU><X2APIC enabled=\"true\"/></CPU>"), {}), "1.16");
     MachineSettings fresh = newMachineSettings(L"n", L"Other");
-    EXPECT_NE(renderMachineSettings(fresh, file).find("version=\"1.15-windows\""), std::string::npos);
+    EXPECT_NE(renderMachineSettings(fresh, writtenFile).find("version=\"1.15-windows\""), std::string::npos);
 }
 
 /// A file that gets a higher version says the same in it, snapshots included.
@@ -403,12 +404,12 @@ TEST(Versions, RaisingKeepsTheMeaning)
     std::string withCurrent = text;
     withCurrent.insert(withCurrent.find(" lastStateChange"),
                        " currentSnapshot=\"{33333333-3333-4333-8333-333333333301}\"");
-    const MachineSettings before = parseMachineSettings(withCurrent, file);
+    const MachineSettings before = parseMachineSettings(withCurrent, writtenFile);
     const std::string raised = saved(withCurrent, [](MachineSettings& s) {
         s.sharedFolders.push_back({L"s", L"C:\\s", false, false, L"/mnt"});
     });
     EXPECT_NE(raised.find("version=\"1.17-windows\""), std::string::npos);
-    const MachineSettings after = parseMachineSettings(raised, file);
+    const MachineSettings after = parseMachineSettings(raised, writtenFile);
     EXPECT_EQ(after.adapters[0].cableConnected, before.adapters[0].cableConnected);
     EXPECT_EQ(after.adapters[0].type, before.adapters[0].type);
     EXPECT_EQ(after.audio, before.audio);
@@ -421,7 +422,7 @@ TEST(Versions, RaisingKeepsTheMeaning)
         EXPECT_TRUE(lines.contains(snapshot + line)) << line;
     EXPECT_TRUE(lines.contains("/VirtualBox/Machine[m]/StorageControllers/StorageController[SATA]/AttachedDevice[0]"
                                "@hotpluggable=true"));
-    EXPECT_EQ(outdatedCopy(withCurrent, raised, file),
+    EXPECT_EQ(outdatedCopy(withCurrent, raised, writtenFile),
               Files::join(TravikTest::scratchFolder().wstring(), L"x-1.12-windows.vbox"));
 }
 
@@ -433,7 +434,7 @@ TEST(Versions, ModesThatAreNotInUseAreKept)
     const std::string bridged =
         saved(text, [](MachineSettings& s) { s.adapters[0].attachment = Travik::NetworkAttachmentType::Bridged; });
     EXPECT_NE(bridged.find("<BridgedInterface name=\"eth0\"/>"), std::string::npos);
-    const MachineSettings read = parseMachineSettings(bridged, file);
+    const MachineSettings read = parseMachineSettings(bridged, writtenFile);
     EXPECT_EQ(read.adapters[0].attachment, 2u);
     ASSERT_EQ(read.adapters[0].rules.size(), 1u);
     const std::string back =
@@ -450,8 +451,8 @@ TEST(Versions, CostGrowsWithTheFileOnly)
                                   Files::join(TravikTest::scratchFolder().wstring(), L"d" + std::to_wstring(i)), L"VDI",
                                   L"Normal", DeviceKind::hardDisk, L""});
     const auto start = std::chrono::steady_clock::now();
-    const std::string text = renderMachineSettings(settings, file);
-    EXPECT_EQ(parseMachineSettings(text, file).media.size(), 10000u);
+    const std::string text = renderMachineSettings(settings, writtenFile);
+    EXPECT_EQ(parseMachineSettings(text, writtenFile).media.size(), 10000u);
     EXPECT_EQ(saved(text).size(), text.size());
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
