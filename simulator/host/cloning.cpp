@@ -27,7 +27,7 @@ struct Options
     bool keepHardwareIds = false;
 };
 
-Options parse(const std::vector<std::int32_t>& values)
+Options parseCloneOptions(const std::vector<std::int32_t>& values)
 {
     Options options;
     for (const std::int32_t value : values) {
@@ -321,7 +321,7 @@ ProgressPtr cloneMachine(const MachineView& source, const MachineView& target, s
         throw Failure(Result::invalidArgument, L"The target must be another machine that is not registered yet");
     if (source.machine()->isOnline())
         throw Failure(Result::invalidVmState, L"A running machine cannot be cloned");
-    ClonePlan plan{target.machine(), mode, parse(options), {}, {}};
+    ClonePlan plan{target.machine(), mode, parseCloneOptions(options), {}, {}};
     ClonePlanner(source.host().media(), source.settings(), plan).run();
     return startTask<Cloning>(source.host(), std::move(plan));
 }

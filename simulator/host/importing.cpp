@@ -17,7 +17,7 @@ namespace VBoxSim {
 
 namespace {
 
-ImportOptions parse(const std::vector<std::int32_t>& values)
+ImportOptions parseImportOptions(const std::vector<std::int32_t>& values)
 {
     ImportOptions options;
     for (const std::int32_t number : values) {
@@ -290,7 +290,7 @@ void interpretAppliance(Host& host, ApplianceData& data)
 
 ProgressPtr importAppliance(Host& host, const AppliancePtr& data, const std::vector<std::int32_t>& options)
 {
-    const ImportOptions parsed = parse(options);
+    const ImportOptions parsed = parseImportOptions(options);
     checkIdle(*data);
     if (!data->interpreted)
         throw Failure(Result::fail, L"Cannot import machines without reading and interpreting the appliance first");

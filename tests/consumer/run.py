@@ -35,7 +35,7 @@ def build_again():
     again = scratch / "again"
     run("cmake", "--preset", "mingw-release", "-S", root, "-B", again, "-DTRAVIK_SYMBOLS=ON",
         "-DTRAVIK_BUILD_TESTS=OFF", "-DTRAVIK_BUILD_SAMPLES=OFF")
-    run("cmake", "--build", again)
+    run("nice", "cmake", "--build", again)
     return again
 
 

@@ -60,7 +60,7 @@ class Elsewhere(unittest.TestCase):
         kept = {key: value for key, value in os.environ.items()
                 if not key.startswith(("TRAVIK_", "WINE", "XDG_", "CMAKE_", "CCACHE_"))}
         with open(self.scratch / f"{name}.log", "w", encoding="utf-8") as log:
-            return subprocess.Popen(self.as_nobody(str(repo / "dev"), "run"), cwd="/", stdin=subprocess.DEVNULL,
+            return subprocess.Popen(self.as_nobody("nice", str(repo / "dev"), "run"), cwd="/", stdin=subprocess.DEVNULL,
                                     stdout=log, stderr=subprocess.STDOUT,
                                     env={**kept, "HOME": str(home), "TRAVIK_CACHE": str(self.cache)})
 

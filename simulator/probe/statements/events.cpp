@@ -72,7 +72,7 @@ Finding timeOut(Lab& lab)
     return says(waited >= 250, "300 ms or more", std::to_string(waited) + " ms");
 }
 
-Finding registered(Lab& lab)
+Finding registrationTold(Lab& lab)
 {
     Listener listener(source(lab), {VBoxEventType::OnMachineRegistered});
     const ComPtr<IMachine> machine = lab.machine();
@@ -268,7 +268,8 @@ Subject eventStatements()
         {
             {"events.none", "Without an event `GetEvent` gives `S_OK` and nothing.", Documented, nothingHappens},
             {"events.time-out", "It waits as long as it is told.", Documented, timeOut},
-            {"events.registered", "A machine that comes or goes is told, with its identifier.", Documented, registered},
+            {"events.registered", "A machine that comes or goes is told, with its identifier.", Documented,
+             registrationTold},
             {"events.data", "So are saved settings.", Documented, dataChanged},
             {"events.session", "A lock is told as Locked, its end as Unlocked.", Documented, sessionChanged},
             {"events.state", "A machine's new state is told, Aborted too.", Documented, stateChanged},

@@ -127,7 +127,7 @@ Finding mediumListed(Lab& lab)
 
 // ---- refusals
 
-Finding missing(Lab& lab)
+Finding missingDisk(Lab& lab)
 {
     ComPtr<IMedium> disk;
     const HRESULT result = open(lab, lab.newFile(L".vdi"), DeviceType::HardDisk, disk);
@@ -259,7 +259,7 @@ Subject mediumStatements()
             {"media.missing",
              "A missing file is refused: with `VBOX_E_FILE_ERROR` by the documents, with `VBOX_E_OBJECT_NOT_FOUND` by "
              "the sources.",
-             Documented, missing},
+             Documented, missingDisk},
             {"media.no-image",
              "So is a file that is no image: `VBOX_E_IPRT_ERROR` by the documents, `VBOX_E_OBJECT_NOT_FOUND` by the "
              "sources.",

@@ -31,7 +31,7 @@ Finding plain(Lab& lab)
     return composed(lab, L"Player", L"", L"", L"C:\\base\\Player\\Player.vbox");
 }
 
-Finding group(Lab& lab)
+Finding groupInName(Lab& lab)
 {
     return composed(lab, L"Player", L"/games/old", L"", L"C:\\base\\games\\old\\Player\\Player.vbox");
 }
@@ -108,7 +108,7 @@ Subject nameStatements()
             "Names and files",
             {
                 {"names.file", "A machine's file is `<base>\\<name>\\<name>.vbox`.", Documented, plain},
-                {"names.group", "Groups are folders between the base and the machine.", Documented, group},
+                {"names.group", "Groups are folders between the base and the machine.", Documented, groupInName},
                 {"names.root-group", "The group `/` is no folder.", Documented, rootGroup},
                 {"names.bad-group", "A group that does not begin with `/` gives `E_INVALIDARG`.", Documented, badGroup},
                 {"names.default-base", "Without a base it is the default machine folder.", Documented, defaultBase},

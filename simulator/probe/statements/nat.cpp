@@ -90,12 +90,12 @@ Finding comma(Lab& lab)
     return fails(add(engineOf(lab.create()), L"a,b", NATProtocol::TCP, 2222));
 }
 
-Finding unlocked(Lab& lab)
+Finding rulesUnlocked(Lab& lab)
 {
     return answers(Result::InvalidVMState, add(engineOf(lab.machine()), L"ssh", NATProtocol::TCP, 2222));
 }
 
-Finding saved(Lab& lab)
+Finding rulesSaved(Lab& lab)
 {
     const ComPtr<IMachine> machine = lab.machine();
     const Lock lock(machine, LockType::Write);
@@ -120,7 +120,7 @@ Finding engineAlways(Lab& lab)
     return yes(engineOf(machine) != nullptr);
 }
 
-Finding macAddress(Lab& lab)
+Finding natMacAddress(Lab& lab)
 {
     const std::wstring mac = text(adapterOf(lab.create()), &INetworkAdapter::get_MACAddress);
     return says(mac.size() == 12 && mac.starts_with(L"080027"), "12 digits, 080027 in front", utf8(mac));
@@ -159,7 +159,7 @@ Subject natStatements()
             {"nat.slots", "Every slot has an adapter, enabled or not.", Documented, everySlot},
             {"nat.engine", "Every adapter has a NAT engine, whatever it is attached to.", Documented, engineAlways},
             {"nat.mac", "A MAC address is 12 hexadecimal digits; VirtualBox's own begin with 080027.", Assumed,
-             macAddress},
+             natMacAddress},
             {"nat.mac-empty", "An empty one is made up anew.", Assumed, macGenerated},
             {"nat.mac-malformed", "Another form gives `E_INVALIDARG`.", Assumed, macMalformed},
             {"nat.cable", "The cable is connected unless it is pulled.", Documented, cable},
@@ -177,8 +177,9 @@ Subject natStatements()
             {"nat.sorted", "Rules come sorted by name.", Assumed, sorted},
             {"nat.remove", "A rule that was removed is gone; an unknown name gives `E_INVALIDARG`.", Documented,
              removed},
-            {"nat.unlocked", "Without a lock there are no new rules: `VBOX_E_INVALID_VM_STATE`.", Documented, unlocked},
-            {"nat.saved", "Others see a rule after `SaveSettings`.", Documented, saved},
+            {"nat.unlocked", "Without a lock there are no new rules: `VBOX_E_INVALID_VM_STATE`.", Documented,
+             rulesUnlocked},
+            {"nat.saved", "Others see a rule after `SaveSettings`.", Documented, rulesSaved},
         }};
 }
 

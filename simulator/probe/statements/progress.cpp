@@ -56,7 +56,7 @@ Finding ended(Lab& lab)
                 answers(Result::Ok, static_cast<HRESULT>(read(progress, &IProgress::get_ResultCode)))});
 }
 
-Finding operations(Lab& lab)
+Finding progressOperations(Lab& lab)
 {
     const ComPtr<IProgress> progress = endedWell(lab);
     const ULONG count = read(progress, &IProgress::get_OperationCount);
@@ -177,7 +177,7 @@ Subject progressStatements()
             {"progress.end", "An operation that ended well has 100 percent, is not canceled, and its result is `S_OK`.",
              Documented, ended},
             {"progress.operations", "Then the last of its operations is the current one, at 100 percent.", Documented,
-             operations},
+             progressOperations},
             {"progress.description", "It has a description, and so has each of its operations.", Documented,
              description},
             {"progress.id", "Its identifier is a UUID.", Documented, id},

@@ -65,7 +65,7 @@ Finding stateEvents(Lab& lab)
     return all({machineState(MachineState::Paused, told[0]), machineState(MachineState::Running, told[1])});
 }
 
-Finding writeLock(Lab& lab)
+Finding runningWriteLock(Lab& lab)
 {
     return answers(Result::InvalidObjectState, lab.running().listed->LockMachine(lab.session().Get(), LockType::Write));
 }
@@ -89,13 +89,13 @@ Finding secondStart(Lab& lab)
                    lab.running().listed->LaunchVMProcess(lab.session().Get(), Text(L"headless"), nullptr, &progress));
 }
 
-Finding unregister(Lab& lab)
+Finding unregisterRunning(Lab& lab)
 {
     Array media;
     return answers(Result::InvalidObjectState, lab.running().listed->Unregister(CleanupMode::Full, media.put()));
 }
 
-Finding hardware(Lab& lab)
+Finding runningHardware(Lab& lab)
 {
     RunningMachine& machine = lab.running();
     return all({answers(Result::InvalidVMState, machine.machine->put_MemorySize(100)),
@@ -220,13 +220,13 @@ Subject runningStatements()
              pausedTwice},
             {"running.resume-twice", "Resuming a running one does, too.", Documented, resumedTwice},
             {"running.events", "The console's event source tells each new state.", Documented, stateEvents},
-            {"running.write-lock", "A write lock gives `VBOX_E_INVALID_OBJECT_STATE`.", Documented, writeLock},
+            {"running.write-lock", "A write lock gives `VBOX_E_INVALID_OBJECT_STATE`.", Documented, runningWriteLock},
             {"running.shared-lock", "A shared lock works, has type Shared and a console, and its unlock ends nothing.",
              Documented, sharedLock},
             {"running.start", "A second start gives `VBOX_E_INVALID_OBJECT_STATE`.", Documented, secondStart},
-            {"running.unregister", "Unregistering gives `VBOX_E_INVALID_OBJECT_STATE`.", Documented, unregister},
+            {"running.unregister", "Unregistering gives `VBOX_E_INVALID_OBJECT_STATE`.", Documented, unregisterRunning},
             {"running.hardware", "Memory and processors cannot be changed: `VBOX_E_INVALID_VM_STATE`.", Documented,
-             hardware},
+             runningHardware},
             {"running.nat", "Port-forwarding rules can.", Documented, natRules},
             {"running.rename", "A new name is refused when it is saved.", Documented, rename},
             {"running.clone", "Cloning the current state gives `VBOX_E_INVALID_VM_STATE`.", Assumed, clone},

@@ -19,7 +19,7 @@ Finding unknownFrontEnd(Lab& lab)
     return answers(Result::InvalidArg, launch(lab.machine(), lab.session(), L"no-such-front-end", progress));
 }
 
-Finding unregistered(Lab& lab)
+Finding startUnregistered(Lab& lab)
 {
     ComPtr<IProgress> progress;
     return answers(Result::Unexpected, launch(lab.unregistered(), lab.session(), L"headless", progress));
@@ -177,7 +177,8 @@ Subject startStatements()
         {
             {"start.unknown-front-end", "A front end that does not exist gives `E_INVALIDARG`.", Documented,
              unknownFrontEnd},
-            {"start.unregistered", "A machine that is not registered gives `E_UNEXPECTED`.", Documented, unregistered},
+            {"start.unregistered", "A machine that is not registered gives `E_UNEXPECTED`.", Documented,
+             startUnregistered},
             {"start.running",
              "After the start the machine is Running, and the session Locked, of type Remote, with a "
              "console.",

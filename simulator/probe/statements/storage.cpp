@@ -59,7 +59,7 @@ Finding unknownController(Lab& lab)
          answers(Result::ObjectNotFound, machine->GetMediumAttachmentsOfController(Text(L"none"), attachments.put()))});
 }
 
-Finding unlocked(Lab& lab)
+Finding storageUnlocked(Lab& lab)
 {
     ComPtr<IStorageController> controller;
     return answers(Result::InvalidVMState, add(lab.machine(), L"SATA", StorageBus::SATA, controller));
@@ -180,7 +180,7 @@ Finding diskTaken(Lab& lab)
     return answers(Result::ObjectInUse, bench.attachDisk(1, disk));
 }
 
-Finding unregistered(Lab& lab)
+Finding storageUnregistered(Lab& lab)
 {
     const ComPtr<IMachine> machine = lab.create();
     added(machine, L"SATA", StorageBus::SATA);
@@ -309,7 +309,8 @@ Subject storageStatements()
              Documented, namesHaveCase},
             {"storage.unknown", "Removing or listing one that is not there gives that, too.", Documented,
              unknownController},
-            {"storage.unlocked", "Without a lock nothing is added: `VBOX_E_INVALID_VM_STATE`.", Documented, unlocked},
+            {"storage.unlocked", "Without a lock nothing is added: `VBOX_E_INVALID_VM_STATE`.", Documented,
+             storageUnlocked},
             {"storage.port-count", "The ports of SATA can be 1 to 30; else `E_INVALIDARG`.", Documented, portCounts},
             {"storage.type", "The type can be another one of the same bus.", Documented, typeOfTheBus},
             {"storage.other-type", "One of another bus gives `E_INVALIDARG`.", Documented, typeOfAnotherBus},
@@ -329,7 +330,7 @@ Subject storageStatements()
              "VirtualBox may make a differencing image instead"},
             {"storage.unregistered",
              "On a machine that is not registered attaching gives `VBOX_E_INVALID_OBJECT_STATE`.", Documented,
-             unregistered},
+             storageUnregistered},
             {"storage.attach-unlocked", "Without a lock it gives `VBOX_E_INVALID_VM_STATE`.", Documented,
              attachUnlocked},
             {"storage.attach-unknown", "At a controller that is not there it gives `VBOX_E_OBJECT_NOT_FOUND`.", Assumed,
