@@ -9,7 +9,12 @@ namespace {
 class NotRegistered : public testing::Test
 {
 protected:
-    void SetUp() override { unregisterStandIn(); }
+    void SetUp() override
+    {
+        registerStandIn(); // or a server that lingers could not be asked to end
+        ASSERT_TRUE(stopServer()) << "a server of another world runs and does not end";
+        unregisterStandIn();
+    }
     void TearDown() override { sdk.releaseRC(); }
 
     VBoxInstanceImpl& sdk = library();
