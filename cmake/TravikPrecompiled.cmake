@@ -1,6 +1,6 @@
 # Headers of the system and of libraries, read once instead of once for each source. Sources still include what they use:
-# the builds of coverage, traps and lint do without (CMAKE_DISABLE_PRECOMPILE_HEADERS). For MinGW only:
-# Visual Studio wants equal options for all who share.
+# the builds of coverage, traps and lint do without (CMAKE_DISABLE_PRECOMPILE_HEADERS), that of coverage without groups,
+# too. For MinGW only: Visual Studio wants equal options for all who share.
 
 # travik_precompiled(name LIBS ... HEADERS ...): a set of headers; the libraries bring what they need to be read, and the
 # options that all users of the set have.

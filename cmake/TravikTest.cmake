@@ -16,10 +16,11 @@ function(travik_windows_path out path)
     set(${out} "${path}" PARENT_SCOPE)
 endfunction()
 
+add_custom_target(long_tests)
+
 # travik_add_test(NAME name SOURCES ... LIBS ... [LABELS ...] [TIMEOUT seconds]): one executable and one CTest entry, as
 # starting a program under Wine takes long. It finds in its environment TRAVIK_TEST_SCRATCH, a folder of its own, and
 # TRAVIK_TEST_BIN, the folder with the products. The label long keeps it out of the usual run and the usual build.
-add_custom_target(long_tests)
 function(travik_add_test)
     cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;TIMEOUT" "SOURCES;LIBS;LABELS")
     if(NOT DEFINED arg_TIMEOUT)

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """parties_test.py BIN: each program and DLL holds of other people's libraries what the package's table says of it, and
-nothing else. What a small DLL takes by mistake, a front end would load."""
+nothing else. What a small DLL takes by mistake, a front end would load. The consumer's test looks closer, by the debug
+symbols of a package, and takes minutes."""
 import pathlib
 import sys
 import unittest
